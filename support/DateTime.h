@@ -1,0 +1,21 @@
+// A point of time as text.
+#pragma once
+
+#include <ctime>
+#include <string>
+
+class DateTime {
+  public:
+    // Seconds since 1970-01-01 UTC, and milliseconds (0..999) beyond them.
+    DateTime(std::time_t seconds, int milliseconds)
+        : seconds_(seconds), milliseconds_(milliseconds) {}
+
+    static DateTime now();
+
+    // Local time as "YYYY-MM-DDThh:mm:ss", followed by ".mmm" if asked for.
+    std::string ToString(bool with_milliseconds) const;
+
+  private:
+    std::time_t seconds_;
+    int milliseconds_;
+};
