@@ -10,7 +10,6 @@
 // belong to section "". A line that is none of these is passed over.
 #pragma once
 
-#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
@@ -31,11 +30,10 @@ class ConfigFile {
     std::string ReadString(const char* section, const char* key, const char* default_value) const;
 
   private:
-    using Section = std::map<std::string, std::string, std::less<>>;
-    using Sections = std::map<std::string, Section, std::less<>>;
+    using Keys = std::map<std::string, std::string>;
 
-    static Sections Parse(std::string_view text);
+    void Parse(std::string_view text);
     const std::string* Find(const char* section, const char* key) const;
 
-    Sections sections_;
+    std::map<std::string, Keys> sections_;
 };

@@ -9,15 +9,17 @@
 #pragma once
 
 #include <atomic>
-#include <cstddef>
+#include <string>
 
-#include "MutexLock.h"
 #include "RWLock.h"
+
+class LogBackend;
 
 enum LogLevel { kLogDebug, kLogInfo, kLogWarning, kLogError };
 
-// All members may be called by any thread at any time, also while the process starts or ends, and
-// none throws. A Logger needs no destruction: what it holds stays until the process ends.
+// There is one Logger, g_logger. Its members may be called by any thread at any time, also from
+// constructors and destructors of static objects, and none throws. It has no destructor: exit
+// closes the log files, and what is written after that goes to standard output.
 class Logger {
   public:
     constexpr Logger() = default;
@@ -42,20 +44,18 @@ class Logger {
         __attribute__((format(printf, 5, 6)));
 
   private:
-    struct Backend;
-
     static constexpr int kNotStarted = -1;
 
     int Threshold() const noexcept { return threshold_.load(std::memory_order_relaxed); }
-    void HandOn(LogLevel level, const char* text, std::size_t length) noexcept;
-    void Replace(Backend* fresh) noexcept;
+    void HandOn(LogLevel level, std::string line);
+    void Close() noexcept;
 
-    // The lowest level that log4cxx writes, as read at Init, or kNotStarted. A copy, so that a
+    // The lowest level that log4cxx writes, as it was at Init, or kNotStarted. A copy, so that a
     // message that is not wanted costs one load and one comparison.
     std::atomic<int> threshold_{kNotStarted};
-    MutexLock init_lock_;         // one Init at a time
-    RWLock backend_lock_{true};   // read: writing a message; write: replacing the back end
-    Backend* backend_ = nullptr;  // guarded by backend_lock_
+    RWLock backend_lock_{true};      // read: writing a message; write: changing the configuration
+    LogBackend* backend_ = nullptr;  // guarded by backend_lock_; null before the start and at exit
+    bool is_closed_ = false;         // guarded by backend_lock_
 };
 
 extern Logger g_logger;

@@ -1,0 +1,108 @@
+// Parsed by hand: of the parsers at hand one folds the case of names and cuts lines at 200 bytes,
+// and the other one, which fits, would load the ICU libraries into the host's process.
+#include "ConfigFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <charconv>
+#include <optional>
+#include <string_view>
+
+#include "text_split.h"
+
+namespace {
+
+class FileDescriptor {
+  public:
+    explicit FileDescriptor(int fd) : fd_(fd) {}
+    ~FileDescriptor() {
+        if (fd_ >= 0) close(fd_);
+    }
+    FileDescriptor(const FileDescriptor&) = delete;
+    FileDescriptor& operator=(const FileDescriptor&) = delete;
+    int Get() const { return fd_; }
+
+  private:
+    const int fd_;
+};
+
+bool IsRegularFile(int fd) {
+    struct stat status {};
+    return fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+// O_NONBLOCK: opening a FIFO that nobody writes to must fail here instead of waiting.
+std::optional<std::string> ReadRegularFile(const char* path) {
+    const FileDescriptor file(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (file.Get() < 0 || !IsRegularFile(file.Get())) return std::nullopt;
+    std::string text;
+    char chunk[16384];
+    for (;;) {
+        const ssize_t count = read(file.Get(), chunk, sizeof chunk);
+        if (count > 0) {
+            text.append(chunk, static_cast<std::size_t>(count));
+        } else if (count == 0) {
+            return text;
+        } else if (errno != EINTR) {
+            return std::nullopt;
+        }
+    }
+}
+
+std::optional<int> ParseInt(std::string_view text) {
+    if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
+    int value = 0;
+    const char* const end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, value);
+    if (error != std::errc() || rest != end) return std::nullopt;
+    return value;
+}
+
+}  // namespace
+
+bool ConfigFile::LoadFromFile(const char* path) {
+    const std::optional<std::string> text = ReadRegularFile(path == nullptr ? "" : path);
+    if (!text) return false;
+    sections_.clear();
+    Parse(*text);
+    return true;
+}
+
+void ConfigFile::Parse(std::string_view text) {
+    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+    if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
+    Keys* keys = &sections_[""];
+    while (!text.empty()) {
+        std::string_view line = Trim(CutFront(&text, '\n'));
+        if (line.starts_with('#') || line.starts_with(';')) continue;
+        if (line.starts_with('[')) {
+            line.remove_prefix(1);
+            keys = &sections_[std::string(Trim(CutFront(&line, ']')))];
+        } else if (line.find('=') != std::string_view::npos) {
+            const std::string_view key = Trim(CutFront(&line, '='));
+            keys->insert_or_assign(std::string(key), std::string(Trim(line)));
+        }
+    }
+}
+
+const std::string* ConfigFile::Find(const char* section, const char* key) const {
+    const auto keys = sections_.find(section == nullptr ? "" : section);
+    if (keys == sections_.end()) return nullptr;
+    const auto value = keys->second.find(key == nullptr ? "" : key);
+    return value == keys->second.end() ? nullptr : &value->second;
+}
+
+int ConfigFile::ReadInt(const char* section, const char* key, int default_value) const {
+    const std::string* const value = Find(section, key);
+    return value == nullptr ? default_value : ParseInt(*value).value_or(default_value);
+}
+
+std::string ConfigFile::ReadString(const char* section, const char* key,
+                                   const char* default_value) const {
+    const std::string* const value = Find(section, key);
+    if (value != nullptr) return *value;
+    return default_value == nullptr ? "" : default_value;
+}

@@ -1,0 +1,115 @@
+#include "LogBackend.h"
+
+#include <locale.h>
+#include <log4cxx/file.h>
+#include <log4cxx/xml/domconfigurator.h>
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <exception>
+#include <iterator>
+#include <utility>
+
+namespace {
+
+// log4cxx converts paths, environment variables and the messages of appenders without an Encoding
+// through the character set of the locale: in the C locale, where a host usually stands, each
+// non-ASCII byte would turn into "?". The change is the calling thread's alone and ends with the
+// scope. Where the system lacks C.UTF-8 nothing changes.
+class Utf8Scope {
+  public:
+    Utf8Scope() : former_(uselocale(Utf8())) {}
+    ~Utf8Scope() { uselocale(former_); }
+    Utf8Scope(const Utf8Scope&) = delete;
+    Utf8Scope& operator=(const Utf8Scope&) = delete;
+
+  private:
+    static locale_t Utf8() {
+        static const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+        return utf8;
+    }
+
+    const locale_t former_;
+};
+
+// A log that fails has no log to say so.
+void Complain(const char* subject, const char* reason) {
+    std::fprintf(stderr, "orvx: %s: %s\n", subject, reason);
+}
+
+// Reading a FIFO or a terminal would wait for ever. A missing file is left to log4cxx to report.
+bool IsReadableInTime(const char* path) {
+    struct stat status {};
+    return stat(path, &status) != 0 || S_ISREG(status.st_mode);
+}
+
+}  // namespace
+
+LogBackend::LogBackend(log4cxx::HierarchyPtr hierarchy, const char* logger_name)
+    : hierarchy_(std::move(hierarchy)),
+      logger_(hierarchy_->getLogger(logger_name)),
+      levels_{log4cxx::Level::getDebug(), log4cxx::Level::getInfo(), log4cxx::Level::getWarn(),
+              log4cxx::Level::getError()} {}
+
+LogBackend::~LogBackend() {
+    const Utf8Scope utf8;
+    try {
+        hierarchy_->shutdown();
+    } catch (const std::exception& error) {
+        Complain("closing the log", error.what());
+    }
+}
+
+std::unique_ptr<LogBackend> LogBackend::Load(const char* path, const char* logger_name) noexcept {
+    if (path == nullptr) path = "";
+    if (logger_name == nullptr) logger_name = "";
+    if (!IsReadableInTime(path)) {
+        Complain(path, "not a regular file");
+        return nullptr;
+    }
+    const Utf8Scope utf8;
+    try {
+        return Configure(path, logger_name);
+    } catch (const std::exception& error) {
+        Complain(path, error.what());
+        return nullptr;
+    }
+}
+
+std::unique_ptr<LogBackend> LogBackend::Configure(const char* path, const char* logger_name) {
+    auto hierarchy = log4cxx::Hierarchy::create();
+    const auto status = log4cxx::xml::DOMConfigurator().doConfigure(log4cxx::File(path), hierarchy);
+    if (status != log4cxx::spi::ConfigurationStatus::Configured) return nullptr;
+    std::unique_ptr<LogBackend> backend(new LogBackend(std::move(hierarchy), logger_name));
+    // An XML file of another kind is configured, says log4cxx, and would swallow every message.
+    if (!backend->HasAppender() && backend->Threshold() <= kLogError) {
+        Complain(path, "no appender for the messages");
+        return nullptr;
+    }
+    return backend;
+}
+
+bool LogBackend::HasAppender() const {
+    for (log4cxx::LoggerPtr logger = logger_; logger; logger = logger->getParent()) {
+        if (!logger->getAllAppenders().empty()) return true;
+        if (!logger->getAdditivity()) break;
+    }
+    return false;
+}
+
+int LogBackend::Threshold() const {
+    int level = kLogDebug;
+    while (level <= kLogError && !logger_->isEnabledFor(levels_[level])) ++level;
+    return level;
+}
+
+void LogBackend::Append(LogLevel level, const std::string& line) noexcept {
+    const Utf8Scope utf8;
+    try {
+        if (!logger_->isEnabledFor(levels_[level])) return;
+        logger_->forcedLogLS(levels_[level], line,
+                             log4cxx::spi::LocationInfo::getLocationUnavailable());
+    } catch (const std::exception& error) {
+        if (!has_complained_.test_and_set()) Complain("writing the log", error.what());
+    }
+}

@@ -1,0 +1,45 @@
+// One log4cxx configuration in use. Private to the logger.
+//
+// The idea: each configuration is a log4cxx hierarchy of its own, built aside and used only when it
+// is good. log4cxx's process-wide default hierarchy, the usual way, was rejected: a second start
+// that fails would leave it half changed, its getLogger silently loads a file from the current
+// folder when nothing is configured yet, and it belongs to the host, which may use log4cxx too.
+#pragma once
+
+#include <log4cxx/hierarchy.h>
+#include <log4cxx/logger.h>
+
+#include <atomic>
+#include <memory>
+#include <string>
+
+#include "Logger.h"
+
+class LogBackend {
+  public:
+    // Null, with the reason on standard error, if log4cxx does not accept the file or no appender
+    // would get the messages of `logger_name`. Never throws.
+    static std::unique_ptr<LogBackend> Load(const char* path, const char* logger_name) noexcept;
+
+    // Closes the log files.
+    ~LogBackend();
+    LogBackend(const LogBackend&) = delete;
+    LogBackend& operator=(const LogBackend&) = delete;
+
+    // The lowest LogLevel that is written, or the number above the highest one if none is.
+    int Threshold() const;
+
+    // Writes the line if its level is enabled. Any thread. Never throws: a line that cannot be
+    // written, say because the disk is full, is lost.
+    void Append(LogLevel level, const std::string& line) noexcept;
+
+  private:
+    LogBackend(log4cxx::HierarchyPtr hierarchy, const char* logger_name);
+    static std::unique_ptr<LogBackend> Configure(const char* path, const char* logger_name);
+    bool HasAppender() const;
+
+    const log4cxx::HierarchyPtr hierarchy_;
+    const log4cxx::LoggerPtr logger_;
+    const log4cxx::LevelPtr levels_[4];  // log4cxx's level of each LogLevel
+    std::atomic_flag has_complained_;    // of a line that could not be written
+};

@@ -1,0 +1,114 @@
+#include "Logger.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <type_traits>
+#include <utility>
+
+#include "LogBackend.h"
+
+constinit Logger g_logger;
+static_assert(std::is_trivially_destructible_v<Logger>);
+
+namespace {
+
+class ErrnoKeeper {
+  public:
+    ErrnoKeeper() : saved_(errno) {}
+    ~ErrnoKeeper() { errno = saved_; }
+    ErrnoKeeper(const ErrnoKeeper&) = delete;
+    ErrnoKeeper& operator=(const ErrnoKeeper&) = delete;
+
+  private:
+    const int saved_;
+};
+
+const char* BaseName(const char* path) {
+    const char* const slash = std::strrchr(path, '/');
+    return slash == nullptr ? path : slash + 1;
+}
+
+__attribute__((format(printf, 2, 0))) void AppendFormatted(std::string* line, const char* format,
+                                                           va_list args) {
+    char start[512];
+    va_list again;
+    va_copy(again, args);
+    const int length = std::vsnprintf(start, sizeof start, format, args);
+    if (length < 0) {  // above INT_MAX bytes, or wide text that cannot be converted
+        line->append(format);
+    } else if (static_cast<std::size_t>(length) < sizeof start) {
+        line->append(start, static_cast<std::size_t>(length));
+    } else {
+        const std::size_t former = line->size();
+        line->resize(former + static_cast<std::size_t>(length));
+        std::vsnprintf(line->data() + former, static_cast<std::size_t>(length) + 1, format, again);
+    }
+    va_end(again);
+}
+
+__attribute__((format(printf, 3, 0))) std::string FormatLine(const char* file, int line_number,
+                                                             const char* format, va_list args) {
+    std::string line = std::to_string(getpid());
+    line.append(" : (").append(BaseName(file)).append(":");
+    line.append(std::to_string(line_number)).append(") ");
+    AppendFormatted(&line, format, args);
+    return line;
+}
+
+// Through the stream, so that the line keeps its place among what the host itself prints.
+void PrintLine(std::string line) {
+    line.push_back('\n');
+    std::fwrite(line.data(), 1, line.size(), stdout);
+    std::fflush(stdout);
+}
+
+}  // namespace
+
+bool Logger::Init(const char* configuration_file, const char* logger_name) noexcept {
+    const ErrnoKeeper keeper;
+    // Held while the file is read: were the former log file still written while the new
+    // configuration opens it anew, lines would overwrite one another.
+    const RWLockGuard guard(backend_lock_, kWriteLockAction);
+    if (is_closed_) return false;
+    std::unique_ptr<LogBackend> fresh = LogBackend::Load(configuration_file, logger_name);
+    if (fresh == nullptr) return false;
+    // Registered after log4cxx has built its static objects, and so run before they are destroyed.
+    if (backend_ == nullptr) std::atexit([] { g_logger.Close(); });
+    const std::unique_ptr<LogBackend> former(std::exchange(backend_, fresh.release()));
+    threshold_.store(backend_->Threshold(), std::memory_order_relaxed);
+    return true;
+}
+
+void Logger::Close() noexcept {
+    const RWLockGuard guard(backend_lock_, kWriteLockAction);
+    is_closed_ = true;
+    delete std::exchange(backend_, nullptr);
+}
+
+void Logger::Write(LogLevel level, const char* file, int line, const char* format, ...) noexcept {
+    if (!IsEnabled(level)) return;
+    const ErrnoKeeper keeper;
+    va_list args;
+    va_start(args, format);
+    try {
+        HandOn(level, FormatLine(file, line, format, args));
+    } catch (const std::exception& error) {  // out of memory: the message is lost
+        std::fprintf(stderr, "orvx: logging: %s\n", error.what());
+    }
+    va_end(args);
+}
+
+void Logger::HandOn(LogLevel level, std::string line) {
+    {
+        const RWLockGuard guard(backend_lock_, kReadLockAction);
+        if (backend_ != nullptr) return backend_->Append(level, line);
+    }
+    PrintLine(std::move(line));
+}
