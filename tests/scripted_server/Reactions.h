@@ -1,0 +1,53 @@
+// What a scripted server can do with a request, in two kinds of pieces: frame makers build the
+// bytes of an answer, reactions decide what becomes of them and of the connection.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <future>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ScriptedServer.h"
+
+namespace scripted {
+
+using FrameMaker = std::function<std::string(const Request&)>;
+
+// ---- Frames ------------------------------------------------------------------------------------
+
+// The good answer: accepted, the request's identity, error 0, status 0; `change` may alter the
+// recognition message before it is wrapped.
+FrameMaker Echo(std::function<void(quorlan::protocol::LexoResponseMessage&)> change = {});
+// The good answer with the fields of `message` merged over it.
+FrameMaker EchoWith(quorlan::protocol::LexoResponseMessage message);
+// The good answer with a result: the status has bit value 2.
+FrameMaker EchoResult(quorlan::protocol::LexoResponseMessage result);
+// The good answer, its access layer altered.
+FrameMaker EchoAccess(
+    std::function<void(quorlan::protocol::capbility::CapbilityAccessResponseMessage&)> change);
+// These bytes behind their length prefix.
+FrameMaker Body(std::string body);
+// These bytes as they are, and the length prefix that announces `length` bytes.
+FrameMaker Bytes(std::string bytes);
+std::string LengthPrefix(std::uint32_t length);
+
+// ---- Reactions ---------------------------------------------------------------------------------
+
+Reaction Answer(FrameMaker frame = Echo());
+// The bytes [from, from + count) of the frame, as far as there are so many.
+Reaction AnswerPart(FrameMaker frame, std::size_t from, std::size_t count = std::string_view::npos);
+// `step` bytes at a time, with a pause between them.
+Reaction Trickle(FrameMaker frame, std::size_t step, std::chrono::milliseconds pause);
+Reaction StaySilent();
+Reaction Pause(std::chrono::milliseconds time);
+// Waits until the test opens the gate (or drops its promise).
+Reaction WaitFor(std::shared_future<void> gate);
+Reaction HangUp();
+Reaction Reset();
+Reaction Sequence(std::vector<Reaction> reactions);
+
+}  // namespace scripted

@@ -1,0 +1,224 @@
+#include "ScriptedServer.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <stdexcept>
+
+#include "FrameCodec.h"
+#include "Reactions.h"
+
+namespace scripted {
+namespace {
+
+namespace protocol = quorlan::protocol;
+
+constexpr std::chrono::seconds kPatience{10};
+constexpr int kBacklog = 512;
+
+// Bound to the loopback port, or to a free one when `port` is 0.
+int BoundSocket(int port) {
+    const int bound = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int on = 1;
+    ::setsockopt(bound, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (::bind(bound, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
+        ::close(bound);
+        throw std::runtime_error("scripted server: cannot bind");
+    }
+    return bound;
+}
+
+int PortOf(int bound) {
+    sockaddr_in address = {};
+    socklen_t length = sizeof(address);
+    ::getsockname(bound, reinterpret_cast<sockaddr*>(&address), &length);
+    return ntohs(address.sin_port);
+}
+
+Request ParseRequest(int connection, std::string_view body) {
+    Request request;
+    request.connection = connection;
+    request.frame.resize(kFramePrefixBytes);
+    EncodeFramePrefix(static_cast<std::uint32_t>(body.size()), request.frame.data());
+    request.frame += body;
+    if (request.header.ParseFromArray(body.data(), static_cast<int>(body.size()))) {
+        request.access = request.header.GetExtension(protocol::capbility::capbility_access_message);
+        request.inner.ParseFromString(request.access.data());
+    }
+    return request;
+}
+
+// False when the stream ended first.
+bool ReadFrame(Connection& connection, FrameReader& reader) {
+    while (reader.GetStatus() == FrameReader::Status::kNeedMore) {
+        const std::size_t received = connection.Receive(reader.WritableArea());
+        if (received == 0) {
+            return false;
+        }
+        reader.Commit(received);
+    }
+    return reader.GetStatus() == FrameReader::Status::kComplete;
+}
+
+}  // namespace
+
+ScriptedServer::ScriptedServer() : reservation_(BoundSocket(0)), otherwise_(Answer()) {
+    port_ = PortOf(reservation_);
+    Start();
+}
+
+ScriptedServer::~ScriptedServer() {
+    Stop();
+    ::close(reservation_);
+}
+
+std::string ScriptedServer::Address() const {
+    return "127.0.0.1:" + std::to_string(port_);
+}
+
+void ScriptedServer::Start() {
+    listener_ = BoundSocket(port_);
+    if (::listen(listener_, kBacklog) != 0) {
+        throw std::runtime_error("scripted server: cannot listen");
+    }
+    acceptor_ = std::thread(&ScriptedServer::AcceptLoop, this, listener_);
+}
+
+void ScriptedServer::Stop() {
+    if (!acceptor_.joinable()) {
+        return;
+    }
+    ::shutdown(listener_, SHUT_RDWR);
+    acceptor_.join();
+    ::close(listener_);
+    CloseConnections();
+    std::vector<Served> served;
+    {
+        const std::lock_guard lock(mutex_);
+        served.swap(served_);
+    }
+    for (Served& one : served) {
+        one.thread.join();
+    }
+}
+
+void ScriptedServer::Then(Reaction reaction) {
+    const std::lock_guard lock(mutex_);
+    queue_.push_back(std::move(reaction));
+}
+
+void ScriptedServer::Otherwise(Reaction reaction) {
+    const std::lock_guard lock(mutex_);
+    otherwise_ = std::move(reaction);
+}
+
+void ScriptedServer::OnConnect(std::function<void(Connection&)> action) {
+    const std::lock_guard lock(mutex_);
+    on_connect_ = std::move(action);
+}
+
+void ScriptedServer::CloseConnections() {
+    const std::lock_guard lock(mutex_);
+    for (const Served& one : served_) {
+        one.connection->Interrupt();
+    }
+}
+
+std::vector<Request> ScriptedServer::Requests() const {
+    const std::lock_guard lock(mutex_);
+    return requests_;
+}
+
+Request ScriptedServer::LastRequest() const {
+    const std::lock_guard lock(mutex_);
+    return requests_.empty() ? Request() : requests_.back();
+}
+
+std::size_t ScriptedServer::RequestCount() const {
+    const std::lock_guard lock(mutex_);
+    return request_count_;
+}
+
+void ScriptedServer::StopRecording() {
+    const std::lock_guard lock(mutex_);
+    is_recording_ = false;
+}
+
+bool ScriptedServer::WaitForRequests(std::size_t count) const {
+    std::unique_lock lock(mutex_);
+    return change_.wait_for(lock, kPatience, [&] { return request_count_ >= count; });
+}
+
+bool ScriptedServer::WaitForOpenConnections(std::size_t count) const {
+    std::unique_lock lock(mutex_);
+    return change_.wait_for(lock, kPatience, [&] { return OpenConnections() == count; });
+}
+
+void ScriptedServer::AcceptLoop(int listener) {
+    for (;;) {
+        const int socket = ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+        if (socket < 0) {
+            return;
+        }
+        // Pieces of an answer shall leave at once, as the script sends them.
+        const int on = 1;
+        ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
+        const std::lock_guard lock(mutex_);
+        auto connection = std::make_shared<Connection>(socket, next_number_++);
+        served_.push_back({connection, std::thread([this, connection] { Serve(*connection); })});
+        change_.notify_all();
+    }
+}
+
+void ScriptedServer::Serve(Connection& connection) {
+    std::function<void(Connection&)> on_connect;
+    {
+        const std::lock_guard lock(mutex_);
+        on_connect = on_connect_;
+    }
+    if (on_connect) {
+        on_connect(connection);
+    }
+    FrameReader reader;
+    while (connection.IsOpen() && ReadFrame(connection, reader)) {
+        const Request request = ParseRequest(connection.Number(), reader.Body());
+        reader.NextFrame();
+        Record(request)(request, connection);
+    }
+    connection.HangUp();
+    // Under the mutex: a waiter between its test and its sleep must not miss the change.
+    const std::lock_guard lock(mutex_);
+    change_.notify_all();
+}
+
+Reaction ScriptedServer::Record(Request request) {
+    const std::lock_guard lock(mutex_);
+    ++request_count_;
+    if (is_recording_) {
+        requests_.push_back(std::move(request));
+    }
+    change_.notify_all();
+    if (queue_.empty()) {
+        return otherwise_;
+    }
+    Reaction reaction = std::move(queue_.front());
+    queue_.pop_front();
+    return reaction;
+}
+
+std::size_t ScriptedServer::OpenConnections() const {
+    return static_cast<std::size_t>(
+        std::count_if(served_.begin(), served_.end(),
+                      [](const Served& one) { return one.connection->IsOpen(); }));
+}
+
+}  // namespace scripted

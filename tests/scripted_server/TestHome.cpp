@@ -1,0 +1,64 @@
+#include "TestHome.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <stdexcept>
+
+namespace scripted {
+namespace {
+
+std::filesystem::path MakeFolder() {
+    std::string pattern = std::filesystem::temp_directory_path() / "orvx-home-XXXXXX";
+    if (::mkdtemp(pattern.data()) == nullptr) {
+        throw std::runtime_error("test home: cannot create a folder");
+    }
+    return pattern;
+}
+
+std::string LogSettings(const std::string& log_file, const std::string& level) {
+    return R"(<?xml version="1.0" encoding="UTF-8"?>
+<log4j:configuration xmlns:log4j="http://jakarta.apache.org/log4j/">
+  <appender name="file" class="org.apache.log4j.FileAppender">
+    <param name="File" value=")" +
+           log_file + R"("/>
+    <param name="Append" value="true"/>
+    <param name="Encoding" value="UTF-8"/>
+    <layout class="org.apache.log4j.PatternLayout">
+      <param name="ConversionPattern" value="%p %m%n"/>
+    </layout>
+  </appender>
+  <logger name="Lexo_SDK" additivity="false">
+    <level value=")" +
+           level + R"("/>
+    <appender-ref ref="file"/>
+  </logger>
+</log4j:configuration>
+)";
+}
+
+}  // namespace
+
+TestHome::TestHome(const HomeOptions& options) : path_(MakeFolder()), log_(path_ / "test.log") {
+    std::filesystem::create_directory(path_ / "conf");
+    if (options.has_log) {
+        WriteFile("conf/Lexo_SDK_log.xml", LogSettings(path_ / "test.log", options.level));
+    }
+    if (options.has_settings) {
+        WriteFile("conf/Lexo_SDK.conf", options.settings);
+    }
+    ::setenv("QUORLAN_HOME", path_.c_str(), 1);
+}
+
+TestHome::~TestHome() {
+    ::unsetenv("QUORLAN_HOME");
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+std::string TestHome::WriteFile(const std::string& name, const std::string& content) const {
+    const std::filesystem::path file = path_ / name;
+    std::ofstream(file, std::ios::binary) << content;
+    return file.string();
+}
+
+}  // namespace scripted
