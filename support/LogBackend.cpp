@@ -43,6 +43,10 @@ bool IsReadableInTime(const char* path) {
     return stat(path, &status) != 0 || S_ISREG(status.st_mode);
 }
 
+void CloseAppenders(const log4cxx::LoggerPtr& logger) {
+    for (const log4cxx::AppenderPtr& appender : logger->getAllAppenders()) appender->close();
+}
+
 }  // namespace
 
 LogBackend::LogBackend(log4cxx::HierarchyPtr hierarchy, const char* logger_name)
@@ -51,10 +55,13 @@ LogBackend::LogBackend(log4cxx::HierarchyPtr hierarchy, const char* logger_name)
       levels_{log4cxx::Level::getDebug(), log4cxx::Level::getInfo(), log4cxx::Level::getWarn(),
               log4cxx::Level::getError()} {}
 
-LogBackend::~LogBackend() {
+void LogBackend::Close() noexcept {
     const Utf8Scope utf8;
     try {
-        hierarchy_->shutdown();
+        CloseAppenders(hierarchy_->getRootLogger());
+        for (const log4cxx::LoggerPtr& logger : hierarchy_->getCurrentLoggers()) {
+            CloseAppenders(logger);
+        }
     } catch (const std::exception& error) {
         Complain("closing the log", error.what());
     }

@@ -15,14 +15,14 @@
 
 #include "Logger.h"
 
+// Never destroyed once in use, only closed: log4cxx 1.0 deletes the policies of a rolling appender
+// as objects of the wrong size, which a checking allocator takes for a fatal error.
 class LogBackend {
   public:
     // Null, with the reason on standard error, if log4cxx does not accept the file or no appender
     // would get the messages of `logger_name`. Never throws.
     static std::unique_ptr<LogBackend> Load(const char* path, const char* logger_name) noexcept;
 
-    // Closes the log files.
-    ~LogBackend();
     LogBackend(const LogBackend&) = delete;
     LogBackend& operator=(const LogBackend&) = delete;
 
@@ -33,6 +33,11 @@ class LogBackend {
     // written, say because the disk is full, is lost.
     void Append(LogLevel level, const std::string& line) noexcept;
 
+    // Closes the log files. No Append may come after it.
+    void Close() noexcept;
+    // Keeps an older configuration, closed, for as long as this one.
+    void Keep(LogBackend* former) { former_ = former; }
+
   private:
     LogBackend(log4cxx::HierarchyPtr hierarchy, const char* logger_name);
     static std::unique_ptr<LogBackend> Configure(const char* path, const char* logger_name);
@@ -41,5 +46,6 @@ class LogBackend {
     const log4cxx::HierarchyPtr hierarchy_;
     const log4cxx::LoggerPtr logger_;
     const log4cxx::LevelPtr levels_[4];  // log4cxx's level of each LogLevel
-    std::atomic_flag has_complained_;    // of a line that could not be written
+    LogBackend* former_ = nullptr;
+    std::atomic_flag has_complained_;  // of a line that could not be written
 };

@@ -78,18 +78,21 @@ bool Logger::Init(const char* configuration_file, const char* logger_name) noexc
     const RWLockGuard guard(backend_lock_, kWriteLockAction);
     if (is_closed_) return false;
     std::unique_ptr<LogBackend> fresh = LogBackend::Load(configuration_file, logger_name);
-    if (fresh == nullptr) return false;
-    // Registered after log4cxx has built its static objects, and so run before they are destroyed.
-    if (backend_ == nullptr) std::atexit([] { g_logger.Close(); });
-    const std::unique_ptr<LogBackend> former(std::exchange(backend_, fresh.release()));
+    // Whenever log4cxx may have built static objects: what is registered after them runs before
+    // they are destroyed.
+    if (!std::exchange(was_tried_, true) || (fresh && !backend_)) std::atexit(CloseAtExit);
+    if (!fresh) return false;
+    if (backend_) backend_->Close();
+    fresh->Keep(backend_);
+    backend_ = fresh.release();
     threshold_.store(backend_->Threshold(), std::memory_order_relaxed);
     return true;
 }
 
-void Logger::Close() noexcept {
-    const RWLockGuard guard(backend_lock_, kWriteLockAction);
-    is_closed_ = true;
-    delete std::exchange(backend_, nullptr);
+void Logger::CloseAtExit() {
+    const RWLockGuard guard(g_logger.backend_lock_, kWriteLockAction);
+    if (g_logger.backend_ && !g_logger.is_closed_) g_logger.backend_->Close();
+    g_logger.is_closed_ = true;
 }
 
 void Logger::Write(LogLevel level, const char* file, int line, const char* format, ...) noexcept {
@@ -108,7 +111,7 @@ void Logger::Write(LogLevel level, const char* file, int line, const char* forma
 void Logger::HandOn(LogLevel level, std::string line) {
     {
         const RWLockGuard guard(backend_lock_, kReadLockAction);
-        if (backend_ != nullptr) return backend_->Append(level, line);
+        if (backend_ && !is_closed_) return backend_->Append(level, line);
     }
     PrintLine(std::move(line));
 }

@@ -48,14 +48,16 @@ class Logger {
 
     int Threshold() const noexcept { return threshold_.load(std::memory_order_relaxed); }
     void HandOn(LogLevel level, std::string line);
-    void Close() noexcept;
+    static void CloseAtExit();
 
     // The lowest level that log4cxx writes, as it was at Init, or kNotStarted. A copy, so that a
     // message that is not wanted costs one load and one comparison.
     std::atomic<int> threshold_{kNotStarted};
-    RWLock backend_lock_{true};      // read: writing a message; write: changing the configuration
-    LogBackend* backend_ = nullptr;  // guarded by backend_lock_; null before the start and at exit
-    bool is_closed_ = false;         // guarded by backend_lock_
+
+    RWLock backend_lock_{true};  // read: writing a message; write: changing what stands below
+    LogBackend* backend_ = nullptr;
+    bool was_tried_ = false;  // Init ran
+    bool is_closed_ = false;  // the process ends, and log4cxx with it
 };
 
 extern Logger g_logger;
