@@ -44,7 +44,9 @@ std::span<char> FrameReader::WritableArea() {
     return std::span<char>(buffer_).subspan(size_);
 }
 
-void FrameReader::Commit(std::size_t count) { size_ += count; }
+void FrameReader::Commit(std::size_t count) {
+    size_ += count;
+}
 
 std::size_t FrameReader::BodyBytes() const {
     std::size_t bytes = 0;
@@ -69,7 +71,9 @@ std::string_view FrameReader::Body() const {
     return {buffer_.data() + kFramePrefixBytes, BodyBytes()};
 }
 
-bool FrameReader::HasBytesBehindFrame() const { return size_ > kFramePrefixBytes + BodyBytes(); }
+bool FrameReader::HasBytesBehindFrame() const {
+    return size_ > kFramePrefixBytes + BodyBytes();
+}
 
 void FrameReader::NextFrame() {
     const std::size_t frame_bytes = kFramePrefixBytes + BodyBytes();

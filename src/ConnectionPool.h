@@ -1,0 +1,60 @@
+// The process-wide pool of idle connections, one first-in first-out list for each server.
+//
+// The object is made once and lives as long as the process: "destroying" the pool closes what is
+// idle and unpublishes the object, and the next GetInstance publishes it again, empty. A pool that
+// was really deleted would pull the ground from under a renter that runs at that moment; so a late
+// give-back simply lands in the fresh pool.
+#pragma once
+
+#include <atomic>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "MutexLock.h"
+
+class TcpClientUser;
+
+class ConnectionPool {
+  public:
+    static ConnectionPool* GetInstance();
+    // Closes every idle connection. Nothing happens when the pool was destroyed already.
+    static void DestroyInstance();
+
+    // The connection to that server that has been idle longest, or a new one; never null. The
+    // renter owns it until it gives it back. `ip` and `port` are not normalised: another spelling
+    // of the same server has another list.
+    TcpClientUser* RentHandle(const std::string& ip, int port);
+    // Takes ownership of a rented connection and declares it usable again. When it throws for want
+    // of memory, the connection is still the renter's.
+    void GiveBackHandle(const std::string& ip, int port, TcpClientUser* client);
+
+  private:
+    friend struct ConnectionPoolTestAccess;
+
+    ConnectionPool() = default;
+    ~ConnectionPool() = delete;
+
+    void CloseIdleConnections();
+
+    static std::atomic<ConnectionPool*> inst_;
+    static MutexLock inst_lock_;  // guards the publishing of inst_
+
+    MutexLock lock_;
+    std::map<std::string, std::vector<TcpClientUser*>> tcp_clients_;  // guarded by lock_
+};
+
+// Rents a connection for as long as it lives.
+class GetConnection {
+  public:
+    GetConnection(const std::string& ip, int port);
+    ~GetConnection();
+    GetConnection(const GetConnection&) = delete;
+    GetConnection& operator=(const GetConnection&) = delete;
+
+    TcpClientUser* const client;
+
+  private:
+    const std::string ip_;
+    const int port_;
+};

@@ -1,0 +1,80 @@
+#include "proxy_uuid.h"
+
+#include <net/if.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+namespace {
+
+constexpr std::size_t kMaxInterfaces = 16;
+constexpr std::size_t kCpuIdCharacters = 15;
+constexpr const char* kNoAddress = "00-00-00-00-00-00";
+
+class DatagramSocket {
+  public:
+    DatagramSocket() : fd_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {}
+    ~DatagramSocket() {
+        if (fd_ >= 0) {
+            ::close(fd_);
+        }
+    }
+    DatagramSocket(const DatagramSocket&) = delete;
+    DatagramSocket& operator=(const DatagramSocket&) = delete;
+
+    bool IsOpen() const { return fd_ >= 0; }
+    bool Query(unsigned long request, void* argument) const {
+        return ::ioctl(fd_, request, argument) == 0;
+    }
+
+  private:
+    const int fd_;
+};
+
+std::string FormatHardwareAddress(const sockaddr& address) {
+    std::array<unsigned char, 6> bytes;
+    std::copy_n(reinterpret_cast<const unsigned char*>(address.sa_data), bytes.size(),
+                bytes.begin());
+    char text[100];
+    std::snprintf(text, sizeof text, "%02x-%02x-%02x-%02x-%02x-%02x", bytes[0], bytes[1], bytes[2],
+                  bytes[3], bytes[4], bytes[5]);
+    return text;
+}
+
+}  // namespace
+
+bool get_uuid(std::string& uuid) {
+    return get_mac_address(uuid);
+}
+
+bool get_mac_address(std::string& strMacAddress) {
+    const DatagramSocket socket;
+    std::array<ifreq, kMaxInterfaces> interfaces{};
+    ifconf list{};
+    list.ifc_len = sizeof interfaces;
+    list.ifc_req = interfaces.data();
+    if (!socket.IsOpen() || !socket.Query(SIOCGIFCONF, &list)) {
+        return false;
+    }
+    std::string address;
+    for (std::size_t i = static_cast<std::size_t>(list.ifc_len) / sizeof(ifreq); i-- > 0;) {
+        if (socket.Query(SIOCGIFHWADDR, &interfaces[i])) {
+            address = FormatHardwareAddress(interfaces[i].ifr_hwaddr);
+            if (address != kNoAddress) {
+                break;
+            }
+        }
+    }
+    std::string cpu_id;
+    GetCpuId(cpu_id);
+    strMacAddress = address + cpu_id;
+    return !strMacAddress.empty();
+}
+
+void GetCpuId(std::string& strCPUID) {
+    strCPUID.assign(kCpuIdCharacters, '0');
+}

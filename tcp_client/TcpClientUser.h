@@ -1,0 +1,52 @@
+// A client of one recognition server: it sends a request message and waits for the response
+// message, over one connection that is kept between exchanges. Made for one thread at a time; only
+// is_usable_ may be touched by another.
+//
+// Construction costs no system call: the connection is made within the first exchange, because the
+// pool constructs clients while it holds its lock. Nothing is ever sent twice: a chunk of audio is
+// not idempotent. A connection is therefore looked at before it is used again, and made anew if the
+// peer has hung up meanwhile or bytes of an earlier exchange wait in it.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <string>
+
+#include "FrameCodec.h"
+#include "TcpConnection.h"
+
+namespace quorlan::protocol {
+class MessageHeader;
+}
+
+class TcpClientUser {
+  public:
+    // `ip` in dotted IPv4 form; of `port` the low 16 bits count.
+    TcpClientUser(const char* ip, unsigned int port);
+    ~TcpClientUser();
+    TcpClientUser(const TcpClientUser&) = delete;
+    TcpClientUser& operator=(const TcpClientUser&) = delete;
+
+    // Clears both messages, ready for the next exchange.
+    void Reset();
+
+    // Sends request_message_ and fills response_message_, all within `timeout` milliseconds.
+    // Returns a TcpStatus, which last_error_ keeps. After every status but kTcpOK the connection is
+    // closed and the next exchange connects anew.
+    int SendRequestAndRecvMessage(int timeout);
+
+    const std::unique_ptr<quorlan::protocol::MessageHeader> request_message_;
+    const std::unique_ptr<quorlan::protocol::MessageHeader> response_message_;
+    std::atomic<bool> is_usable_{true};  // cleared when an exchange fails, set by the pool
+    int last_error_ = kTcpOK;
+
+  private:
+    TcpStatus Exchange(const Deadline& deadline);
+    TcpStatus ReceiveResponse(const Deadline& deadline);
+    void Settle(TcpStatus status);
+
+    const std::string ip_;
+    const unsigned int port_;
+    TcpConnection connection_;
+    FrameReader reader_;
+};

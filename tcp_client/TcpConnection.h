@@ -1,0 +1,52 @@
+// One TCP socket to one IPv4 server: connect, send, receive, each bounded by a deadline. It knows
+// nothing of messages. Made for one thread at a time.
+//
+// A peer that died without a word is noticed by keep-alive probes and the user time-out within
+// 25 s. No signal is raised, no signal disposition changed, and no descriptor passes to a child
+// program.
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string>
+
+#include "Deadline.h"
+
+// How an exchange ended; the numbers appear in the log.
+enum TcpStatus {
+    kTcpUnkown = -1,       // none of the below
+    kTcpOK = 0,            //
+    kTcpErrorData = 1,     // end of stream, or a frame that cannot be read
+    kTcpErrorTimeOut = 2,  // the deadline passed
+    kTcpErrorSend = 3,     // the request could not be sent
+    kTcpErrorConnect = 4   // no connection
+};
+
+class TcpConnection {
+  public:
+    TcpConnection() = default;
+    ~TcpConnection() { Close(); }
+    TcpConnection(const TcpConnection&) = delete;
+    TcpConnection& operator=(const TcpConnection&) = delete;
+
+    bool IsOpen() const { return fd_ >= 0; }
+    void Close();
+
+    // Whether a request may be sent on the kept socket: it is open, the peer has not hung up, and
+    // no unread bytes of an earlier exchange wait.
+    bool IsReadyForRequest() const;
+
+    // Connects anew to `ip` (dotted IPv4) and the low 16 bits of `port`, within 5 s of `deadline`.
+    TcpStatus Connect(const std::string& ip, unsigned int port, const Deadline& deadline);
+
+    // Sends all of `bytes`.
+    TcpStatus Send(std::span<const char> bytes, const Deadline& deadline);
+
+    // Waits for bytes and puts at least one into `room`; `*received` says how many.
+    TcpStatus Receive(std::span<char> room, std::size_t* received, const Deadline& deadline);
+
+  private:
+    TcpStatus FinishConnect(const Deadline& deadline);
+
+    int fd_ = -1;
+};
