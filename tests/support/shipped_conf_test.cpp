@@ -1,0 +1,95 @@
+// The configuration files that are shipped with the engine.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <regex>
+#include <string>
+
+#include "ConfigFile.h"
+#include "Logger.h"
+#include "TempDir.h"
+#include "child_process.h"
+
+namespace {
+
+const std::string kConfDir = ORVX_CONF_DIR "/";
+
+const std::map<std::string, std::string> kDefaults = {{"vad_head", "10000"},
+                                                      {"vad_tail", "500"},
+                                                      {"max_seconds", "30"},
+                                                      {"audio_format", "0"},
+                                                      {"vad_threshold", "10"},
+                                                      {"nbest_result", "0"},
+                                                      {"add_punc", "0"},
+                                                      {"stream", "0"},
+                                                      {"result_type", "0"},
+                                                      {"mode", "0"},
+                                                      {"channel_type", "0"},
+                                                      {"property_language", "chinese"},
+                                                      {"property_domain", "common"},
+                                                      {"property_model_type", "0"}};
+
+TEST(ShippedConf, OverridesNothingAsItStands) {
+    ConfigFile file;
+    ASSERT_TRUE(file.LoadFromFile((kConfDir + "Lexo_SDK.conf").c_str()));
+    EXPECT_EQ(file.ReadString("engine", "sample_rate", "absent"), "absent");
+    for (const auto& [key, value] : kDefaults) {
+        EXPECT_EQ(file.ReadString("default", key.c_str(), "absent"), "absent") << key;
+    }
+}
+
+TEST(ShippedConf, ShowsEveryKeyWithItsDefault) {
+    const TempDir dir;
+    const std::string text = std::regex_replace(ReadAll(kConfDir + "Lexo_SDK.conf"),
+                                                std::regex("(^|\n)#(\\w+ =)"), "$1$2");
+    ConfigFile file;
+    ASSERT_TRUE(file.LoadFromFile(dir.Write("x.conf", text).c_str()));
+    EXPECT_EQ(file.ReadInt("engine", "sample_rate", -1), 8000);
+    for (const auto& [key, value] : kDefaults) {
+        EXPECT_EQ(file.ReadString("default", key.c_str(), "absent"), value) << key;
+    }
+}
+
+ChildResult LogWithShippedFile(const std::string& home, const char* xml, const char* name) {
+    return RunInChild([=] {
+        setenv("QUORLAN_HOME", home.c_str(), 1);
+        if (!g_logger.Init((kConfDir + xml).c_str(), name)) std::puts("not started");
+        ORVX_LOG_INFO("an info");
+        ORVX_LOG_WARNING("a \xE8\xAD\xA6\xE5\x91\x8A");
+    });
+}
+
+TEST(ShippedConf, EngineLogsWarningsIntoAFolderItCreatesAndAppends) {
+    const TempDir dir;
+    for (int i = 0; i < 2; ++i) {
+        const ChildResult child = LogWithShippedFile(dir.Path(""), "Lexo_SDK_log.xml", "Lexo_SDK");
+        EXPECT_TRUE(child.exited_normally);
+        EXPECT_EQ(child.out + child.err, "");
+    }
+    const std::string log = ReadAll(dir.Path("log/Lexo_SDK.log"));
+    EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 2);
+    EXPECT_NE(log.find(") a \xE8\xAD\xA6\xE5\x91\x8A\n"), std::string::npos) << log;
+}
+
+TEST(ShippedConf, EngineLogsToStandardErrorIfTheFileCannotBeOpened) {
+    const TempDir dir;
+    dir.Write("log", "a file where the folder should be");
+    const ChildResult child = LogWithShippedFile(dir.Path(""), "Lexo_SDK_log.xml", "Lexo_SDK");
+    EXPECT_TRUE(child.exited_normally);
+    EXPECT_EQ(child.out, "");
+    EXPECT_NE(child.err.find(") a \xE8\xAD\xA6\xE5\x91\x8A\n"), std::string::npos) << child.err;
+    EXPECT_EQ(child.err.find("an info"), std::string::npos);
+}
+
+TEST(ShippedConf, ServerLogsInfoToStandardError) {
+    const TempDir dir;
+    const ChildResult child =
+        LogWithShippedFile(dir.Path(""), "orvx-server_log.xml", "orvx-server");
+    EXPECT_TRUE(child.exited_normally);
+    EXPECT_EQ(child.out, "");
+    EXPECT_NE(child.err.find(") an info\n"), std::string::npos) << child.err;
+    EXPECT_NE(child.err.find(") a \xE8\xAD\xA6\xE5\x91\x8A\n"), std::string::npos) << child.err;
+}
+
+}  // namespace
