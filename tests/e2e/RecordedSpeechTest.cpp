@@ -1,0 +1,206 @@
+// Recorded human speech through the exported functions and the reference server.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <sstream>
+
+#include "Lexo.h"
+#include "ServerProcess.h"
+#include "TestHome.h"
+
+namespace {
+
+constexpr const char* kRecordings = "/usr/share/pocketsphinx/test/data/";
+constexpr std::size_t kChunkBytes = 3200;  // 100 ms
+constexpr std::size_t kWavHeaderBytes = 44;
+constexpr int kPcm16k16bit = 6;
+constexpr int kBitResult = 2;
+const char* const kStreamNames[] = {"no", "yes", "continue", "continue-rt", "yes-rt"};
+
+Lexo_ParamValue Number(std::intptr_t number) {
+    return reinterpret_cast<Lexo_ParamValue>(number);
+}
+
+std::string ReadAudio(const std::string& name) {
+    std::ifstream file(kRecordings + name, std::ios::binary);
+    std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    return name.ends_with(".wav") ? bytes.substr(kWavHeaderBytes) : bytes;
+}
+
+std::vector<std::string> Words(const std::string& text) {
+    std::istringstream stream(text);
+    return {std::istream_iterator<std::string>(stream), std::istream_iterator<std::string>()};
+}
+
+// The share of the words of `said` that `heard` has in the same order.
+double WordsHeard(const std::string& said, const std::string& heard) {
+    const std::vector<std::string> a = Words(said);
+    const std::vector<std::string> b = Words(heard);
+    std::vector<std::vector<int>> common(a.size() + 1, std::vector<int>(b.size() + 1));
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        for (std::size_t j = 0; j < b.size(); ++j) {
+            common[i + 1][j + 1] =
+                a[i] == b[j] ? common[i][j] + 1 : std::max(common[i][j + 1], common[i + 1][j]);
+        }
+    }
+    return static_cast<double>(common[a.size()][b.size()]) / static_cast<double>(a.size());
+}
+
+class Session {
+  public:
+    explicit Session(int stream, int result_type = 0) : is_realtime_(stream != 0) {
+        EXPECT_EQ(orvx_proxy_SessionStart("freetalk", &handle_), LEXO_ERR_NONE);
+        Set(LEXO_PARAM_AUDIOFORMAT, kPcm16k16bit);
+        Set(LEXO_PARAM_STREAM, stream);
+        Set(LEXO_PARAM_RESULT_TYPE, result_type);
+    }
+    ~Session() { EXPECT_EQ(orvx_proxy_SessionStop(handle_), LEXO_ERR_NONE); }
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    void Set(Lexo_ParamKey key, int value) {
+        EXPECT_EQ(orvx_proxy_SetParam(handle_, key, Number(value)), LEXO_ERR_NONE);
+    }
+
+    // The recognised text of the whole audio; segments are joined by a blank.
+    std::string Recognize(const std::string& audio) {
+        for (std::size_t at = 0; is_realtime_ && at < audio.size(); at += kChunkBytes) {
+            Exchange(audio.substr(at, kChunkBytes), 0);
+        }
+        Exchange(is_realtime_ ? "" : audio, 1);
+        return text_;
+    }
+
+    Lexo_ErrCode LastError() const { return last_error_; }
+    int Results() const { return results_; }
+    const std::vector<Lexo_Freetalk_Element>& Elements() const { return elements_; }
+
+  private:
+    void Exchange(const std::string& chunk, int is_over) {
+        Lexo_RecogStatus status = 0;
+        last_error_ = orvx_proxy_Recognize(handle_, chunk.data(), static_cast<int>(chunk.size()),
+                                           is_over, &status);
+        if ((status & kBitResult) != 0) {
+            TakeResult();
+        }
+    }
+
+    void TakeResult() {
+        Lexo_RecogResult* result = nullptr;
+        ASSERT_EQ(orvx_proxy_GetRecogResult(handle_, &result), LEXO_ERR_NONE);
+        ASSERT_EQ(result->nEngineType, LEXO_ENGINE_FREETALK);
+        const Lexo_Freetalk_Result& freetalk = result->sFreetalkResult;
+        for (int i = 0; i < freetalk.nSegmentCount; ++i) {
+            const Lexo_Freetalk_Segment& segment = freetalk.pSegmentList[i];
+            ASSERT_GE(segment.nResultCount, 1);
+            text_ += (text_.empty() ? "" : " ") + std::string(segment.pSentenceResults[0].pszText);
+            if (segment.pElementListResults != nullptr) {
+                const Lexo_Freetalk_ElementList& list = segment.pElementListResults[0];
+                elements_.insert(elements_.end(), list.pElementList,
+                                 list.pElementList + list.nElementCount);
+            }
+        }
+        ++results_;
+        EXPECT_EQ(orvx_proxy_FreeRecogResult(handle_, &result), LEXO_ERR_NONE);
+    }
+
+    const bool is_realtime_;
+    Lexo_Handle handle_ = nullptr;
+    Lexo_ErrCode last_error_ = LEXO_ERR_NONE;
+    std::string text_;
+    int results_ = 0;
+    std::vector<Lexo_Freetalk_Element> elements_;
+};
+
+class RecordedSpeechTest : public testing::TestWithParam<int> {
+  protected:
+    static void SetUpTestSuite() {
+        server_ = std::make_unique<ServerProcess>();
+        ASSERT_FALSE(server_->Address().empty());
+        home_ = std::make_unique<scripted::TestHome>();
+        ASSERT_EQ(orvx_proxy_Init(server_->Address().c_str()), LEXO_ERR_NONE);
+    }
+    static void TearDownTestSuite() {
+        EXPECT_EQ(orvx_proxy_End(), LEXO_ERR_NONE);
+        EXPECT_EQ(server_->Terminate(), 0);
+        server_.reset();
+        home_.reset();
+    }
+
+    static std::unique_ptr<ServerProcess> server_;
+    static std::unique_ptr<scripted::TestHome> home_;
+};
+
+std::unique_ptr<ServerProcess> RecordedSpeechTest::server_;
+std::unique_ptr<scripted::TestHome> RecordedSpeechTest::home_;
+
+TEST_P(RecordedSpeechTest, ACommandIsHeardWordForWord) {
+    Session session(GetParam());
+    EXPECT_EQ(session.Recognize(ReadAudio("goforward.raw")), "go forward ten meters");
+    EXPECT_EQ(session.Results(), 1);
+    EXPECT_EQ(session.LastError(), LEXO_ERR_NONE);
+}
+
+TEST_P(RecordedSpeechTest, SilenceIsNoVoiceInput) {
+    Session session(GetParam());
+    EXPECT_EQ(session.Recognize(std::string(64000, '\0')), "");
+    EXPECT_EQ(session.LastError(), LEXO_ERR_NO_VOICE_INPUT);
+    EXPECT_EQ(session.Results(), 0);
+}
+
+TEST_P(RecordedSpeechTest, MostWordsOfEverySentenceAreHeard) {
+    std::ifstream transcription(std::string(kRecordings) + "librivox/transcription");
+    int sentences = 0;
+    for (std::string line; std::getline(transcription, line); ++sentences) {
+        const std::string said = line.substr(4, line.find(" </s>") - 4);
+        const std::size_t name = line.find('(') + 1;
+        const std::string file = "librivox/" + line.substr(name, line.find(')') - name) + ".wav";
+        const std::string heard = Session(GetParam()).Recognize(ReadAudio(file));
+        EXPECT_GT(WordsHeard(said, heard), 0.5) << said << "\n" << heard;
+    }
+    EXPECT_EQ(sentences, 5);
+}
+
+INSTANTIATE_TEST_SUITE_P(StreamModes, RecordedSpeechTest, testing::Range(0, 5),
+                         [](const auto& stream) {
+                             std::string name = kStreamNames[stream.param];
+                             std::replace(name.begin(), name.end(), '-', '_');
+                             return name;
+                         });
+
+using RecordedSpeechDetailsTest = RecordedSpeechTest;
+
+TEST_P(RecordedSpeechDetailsTest, WordsCarryTheirTimesAndPlaces) {
+    const std::string audio = ReadAudio("goforward.raw");
+    const int audio_ms = static_cast<int>(audio.size() / 32);
+    Session session(GetParam(), /*result_type=*/1);
+    const std::string text = session.Recognize(audio);
+    std::string from_elements;
+    int last_end = 0;
+    for (const Lexo_Freetalk_Element& element : session.Elements()) {
+        EXPECT_LE(last_end, element.nStartTime);
+        EXPECT_LT(element.nStartTime, element.nEndTime);
+        last_end = element.nEndTime;
+        from_elements += (from_elements.empty() ? "" : " ") +
+                         text.substr(static_cast<std::size_t>(element.nPosInText),
+                                     static_cast<std::size_t>(element.nCountInText));
+    }
+    EXPECT_LE(last_end, audio_ms);
+    EXPECT_EQ(from_elements, text);
+}
+
+TEST_P(RecordedSpeechDetailsTest, EndedUtterancesArriveWhileAudioStillFlows) {
+    const std::string command = ReadAudio("goforward.raw");
+    const std::string pause(32000, '\0');  // 1 s
+    Session session(GetParam());
+    const std::string text = session.Recognize(command + pause + command + pause);
+    EXPECT_EQ(text, "go forward ten meters go forward ten meters");
+    EXPECT_EQ(session.Results(), 2);
+}
+
+INSTANTIATE_TEST_SUITE_P(ContinuousModes, RecordedSpeechDetailsTest, testing::Values(2, 3));
+
+}  // namespace
