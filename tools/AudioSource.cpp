@@ -1,0 +1,143 @@
+#include "AudioSource.h"
+
+#include <sndfile.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+#include <vector>
+
+#include "Errors.h"
+#include "InputFile.h"
+
+namespace recognize {
+
+namespace {
+
+constexpr std::size_t kRawSampleBytes = 2;
+constexpr int kMaxChannels = 64;  // bounds the buffer for a nonsensical header
+
+class ContainerSource : public AudioSource {
+  public:
+    explicit ContainerSource(InputFile input) : input_(std::move(input)) {
+        input_.PrepareForHeader();
+        SF_INFO info{};
+        file_.reset(::sf_open_fd(input_.Fd(), SFM_READ, &info, SF_FALSE));
+        if (file_ == nullptr) {
+            throw AudioError(std::string("is no recording that can be read: ") +
+                             ::sf_strerror(nullptr));
+        }
+        if (info.channels > kMaxChannels) {
+            throw AudioError("has too many channels");
+        }
+        rate_ = info.samplerate;
+        channels_ = info.channels;
+        if (!input_.IsLive()) {
+            seconds_ = static_cast<double>(info.frames) / rate_;
+        }
+    }
+
+    std::size_t Read(std::span<float> mono) override {
+        input_.WaitForBytes();
+        const auto channels = static_cast<std::size_t>(channels_);
+        interleaved_.resize(mono.size() * channels);
+        const sf_count_t frames = ::sf_readf_float(file_.get(), interleaved_.data(),
+                                                   static_cast<sf_count_t>(mono.size()));
+        if (frames <= 0 && ::sf_error(file_.get()) != SF_ERR_NO_ERROR) {
+            throw AudioError(std::string("is damaged: ") + ::sf_strerror(file_.get()));
+        }
+        const auto count = static_cast<std::size_t>(std::max<sf_count_t>(frames, 0));
+        MixDown(count, mono);
+        return count;
+    }
+
+  private:
+    struct Closer {
+        void operator()(SNDFILE* file) const { ::sf_close(file); }
+    };
+
+    void MixDown(std::size_t frames, std::span<float> mono) const {
+        const auto channels = static_cast<std::size_t>(channels_);
+        for (std::size_t i = 0; i < frames; ++i) {
+            float sum = 0;
+            for (std::size_t c = 0; c < channels; ++c) {
+                sum += interleaved_[i * channels + c];
+            }
+            mono[i] = sum / static_cast<float>(channels);
+        }
+    }
+
+    InputFile input_;
+    std::unique_ptr<SNDFILE, Closer> file_;
+    std::vector<float> interleaved_;
+};
+
+class RawSource : public AudioSource {
+  public:
+    RawSource(InputFile input, int rate) : input_(std::move(input)) {
+        rate_ = rate;
+        struct stat info = {};
+        if (!input_.IsLive() && ::fstat(input_.Fd(), &info) == 0) {
+            const auto bytes = static_cast<double>(info.st_size);
+            seconds_ = bytes / static_cast<double>(kRawSampleBytes) / rate;
+        }
+    }
+
+    std::size_t Read(std::span<float> mono) override {
+        bytes_.resize(mono.size() * kRawSampleBytes);
+        const std::size_t count = FillBytes() / kRawSampleBytes;  // half a sample at the end: none
+        for (std::size_t i = 0; i < count; ++i) {
+            const unsigned low = bytes_[i * kRawSampleBytes];
+            const unsigned high = bytes_[i * kRawSampleBytes + 1];
+            mono[i] = static_cast<float>(static_cast<std::int16_t>(high << 8 | low)) / 32768.0F;
+        }
+        return count;
+    }
+
+  private:
+    std::size_t FillBytes() {
+        std::size_t filled = 0;
+        while (filled < bytes_.size()) {
+            input_.WaitForBytes();
+            const ssize_t count =
+                ::read(input_.Fd(), bytes_.data() + filled, bytes_.size() - filled);
+            if (count == 0) {
+                break;
+            }
+            if (count > 0) {
+                filled += static_cast<std::size_t>(count);
+            } else if (errno != EINTR) {
+                throw AudioError(std::string("cannot be read: ") + std::strerror(errno));
+            }
+        }
+        return filled;
+    }
+
+    InputFile input_;
+    std::vector<unsigned char> bytes_;
+};
+
+}  // namespace
+
+bool IsRawName(const std::string& name) {
+    const std::string_view text(name);
+    return text.ends_with(".raw") || text.ends_with(".pcm");
+}
+
+std::unique_ptr<AudioSource> OpenAudio(const std::string& name, std::optional<int> raw_rate) {
+    const bool is_raw = IsRawName(name) || (name == kStandardInput && raw_rate.has_value());
+    if (is_raw && !raw_rate) {
+        throw AudioError("holds raw samples: tell their rate with --rate HZ");
+    }
+    InputFile input(name);
+    if (is_raw) {
+        return std::make_unique<RawSource>(std::move(input), *raw_rate);
+    }
+    return std::make_unique<ContainerSource>(std::move(input));
+}
+
+}  // namespace recognize

@@ -1,0 +1,43 @@
+// Reading a recording: any file that libsndfile knows (WAV, FLAC, Ogg and many more), or raw
+// samples. What comes out is one channel of float samples at the recording's own rate; several
+// channels are mixed down to their mean.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+
+namespace recognize {
+
+class AudioSource {
+  public:
+    virtual ~AudioSource() = default;
+
+    // Fills `mono` with samples of -1 to 1, waiting for them when the recording is live. A count
+    // below the span's size, 0 included, means the end.
+    // Throws AudioError (damaged recording), InterruptedError.
+    virtual std::size_t Read(std::span<float> mono) = 0;
+
+    int Rate() const { return rate_; }          // hertz
+    int Channels() const { return channels_; }  // of the recording, before the mix
+    // The recording's length in seconds, unless it is live.
+    std::optional<double> Seconds() const { return seconds_; }
+
+  protected:
+    int rate_ = 0;
+    int channels_ = 1;
+    std::optional<double> seconds_;
+};
+
+// Whether the name says that the file holds raw samples: it ends in .raw or .pcm.
+bool IsRawName(const std::string& name);
+
+// Opens a recording; "-" is standard input. Raw samples are 16-bit little-endian mono at
+// `raw_rate` hertz; they are read from files with a raw name, which need `raw_rate`, and, when
+// `raw_rate` is given, from standard input.
+// Throws AudioError, InterruptedError.
+std::unique_ptr<AudioSource> OpenAudio(const std::string& name, std::optional<int> raw_rate);
+
+}  // namespace recognize

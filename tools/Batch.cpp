@@ -1,0 +1,150 @@
+#include "Batch.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <numeric>
+#include <thread>
+
+#include "Errors.h"
+#include "Interruption.h"
+
+namespace recognize {
+
+namespace {
+
+std::unique_ptr<ResultFormatter> MakeFormatter(OutputFormat format, const FileContext& context) {
+    switch (format) {
+        case OutputFormat::kJson:
+            return MakeJsonFormatter(context);
+        case OutputFormat::kSrt:
+            return MakeSrtFormatter(context);
+        case OutputFormat::kText:
+            break;
+    }
+    return MakeTextFormatter(context);
+}
+
+std::string Timing(const FileOutcome& outcome) {
+    char text[128];
+    const double factor =
+        outcome.audio_seconds > 0 ? outcome.elapsed_seconds / outcome.audio_seconds : 0;
+    std::snprintf(text, sizeof text, "%.2f s of audio in %.2f s, real-time factor %.2f",
+                  outcome.audio_seconds, outcome.elapsed_seconds, factor);
+    return text;
+}
+
+std::string ShownName(const std::string& file) {
+    return file == "-" ? "standard input" : file;
+}
+
+}  // namespace
+
+Batch::Batch(const Options& options, Console& console)
+    : options_(options),
+      console_(console),
+      output_(options.files.size(), console),
+      progress_(options.files.size()) {
+    const auto jobs = std::min(static_cast<std::size_t>(options.jobs), options.files.size());
+    while (sessions_.size() < jobs) {
+        sessions_.push_back(OpenSession());
+    }
+}
+
+std::size_t Batch::Run() {
+    {
+        std::vector<std::jthread> workers;
+        for (auto& session : sessions_) {
+            workers.emplace_back([this, &session] { Work(std::move(session)); });
+        }
+    }
+    sessions_.clear();
+    console_.EndProgress();
+    const std::size_t failed = options_.files.size() - recognized_;
+    if (failed > 0 && options_.files.size() > 1) {
+        console_.Message(std::to_string(failed) + " of " + std::to_string(options_.files.size()) +
+                         " files not recognised");
+    }
+    return failed;
+}
+
+void Batch::Work(std::unique_ptr<Session> session) {
+    while (!InterruptionRequested()) {
+        const std::size_t index = next_++;
+        if (index >= options_.files.size()) {
+            break;
+        }
+        const FileOutcome outcome = RecognizeOne(index, &session);
+        recognized_ += outcome.failure ? 0 : 1;
+        ++finished_;
+        Report(index, outcome);
+        output_.Finish(index);
+        ShowProgress(index, 1, outcome.audio_seconds);
+    }
+}
+
+FileOutcome Batch::RecognizeOne(std::size_t index, std::unique_ptr<Session>* session) {
+    const auto formatter = MakeFormatter(options_.format, ContextOf(index));
+    output_.Result(index, formatter->Begin());
+    FileOutcome outcome;
+    try {
+        if (*session == nullptr) {
+            *session = OpenSession();
+        }
+        outcome = Exchange(index, **session, *formatter);
+    } catch (const EngineError& error) {
+        outcome.failure = Failure{error.Code(), error.Meaning()};
+    }
+    if (outcome.failure && outcome.failure->code != LEXO_ERR_NONE &&
+        outcome.failure->code != LEXO_ERR_NO_VOICE_INPUT) {
+        session->reset();
+    }
+    output_.Result(index, formatter->Finish(outcome));
+    return outcome;
+}
+
+FileOutcome Batch::Exchange(std::size_t index, Session& session, ResultFormatter& formatter) {
+    FileJob job;
+    job.file = options_.files[index];
+    job.raw_rate = options_.raw_rate;
+    job.format = &FindAudioFormat(options_.audio_format);
+    job.chunk_ms = options_.chunk_ms;
+    job.pace = options_.pace;
+    const FileEvents events = {
+        [&](const Lexo_RecogResult& result) { output_.Result(index, formatter.Add(result)); },
+        [&](double fraction, double seconds) { ShowProgress(index, fraction, seconds); }};
+    return RecognizeFile(job, session, events);
+}
+
+std::unique_ptr<Session> Batch::OpenSession() const {
+    return std::make_unique<Session>(options_.capability, options_.parameters);
+}
+
+FileContext Batch::ContextOf(std::size_t index) const {
+    return {options_.files[index], options_.capability, index, options_.files.size(),
+            options_.verbose};
+}
+
+void Batch::Report(std::size_t index, const FileOutcome& outcome) {
+    const std::string name = ShownName(options_.files[index]);
+    if (outcome.failure) {
+        output_.Message(index, name + ": " + outcome.failure->Text());
+    }
+    if (options_.verbose) {
+        output_.Message(index, name + ": " + Timing(outcome));
+    }
+}
+
+void Batch::ShowProgress(std::size_t index, double fraction, double seconds) {
+    progress_[index] = fraction;
+    const double sum = std::accumulate(progress_.begin(), progress_.end(), 0.0);
+    const std::size_t count = options_.files.size();
+    char text[64];
+    if (count > 1) {
+        std::snprintf(text, sizeof text, "%zu of %zu files", finished_.load(), count);
+    } else {
+        std::snprintf(text, sizeof text, "%.0f s of audio", seconds);
+    }
+    console_.ShowProgress(sum / static_cast<double>(count), text);
+}
+
+}  // namespace recognize

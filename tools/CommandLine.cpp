@@ -1,0 +1,182 @@
+#include "CommandLine.h"
+
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <iostream>
+#include <map>
+#include <string_view>
+
+#include "AudioEncoder.h"
+#include "AudioSource.h"
+#include "Capabilities.h"
+#include "Errors.h"
+#include "InputFile.h"
+
+namespace recognize {
+
+namespace {
+
+constexpr char kDescription[] =
+    "Recognises the speech in recordings, by way of a recognition server.\n"
+    "FILE is a WAV, FLAC, Ogg or other sound file of any rate; several channels are mixed down to\n"
+    "one. \"-\" is standard input. Results go to standard output, messages to standard error.\n";
+
+const std::map<std::string, OutputFormat> kOutputFormats = {
+    {"text", OutputFormat::kText}, {"json", OutputFormat::kJson}, {"srt", OutputFormat::kSrt}};
+
+// What CLI11 reads, before it is checked and converted.
+struct RawOptions {
+    std::string capability = "freetalk";
+    std::string stream;
+    std::string format = "text";
+    int raw_rate = 0;
+    std::vector<std::string> parameters;
+    Options options;
+};
+
+std::string Footer() {
+    return "Parameters, and what they can be set to:\n" + ParameterHelp() +
+           "\nExit status: 0 all files recognised, 1 some not, 2 wrong usage.";
+}
+
+void Declare(CLI::App& app, RawOptions* raw) {
+    Options& options = raw->options;
+    app.footer(Footer());
+    app.set_version_flag("--version", "orvx-recognize " ORVX_VERSION);
+    app.add_option("--server", options.server, "The recognition server")
+        ->type_name("HOST:PORT")
+        ->capture_default_str();
+    app.add_option("--capability", raw->capability,
+                   "What to do: freetalk, grammar, keywordspot or analysis")
+        ->type_name("NAME")
+        ->capture_default_str();
+    app.add_option("--stream", raw->stream,
+                   "Real-time: no, yes (until the first result), continue, yes-rt, continue-rt; "
+                   "short for --param stream_recog=MODE")
+        ->type_name("MODE");
+    app.add_option("--param", raw->parameters, "Set a parameter of the session; repeatable")
+        ->type_name("NAME=VALUE")
+        ->allow_extra_args(false);
+    app.add_option("--config", options.config_file, "The engine's configuration file")
+        ->type_name("FILE")
+        ->check(CLI::ExistingFile);
+    app.add_option("--format", raw->format,
+                   "Form of the results: text, json (one object for each "
+                   "file, on one line) or srt (subtitles)")
+        ->type_name("NAME")
+        ->capture_default_str()
+        ->check(CLI::IsMember({"text", "json", "srt"}));
+    app.add_option("--jobs,-j", options.jobs, "Files recognised at the same time, 1 to 64")
+        ->type_name("N")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 64));
+    app.add_option("--rate", raw->raw_rate,
+                   "Rate of raw 16-bit little-endian mono samples: of files named .raw or .pcm, "
+                   "and of standard input")
+        ->type_name("HZ")
+        ->check(CLI::Range(1000, 768000));
+    app.add_option("--chunk-ms", options.chunk_ms,
+                   "Real-time: milliseconds of audio sent at a time, 10 to 60000")
+        ->type_name("MS")
+        ->capture_default_str()
+        ->check(CLI::Range(10, 60000));
+    app.add_flag("--pace", options.pace, "Real-time: send at the speed of speech, not faster");
+    app.add_flag("--verbose,-v", options.verbose,
+                 "Also tell times, scores, durations and what the engine prints");
+    app.add_flag("--list", options.list, "List the engine's capabilities and end");
+    app.add_option("FILE", options.files, "Recordings")->type_name("");
+}
+
+// Whether help or version was printed instead.
+bool Answered(CLI::App& app, int argc, const char* const* argv) {
+    try {
+        app.parse(argc, argv);
+        return false;
+    } catch (const CLI::Success& answer) {
+        app.exit(answer, std::cout, std::cerr);
+        return true;
+    } catch (const CLI::ParseError& error) {
+        throw UsageError(error.what());
+    }
+}
+
+bool Sets(const Options& options, Lexo_ParamKey key) {
+    return std::any_of(options.parameters.begin(), options.parameters.end(),
+                       [key](const ParameterSetting& setting) { return setting.key == key; });
+}
+
+int LastNumber(const Options& options, Lexo_ParamKey key) {
+    const auto found =
+        std::find_if(options.parameters.rbegin(), options.parameters.rend(),
+                     [key](const ParameterSetting& setting) { return setting.key == key; });
+    return found == options.parameters.rend() ? 0 : found->number;
+}
+
+void ReadParameters(const RawOptions& raw, Options* options) {
+    for (const std::string& assignment : raw.parameters) {
+        options->parameters.push_back(ParseParameter(assignment));
+    }
+    if (!raw.stream.empty()) {
+        if (Sets(*options, LEXO_PARAM_STREAM)) {
+            throw UsageError("--stream and --param stream_recog=... say the same: leave one out");
+        }
+        options->parameters.push_back(ParseParameter("stream_recog=" + raw.stream));
+    }
+    if (!Sets(*options, LEXO_PARAM_AUDIOFORMAT)) {
+        options->parameters.push_back(ParseParameter("audio_format=pcm16k16bit"));
+    }
+    options->audio_format = LastNumber(*options, LEXO_PARAM_AUDIOFORMAT);
+    FindAudioFormat(options->audio_format);
+}
+
+void CheckFiles(const Options& options) {
+    if (options.files.empty()) {
+        throw UsageError("no FILE to recognise is named (\"-\" is standard input)");
+    }
+    if (std::count(options.files.begin(), options.files.end(), kStandardInput) > 1) {
+        throw UsageError("standard input (\"-\") can be read only once");
+    }
+    for (const std::string& file : options.files) {
+        if (IsRawName(file) && !options.raw_rate) {
+            throw UsageError(file +
+                             " holds raw samples by its name: tell their rate with "
+                             "--rate HZ");
+        }
+    }
+    if (options.format == OutputFormat::kSrt && options.files.size() > 1) {
+        throw UsageError("--format srt makes the subtitles of one file; name one at a time");
+    }
+}
+
+}  // namespace
+
+std::optional<Options> ParseCommandLine(int argc, const char* const* argv) {
+    CLI::App app(kDescription, "orvx-recognize");
+    RawOptions raw;
+    Declare(app, &raw);
+    if (Answered(app, argc, argv)) {
+        return std::nullopt;
+    }
+    Options options = std::move(raw.options);
+    options.capability = FullCapabilityName(raw.capability);
+    options.format = kOutputFormats.at(raw.format);
+    if (raw.raw_rate != 0) {
+        options.raw_rate = raw.raw_rate;
+    }
+    ReadParameters(raw, &options);
+    const bool is_realtime =
+        LastNumber(options, LEXO_PARAM_STREAM) != 0 || LastNumber(options, LEXO_PARAM_MODE) == 1;
+    if (options.pace && !is_realtime) {
+        throw UsageError(
+            "--pace is for real-time work: add --stream (or, for an analysis, "
+            "--param analysis_mode=online)");
+    }
+    if (!options.list) {
+        CheckFiles(options);
+    }
+    return options;
+}
+
+}  // namespace recognize

@@ -1,0 +1,128 @@
+#include "Console.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <iostream>
+
+#include "Interruption.h"
+
+namespace recognize {
+
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr auto kBarDelay = std::chrono::seconds(1);
+constexpr auto kBarInterval = std::chrono::milliseconds(100);
+constexpr int kBarCells = 30;
+
+UniqueFd Duplicate(int fd) {
+    return UniqueFd(::fcntl(fd, F_DUPFD_CLOEXEC, 3));
+}
+
+void PointAtNothing(int fd) {
+    const UniqueFd nothing(::open("/dev/null", O_WRONLY | O_CLOEXEC));
+    ::dup2(nothing.Get(), fd);
+}
+
+// 0, or the errno of the write that failed.
+int WriteAll(int fd, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = ::write(fd, text.data(), text.size());
+        if (written >= 0) {
+            text.remove_prefix(static_cast<std::size_t>(written));
+        } else if (errno != EINTR) {
+            return errno;
+        }
+    }
+    return 0;
+}
+
+}  // namespace
+
+Console::Console(bool verbose)
+    : verbose_(verbose),
+      has_terminal_(::isatty(STDERR_FILENO) == 1),
+      start_(steady_clock::now()),
+      results_(Duplicate(STDOUT_FILENO)) {
+    if (verbose) {
+        ::dup2(STDERR_FILENO, STDOUT_FILENO);
+    } else {
+        PointAtNothing(STDOUT_FILENO);
+    }
+}
+
+void Console::WriteResult(std::string_view text) {
+    const std::lock_guard lock(mutex_);
+    if (results_lost_ || text.empty()) {
+        return;
+    }
+    EraseBar();
+    const int error = WriteAll(results_.Get(), text);
+    if (error != 0) {
+        results_lost_ = true;
+        // A reader such as head ends on purpose and needs no message.
+        if (error != EPIPE) {
+            WriteAll(STDERR_FILENO, "orvx-recognize: cannot write to standard output: " +
+                                        std::string(std::strerror(error)) + "\n");
+        }
+        RequestInterruption();
+    }
+}
+
+void Console::Message(std::string_view text) {
+    const std::lock_guard lock(mutex_);
+    EraseBar();
+    WriteAll(STDERR_FILENO, "orvx-recognize: " + std::string(text) + "\n");
+}
+
+void Console::ShowProgress(double fraction, std::string_view text) {
+    const std::lock_guard lock(mutex_);
+    const auto now = steady_clock::now();
+    if (!has_terminal_ || now - start_ < kBarDelay || now - last_drawn_ < kBarInterval) {
+        return;
+    }
+    const double shown = std::clamp(fraction, 0.0, 1.0);
+    const auto filled = static_cast<std::size_t>(shown * kBarCells);
+    std::string bar(filled, '#');
+    bar.resize(kBarCells, '.');
+    char percent[16];
+    std::snprintf(percent, sizeof percent, "%3d %%  ", static_cast<int>(shown * 100));
+    WriteAll(STDERR_FILENO, "\r\033[K[" + bar + "] " + percent + std::string(text));
+    bar_shown_ = true;
+    last_drawn_ = now;
+}
+
+void Console::EndProgress() {
+    const std::lock_guard lock(mutex_);
+    EraseBar();
+}
+
+void Console::EraseBar() {
+    if (bar_shown_) {
+        WriteAll(STDERR_FILENO, "\r\033[K");
+        bar_shown_ = false;
+    }
+}
+
+QuietStandardError::QuietStandardError(bool verbose) {
+    if (!verbose) {
+        saved_ = Duplicate(STDERR_FILENO);
+        PointAtNothing(STDERR_FILENO);
+    }
+}
+
+QuietStandardError::~QuietStandardError() {
+    // What the engine left in the buffers of its streams belongs to the silence too.
+    std::fflush(nullptr);
+    std::cout.flush();
+    if (saved_) {
+        ::dup2(saved_.Get(), STDERR_FILENO);
+    }
+}
+
+}  // namespace recognize

@@ -1,0 +1,67 @@
+// The program's two outputs, results and messages, shared by all threads.
+//
+// The engine prints on standard output while it starts, and its log goes there when it cannot be
+// configured. So the console keeps the real standard output for the results alone, and turns
+// descriptor 1 away for the life of the process: to standard error when `verbose`, to nowhere
+// otherwise. Redirecting only around the start of the engine would let a later log line into a
+// pipe that expects JSON.
+#pragma once
+
+#include <chrono>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "UniqueFd.h"
+
+namespace recognize {
+
+class Console {
+  public:
+    explicit Console(bool verbose);
+
+    bool Verbose() const { return verbose_; }
+
+    // Writes to the real standard output at once. When it cannot be written to (nobody reads the
+    // pipe any more, the disk is full), says so once and requests the interruption.
+    void WriteResult(std::string_view text);
+
+    // One line on standard error, behind the program's name.
+    void Message(std::string_view text);
+
+    // Draws the progress bar when standard error is a terminal and the work lasts longer than a
+    // second. `fraction` is 0 to 1.
+    void ShowProgress(double fraction, std::string_view text);
+    void EndProgress();
+
+  private:
+    void EraseBar();
+
+    const bool verbose_;
+    const bool has_terminal_;
+    const std::chrono::steady_clock::time_point start_;
+    UniqueFd results_;
+
+    std::mutex mutex_;  // guards what follows, and keeps lines whole
+    bool bar_shown_ = false;
+    bool results_lost_ = false;
+    std::chrono::steady_clock::time_point last_drawn_;
+};
+
+// Standard error is silent while this lives, unless `verbose`: the engine's probe reports there in
+// its own words, and the program says the same in clearer ones.
+class QuietStandardError {
+  public:
+    explicit QuietStandardError(bool verbose);
+    ~QuietStandardError();
+    // Where standard error leads without this.
+    int RealFd() const { return saved_ ? saved_.Get() : STDERR_FILENO; }
+
+    QuietStandardError(const QuietStandardError&) = delete;
+    QuietStandardError& operator=(const QuietStandardError&) = delete;
+
+  private:
+    UniqueFd saved_;
+};
+
+}  // namespace recognize

@@ -1,0 +1,44 @@
+// What can go wrong, by who has to act: the caller of the program (UsageError), the recording
+// (AudioError), or the engine and its server (EngineError).
+#pragma once
+
+#include <Lexo.h>
+
+#include <stdexcept>
+#include <string>
+
+#include "ErrorNames.h"
+
+namespace recognize {
+
+class UsageError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+class AudioError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+// The wait for audio was ended by the wish to stop.
+class InterruptedError : public std::runtime_error {
+  public:
+    InterruptedError() : std::runtime_error("interrupted") {}
+};
+
+// what() is the code's enumerator and the meaning.
+class EngineError : public std::runtime_error {
+  public:
+    EngineError(Lexo_ErrCode code, const std::string& meaning)
+        : std::runtime_error(NameOf(code) + ": " + meaning), code_(code), meaning_(meaning) {}
+
+    Lexo_ErrCode Code() const { return code_; }
+    const std::string& Meaning() const { return meaning_; }
+
+  private:
+    Lexo_ErrCode code_;
+    std::string meaning_;
+};
+
+}  // namespace recognize

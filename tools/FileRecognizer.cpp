@@ -1,0 +1,170 @@
+#include "FileRecognizer.h"
+
+#include <chrono>
+
+#include "Errors.h"
+#include "Interruption.h"
+#include "ResultLines.h"
+#include "SpeechReader.h"
+
+namespace recognize {
+
+namespace {
+
+using std::chrono::steady_clock;
+
+// A request above the 64 MiB that a frame may have is refused by the server's end.
+constexpr std::size_t kMaxOneShotBytes = std::size_t{60} << 20;
+
+// Codes with which the engine itself has closed the utterance.
+bool IsUtteranceGone(Lexo_ErrCode code) {
+    return code == LEXO_ERR_NETWORK_FAILED || code == LEXO_ERR_REALTIME_SESSION_TIMEOUT ||
+           code == LEXO_ERR_ALL_SESSION_BUSY;
+}
+
+bool HasText(const Lexo_RecogResult& result) {
+    for (const ResultLine& line : LinesOf(result)) {
+        if (!line.text.empty()) {
+            return true;
+        }
+    }
+    return false;
+}
+
+class Recognition {
+  public:
+    Recognition(const FileJob& job, Session& session, const FileEvents& events)
+        : job_(job), session_(session), events_(events) {}
+
+    FileOutcome Run() {
+        const auto start = steady_clock::now();
+        FileOutcome outcome;
+        Guarded([this] { Send(); });
+        outcome.failure = failure_ ? failure_ : MissingResult();
+        outcome.audio_seconds = seconds_sent_;
+        outcome.elapsed_seconds =
+            std::chrono::duration<double>(steady_clock::now() - start).count();
+        return outcome;
+    }
+
+  private:
+    // Runs a step and keeps what goes wrong in it, unless something went wrong before.
+    template <typename Step>
+    void Guarded(Step step) {
+        try {
+            step();
+        } catch (const AudioError& error) {
+            Fail({LEXO_ERR_NONE, error.what()});
+        } catch (const InterruptedError& error) {
+            Fail({LEXO_ERR_NONE, error.what()});
+        }
+    }
+
+    void Fail(const Failure& failure) {
+        if (!failure_) {
+            failure_ = failure;
+        }
+    }
+
+    void Send() {
+        SpeechReader reader(job_.file, job_.raw_rate, *job_.format);
+        mode_ = session_.Mode();
+        if (mode_ == StreamMode::kOneShot) {
+            SendWhole(reader);
+            return;
+        }
+        Guarded([&] { SendChunks(reader); });
+        CloseUtterance();
+    }
+
+    void SendWhole(SpeechReader& reader) {
+        const std::string audio = reader.All(kMaxOneShotBytes);
+        if (audio.empty()) {
+            throw AudioError("holds no audio");
+        }
+        Judge(session_.Recognize(audio, Handler()));
+        Sent(reader);
+    }
+
+    void SendChunks(SpeechReader& reader) {
+        const auto start = steady_clock::now();
+        while (!failure_ && !is_over_) {
+            const std::string chunk = reader.Next(job_.chunk_ms);
+            if (chunk.empty()) {
+                break;
+            }
+            const std::chrono::duration<double> spoken(reader.SecondsRead());
+            if (job_.pace &&
+                !WaitUntil(start + std::chrono::duration_cast<steady_clock::duration>(spoken))) {
+                throw InterruptedError();
+            }
+            is_open_ = true;
+            Judge(session_.Recognize(chunk, Handler()));
+            Sent(reader);
+        }
+        if (!is_open_) {
+            throw AudioError("holds no audio");
+        }
+    }
+
+    void CloseUtterance() {
+        if (is_open_ && !(failure_ && IsUtteranceGone(failure_->code))) {
+            Judge(session_.Close(Handler()));
+        }
+    }
+
+    ResultHandler Handler() {
+        return [this](const Lexo_RecogResult& result) {
+            has_result_ = true;
+            has_text_ = has_text_ || HasText(result);
+            is_over_ = is_over_ || mode_ == StreamMode::kSingle;
+            events_.on_result(result);
+        };
+    }
+
+    void Judge(Lexo_ErrCode code) {
+        if (code == LEXO_ERR_NO_VOICE_INPUT) {
+            // A continuous stream may be silent for a while and speak later.
+            heard_nothing_ = true;
+            is_over_ = is_over_ || mode_ == StreamMode::kSingle;
+        } else if (code != LEXO_ERR_NONE) {
+            Fail({code, MeaningOf(code)});
+        }
+    }
+
+    void Sent(const SpeechReader& reader) {
+        seconds_sent_ = reader.SecondsRead();
+        events_.on_progress(reader.FractionRead(), seconds_sent_);
+    }
+
+    std::optional<Failure> MissingResult() const {
+        if (heard_nothing_ && !has_text_) {
+            return Failure{LEXO_ERR_NO_VOICE_INPUT, MeaningOf(LEXO_ERR_NO_VOICE_INPUT)};
+        }
+        if (!has_result_) {
+            return Failure{LEXO_ERR_NONE, "the server sent no result"};
+        }
+        return std::nullopt;
+    }
+
+    const FileJob& job_;
+    Session& session_;
+    const FileEvents& events_;
+
+    StreamMode mode_ = StreamMode::kOneShot;
+    bool is_open_ = false;  // an utterance of a stream
+    bool is_over_ = false;  // no more audio is wanted
+    bool has_result_ = false;
+    bool has_text_ = false;
+    bool heard_nothing_ = false;
+    double seconds_sent_ = 0;
+    std::optional<Failure> failure_;
+};
+
+}  // namespace
+
+FileOutcome RecognizeFile(const FileJob& job, Session& session, const FileEvents& events) {
+    return Recognition(job, session, events).Run();
+}
+
+}  // namespace recognize

@@ -1,0 +1,89 @@
+#include "Interruption.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstdint>
+
+namespace recognize {
+
+namespace {
+
+std::atomic<bool> g_requested{false};
+static_assert(std::atomic<bool>::is_always_lock_free);  // a signal handler stores it
+std::atomic<int> g_event_fd{-1};
+
+void SetAction(int signal_number, void (*handler)(int)) {
+    struct sigaction action = {};
+    action.sa_handler = handler;
+    action.sa_flags = SA_RESTART;
+    sigemptyset(&action.sa_mask);
+    sigaction(signal_number, &action, nullptr);
+}
+
+void OnSignal(int) {
+    const int saved_errno = errno;
+    SetAction(SIGINT, SIG_DFL);
+    SetAction(SIGTERM, SIG_DFL);
+    static constexpr char kNotice[] =
+        "\norvx-recognize: stopping; once more to end at once, without closing the sessions\n";
+    [[maybe_unused]] const auto written = ::write(STDERR_FILENO, kNotice, sizeof kNotice - 1);
+    RequestInterruption();
+    errno = saved_errno;
+}
+
+int MillisecondsLeft(std::chrono::steady_clock::time_point when) {
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(when - std::chrono::steady_clock::now());
+    return static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, INT_MAX));
+}
+
+}  // namespace
+
+void InstallInterruption() {
+    g_event_fd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    SetAction(SIGINT, &OnSignal);
+    SetAction(SIGTERM, &OnSignal);
+    SetAction(SIGPIPE, SIG_IGN);
+}
+
+void RequestInterruption() {
+    g_requested = true;
+    const std::uint64_t one = 1;  // never read back: the event stays raised for all waiters
+    [[maybe_unused]] const auto written = ::write(g_event_fd, &one, sizeof one);
+}
+
+bool InterruptionRequested() {
+    return g_requested;
+}
+
+bool WaitUntil(std::chrono::steady_clock::time_point when) {
+    pollfd event = {g_event_fd, POLLIN, 0};
+    while (!InterruptionRequested()) {
+        const int left = MillisecondsLeft(when);
+        if (left == 0) {
+            return true;
+        }
+        ::poll(&event, 1, left);
+    }
+    return false;
+}
+
+bool WaitReadable(int fd) {
+    pollfd fds[] = {{g_event_fd, POLLIN, 0}, {fd, POLLIN, 0}};
+    while (!InterruptionRequested()) {
+        if (::poll(fds, 2, -1) > 0 && fds[1].revents != 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace recognize
