@@ -29,8 +29,9 @@
  *   Threads   Any thread may call any function at any time, with two promises of the host: at most
  *             one thread at a time works on one session, and End is called when no other call runs.
  *             SessionStart, SessionStop, LoadResource, UnloadResource, Init and End wait until the
- *             exchanges in progress have returned.
- *   Units     Times are milliseconds, lengths are bytes, rates are hertz.
+ *             exchanges in progress have returned, and calls that come later wait behind them.
+ *   Units     Lengths are bytes, rates are hertz. Times in results are in the server's unit;
+ *             orvx-server gives milliseconds from the start of the utterance's audio.
  */
 #ifndef LEXO_H_
 #define LEXO_H_
@@ -45,11 +46,14 @@
 
 /* In C++ every enumeration has int as its underlying type, so that any number of the server fits.
  */
-#ifdef __cplusplus
+#if defined(__cplusplus) && __cplusplus >= 201103L
 #define LEXO_ENUM_BASE : int
-extern "C" {
 #else
 #define LEXO_ENUM_BASE
+#endif
+
+#ifdef __cplusplus
+extern "C" {
 #endif
 
 /* ---- Types ---------------------------------------------------------------------------------- */
@@ -68,7 +72,7 @@ typedef void* Lexo_ParamValue;
  * asks the server. */
 typedef int Lexo_RecogStatus;
 
-/* Return codes. 26, 27 and 28 are reserved and never returned. */
+/* Return codes. 26, 27 and 28 are reserved. */
 typedef enum _Lexo_ErrCode LEXO_ENUM_BASE {
     LEXO_ERR_NONE = 0,
     LEXO_ERR_PARAM_INVALID = 1,
@@ -125,7 +129,7 @@ typedef enum _Lexo_ParamKey LEXO_ENUM_BASE {
     LEXO_PARAM_MAX_SECONDS = 3,          /* longest utterance, 1..60 s; 30 */
     LEXO_PARAM_AUDIOFORMAT = 4,          /* 0 pcm8k16bit, 1 alaw, 2 ulaw, 3 vox6k4bit, 4 vox8k4bit,
                                             5 gsm610, 6 pcm16k16bit, 7 v3_6k4bit; 0 */
-    LEXO_PARAM_VAD_THRESHOLD = 5,        /* 1 (everything is speech) .. 100; 10 */
+    LEXO_PARAM_VAD_THRESHOLD = 5,        /* of the speech detector, 1..100; 10 */
     LEXO_PARAM_NBEST_RESULT = 6,         /* 0 no, 1 yes; 0 */
     LEXO_PARAM_ADD_PUNC = 7,             /* 0 no, 1 yes; 0 */
     LEXO_PARAM_STREAM = 8,               /* 0 no (one-shot), 1 yes, 2 continue, 3 continue-rt,
@@ -175,7 +179,7 @@ typedef enum LEXO_ENUM_BASE {
 } Lexo_RoleType;
 
 /* ---- Records -------------------------------------------------------------------------------- */
-/* Times are milliseconds as the server gives them. A list pointer is null when its count is below
+/* Times are in the server's unit. A list pointer is null when its count is below
  * 1; a count may be negative if the server sent it so. */
 
 typedef struct _Lexo_CapabilityInfo {
@@ -212,7 +216,7 @@ typedef struct _Lexo_Freetalk_Segment {
     int nStartTime;
     int nEndTime;
     int nResultCount;                               /* n-best sentences */
-    Lexo_Freetalk_Sentence* pSentenceResults;       /* nResultCount entries, best first */
+    Lexo_Freetalk_Sentence* pSentenceResults;       /* nResultCount entries */
     Lexo_Freetalk_ElementList* pElementListResults; /* one for each sentence, or null */
 } Lexo_Freetalk_Segment;
 
@@ -230,7 +234,7 @@ typedef struct _Lexo_Grammar_Segment_Result {
     int nStartTime;
     int nEndTime;
     int nResultCount;
-    Lexo_Grammar_Sentence_Result* pSentenceResults; /* nResultCount entries, best first */
+    Lexo_Grammar_Sentence_Result* pSentenceResults; /* nResultCount entries */
 } Lexo_Grammar_Segment_Result;
 
 typedef struct _Lexo_Grammar_Result {
@@ -288,7 +292,7 @@ typedef struct _Lexo_Analysis_Segment {
     int nEndTime;
     Lexo_RoleType nRole;
     int nResultCount;
-    Lexo_Analysis_Sentence* pSentenceResults;       /* nResultCount entries, best first */
+    Lexo_Analysis_Sentence* pSentenceResults;       /* nResultCount entries */
     Lexo_Analysis_ElementList* pElementListResults; /* one for each sentence, or null */
     int nEmotionCount;
     Lexo_Analysis_Emotion* pEmotionResults; /* nEmotionCount entries */
@@ -320,8 +324,9 @@ typedef struct _Lexo_RecogResult {
  * pcszLibPath is the server's "IPv4:port", optionally followed by "," and the path of a
  * configuration file; the default file is $QUORLAN_HOME/conf/Lexo_SDK.conf. Logging is configured
  * by $QUORLAN_HOME/conf/Lexo_SDK_log.xml. Init may be called again at any time and does everything
- * anew. It prints "conf_file=" and the outcome of the check to standard output, and seeds rand().
- * The host process ends with status 0 if no socket can be created for the check.
+ * anew; release every binding and unload every resource before, for resource ids are forgotten and
+ * begin at 2 again. It prints "conf_file=" and the outcome of the check to standard output, and
+ * seeds rand(). The host process ends with status 0 if no socket can be created for the check.
  * Returns NONE; ENV_NOT_FOUND or ENV_NOT_VALID (QUORLAN_HOME unset, or names nothing); INIT_FAILED
  * (configuration file not readable); UNKNOWN (no ":" in the address); PARAM_INVALID (the server
  * cannot be reached: the engine is ready all the same, and works once the server is up). */
@@ -371,7 +376,7 @@ LEXO_API Lexo_ErrCode orvx_proxy_SessionStop(Lexo_Handle hSession);
  * PARAM_INVALID (no data; a bound resource that cannot be sent); NETWORK_FAILED (no exchange with
  * the server; a real-time utterance is lost); RECOG_FAILED (request refused, answer not understood,
  * or the server says so); ENGINE_FAILED (answer to another request, or the server says so); UNKNOWN
- * (negative server error, or unknown kind of result); any other code is the server's own. */
+ * (negative server error, or unknown kind of result); MEMORY; any other code is the server's. */
 LEXO_API Lexo_ErrCode orvx_proxy_Recognize(Lexo_Handle hSession, const char* pData, int nDataLen,
                                            int bIsDataOver, Lexo_RecogStatus* pRecogStatus);
 
@@ -390,7 +395,7 @@ LEXO_API Lexo_ErrCode orvx_proxy_FreeRecogResult(Lexo_Handle hSession,
 
 /* Sets a parameter; text is copied. On failure the old value stays.
  * Returns NONE; SESSION_INVALID; NOT_SUPPORT (the session does not have it); PARAM_INVALID (value
- * out of its set or range). */
+ * out of its set or range); MEMORY (SessionStart got no memory for the texts). */
 LEXO_API Lexo_ErrCode orvx_proxy_SetParam(Lexo_Handle hSession, Lexo_ParamKey nParam,
                                           Lexo_ParamValue paramValue);
 
@@ -401,9 +406,9 @@ LEXO_API Lexo_ErrCode orvx_proxy_SetParam(Lexo_Handle hSession, Lexo_ParamKey nP
 LEXO_API Lexo_ErrCode orvx_proxy_GetParam(Lexo_Handle hSession, Lexo_ParamKey nParam,
                                           Lexo_ParamValue* pParamValue);
 
-/* Loads a resource for a capability and writes its id: 2 for the capability's first, never reused;
- * 0 on failure. For LEXO_RESOURCE_FILE the data argument is a path and the length is not read; for
- * LEXO_RESOURCE_BUFFER it is nResourceDataLen bytes, which are copied.
+/* Loads a resource for a capability and writes its id: 2 for the capability's first, never reused
+ * before the next Init; 0 on failure. For LEXO_RESOURCE_FILE the data argument is a path and the
+ * length is not read; for LEXO_RESOURCE_BUFFER it is nResourceDataLen bytes, which are copied.
  * Returns NONE; PARAM_INVALID (name not understood; grammar with another kind of format; null);
  * CAPABILITY_NOT_EXIST; NOT_SUPPORT (keywordspot, analysis with another format than
  * KEYWORD_LIST); OPENFILE; LOAD_RESOURCE_FAILED (file empty or not readable); MEMORY. */
@@ -422,7 +427,8 @@ LEXO_API Lexo_ErrCode orvx_proxy_UnloadResource(const char* pszCapabilityName,
 /* Binds a loaded resource to a session, in place of what was bound. Release it with
  * DeactiveResource before SessionStop.
  * Returns NONE; SESSION_INVALID; CAPABILITY_NOT_EXIST; ACTIVE_RESOURCE_FAILED (unknown id: the old
- * binding stays); PARAM_INVALID (the resource is empty). */
+ * binding stays); PARAM_INVALID (the resource is empty: nothing is bound any more, and it can no
+ * longer be unloaded). */
 LEXO_API Lexo_ErrCode orvx_proxy_ActiveResource(Lexo_Handle hSession, unsigned int nResourceID);
 
 /* Binds a resource that the server holds under a name; not for free talk. The name is not checked

@@ -12,6 +12,13 @@
 #include "Logger.h"
 #include "test_connection_state.h"
 
+namespace {
+
+// Init's own mark for a probe that got no socket; no code that is ever returned.
+constexpr auto kNoProbeSocket = static_cast<Lexo_ErrCode>(-1);
+
+}  // namespace
+
 std::atomic<OrvexProxy*> OrvexProxy::inst_{nullptr};
 MutexLock OrvexProxy::mutex_inst_;
 
@@ -47,9 +54,17 @@ Lexo_ErrCode OrvexProxy::Init(const char* pcszLibPath) {
     g_logger.Init(log_configuration.c_str(), "Lexo_SDK");
     std::srand(static_cast<unsigned int>(std::time(nullptr)));
 
+    const Lexo_ErrCode result = InitLocked(pcszLibPath == nullptr ? "" : pcszLibPath, conf_folder);
+    if (result == kNoProbeSocket) {
+        std::exit(0);  // without the lock: what the host does at exit may call the engine
+    }
+    return result;
+}
+
+Lexo_ErrCode OrvexProxy::InitLocked(const std::string& argument, const std::string& conf_folder) {
     const RWLockGuard guard(rw_lock_, kWriteLockAction);
-    const FuncTracer locked_tracer("Init", __FILE__, __LINE__);
-    return Configure(pcszLibPath == nullptr ? "" : pcszLibPath, conf_folder);
+    const FuncTracer tracer("Init", __FILE__, __LINE__);
+    return Configure(argument, conf_folder);
 }
 
 Lexo_ErrCode OrvexProxy::Configure(const std::string& argument, const std::string& conf_folder) {
@@ -83,7 +98,11 @@ Lexo_ErrCode OrvexProxy::ProbeServer(const std::string& address) {
     }
     ip_ = address.substr(0, colon);
     port_ = static_cast<int>(std::strtol(address.c_str() + colon + 1, nullptr, 10));
-    if (test_connection_state(ip_.c_str(), port_) != 0) {
+    const int state = test_connection_state(ip_.c_str(), port_);
+    if (state == kProbeWithoutSocket) {
+        return kNoProbeSocket;
+    }
+    if (state != 0) {
         ORVX_LOG_ERROR("connect to [%s] failed!", address.c_str());
         return LEXO_ERR_PARAM_INVALID;
     }

@@ -58,7 +58,9 @@ class OrvexProxy {
     OrvexProxy() = default;
     ~OrvexProxy() = default;
 
-    // The steps of Init behind the logger's start; the write lock is held.
+    // The steps of Init behind the logger's start.
+    Lexo_ErrCode InitLocked(const std::string& argument, const std::string& conf_folder);
+    // Reads the configuration and probes the server; the write lock is held.
     Lexo_ErrCode Configure(const std::string& argument, const std::string& conf_folder);
     Lexo_ErrCode ProbeServer(const std::string& address);
     // The engine list; the write lock is held.
@@ -78,6 +80,8 @@ class OrvexProxy {
     Lexo_ErrCode GetResouceByID(const std::string& cap_name, unsigned int res_id,
                                 ResourceInfo& info);
     Lexo_ErrCode ResourceReleaseRef(const std::string& cap_name, unsigned int res_id);
+
+    void FreeResource(ResourceInfo* resource);
 
     // The bindings behind ActiveResource, ActivePreloadResource and DeactiveResource.
     Lexo_ErrCode SetResourceData(void* hSession, unsigned int nResourceID);

@@ -5,6 +5,7 @@
 #include "Logger.h"
 #include "OrvexProxy.h"
 #include "ResourceFile.h"
+#include "process_lifetime.h"
 
 namespace {
 
@@ -91,7 +92,7 @@ Lexo_ErrCode OrvexProxy::LoadResource(const char* pszCapabilityName, const char*
     const unsigned int res_id = engine->res_index + 1;
     ResourceInfo& resource = engine->res_map[res_id];
     engine->res_index = res_id;
-    delete[] resource.pcszResourceData;  // only after the counter has wrapped around
+    KeepForProcessLifetime(resource.pcszResourceData);  // only after the counter has wrapped round
     resource = {bytes.data.release(), bytes.length, eResourceFormatType, 0};
     *pnResourceID = res_id;
     ORVX_LOG_DEBUG("LoadResource cap_name=%s, res_id=%d", engine->cap_name.c_str(),
@@ -109,7 +110,7 @@ Lexo_ErrCode OrvexProxy::UnloadResource(const char* pszCapabilityName, unsigned 
     if (!TakesResources(*engine)) {
         return LEXO_ERR_NOT_SUPPORT;
     }
-    const ResourceInfo* const resource = FindResource(*engine, nResourceID);
+    ResourceInfo* const resource = FindResource(*engine, nResourceID);
     if (resource == nullptr) {
         return LEXO_ERR_UNLOAD_RESOURCE_FAILED;
     }
@@ -118,9 +119,21 @@ Lexo_ErrCode OrvexProxy::UnloadResource(const char* pszCapabilityName, unsigned 
                        static_cast<int>(nResourceID));
         return LEXO_ERR_UNLOAD_RESOURCE_FAILED;
     }
-    delete[] resource->pcszResourceData;
+    FreeResource(resource);
     engine->res_map.erase(nResourceID);
     return LEXO_ERR_NONE;
+}
+
+// A count can be too low: a session that was bound before a second Init gives its reference back to
+// whatever has the same id now. So the sessions themselves are asked who borrows the bytes.
+void OrvexProxy::FreeResource(ResourceInfo* resource) {
+    for (const auto& [handle, session] : session_list_) {
+        if (session->Borrows(resource->pcszResourceData)) {
+            KeepForProcessLifetime(resource->pcszResourceData);
+            return;
+        }
+    }
+    delete[] resource->pcszResourceData;
 }
 
 Lexo_ErrCode OrvexProxy::GetResouceByID(const std::string& cap_name, unsigned int res_id,

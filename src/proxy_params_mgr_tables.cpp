@@ -66,51 +66,43 @@ const std::array<name_value_pair, 4> g_LEXO_PARAM_FT_POST_PROCESS{{
     {"paragraph", WordOf(8)},
 }};
 
-namespace {
-
-params_item IntRange(const char* name, Lexo_ParamKey key, int smallest, int largest,
-                     const char* default_value) {
-    return {name,          key,          kParamIntRange, WordOf(smallest), WordOf(largest),
-            default_value, LEXO_ERR_NONE};
-}
-
-params_item Text(const char* name, Lexo_ParamKey key, const char* default_value) {
-    return {name, key, kParamText, WordOf(1), WordOf(100), default_value, LEXO_ERR_NONE};
-}
-
-template <std::size_t kRows>
-params_item Table(const char* name, Lexo_ParamKey key, ParamValueType type,
-                  const std::array<name_value_pair, kRows>& rows, const char* default_value) {
-    return {name, key, type, rows.data(), WordOf(kRows), default_value, LEXO_ERR_NONE};
-}
-
-}  // namespace
-
+// clang-format off: a row a line
 const std::array<params_item, 17> g_params_family{{
-    IntRange("vad_head", LEXO_PARAM_VAD_HEAD, 0, 1800000, "10000"),
-    IntRange("vad_tail", LEXO_PARAM_VAD_TAIL, 0, 30000, "500"),
-    IntRange("vad_threshold", LEXO_PARAM_VAD_THRESHOLD, 1, 100, "10"),
-    IntRange("max_seconds", LEXO_PARAM_MAX_SECONDS, 1, 60, "30"),
-    IntRange("vad_threshold", LEXO_PARAM_VAD_THRESHOLD, 1, 100, "10"),
-    Text("property_language", LEXO_PARAM_PROPERTY_LANGUAGE, "10"),
-    Text("property_domain", LEXO_PARAM_PROPERTY_DOMAIN, "10"),
-    Table("audio_format", LEXO_PARAM_AUDIOFORMAT, kParamEnumerated, g_LEXO_PARAM_AUDIOFORMAT,
-          "pcm8k16bit"),
-    Table("nbest_result", LEXO_PARAM_NBEST_RESULT, kParamEnumerated, g_LEXO_PARAM_NBEST_RESULT,
-          "no"),
-    Table("add_punc", LEXO_PARAM_ADD_PUNC, kParamEnumerated, g_LEXO_PARAM_ADD_PUNC, "no"),
-    Table("stream_recog", LEXO_PARAM_STREAM, kParamEnumerated, g_LEXO_PARAM_STREAM, "no"),
-    Table("result_type", LEXO_PARAM_RESULT_TYPE, kParamEnumerated, g_LEXO_PARAM_RESULT_TYPE,
-          "sentence"),
-    Table("analysis_mode", LEXO_PARAM_MODE, kParamEnumerated, g_LEXO_PARAM_MODE, "offline"),
-    Table("channel_type", LEXO_PARAM_CHANNEL_TYPE, kParamEnumerated, g_LEXO_PARAM_CHANNEL_TYPE,
-          "mono"),
-    Table("property_model_type", LEXO_PARAM_PROPERTY_MODEL_TYPE, kParamEnumerated,
-          g_LEXO_PARAM_PROPERTY_MODEL_TYPE, "8k"),
-    Text("qa_paramter", LEXO_PARAM_POST_PROCESS, ""),
-    Table("textpostproc", LEXO_PARAM_FT_POST_PROCESS, kParamFlagSet, g_LEXO_PARAM_FT_POST_PROCESS,
-          ""),
+    {"vad_head", LEXO_PARAM_VAD_HEAD, kParamIntRange, WordOf(0), WordOf(1800000), "10000",
+     LEXO_ERR_NONE},
+    {"vad_tail", LEXO_PARAM_VAD_TAIL, kParamIntRange, WordOf(0), WordOf(30000), "500",
+     LEXO_ERR_NONE},
+    {"vad_threshold", LEXO_PARAM_VAD_THRESHOLD, kParamIntRange, WordOf(1), WordOf(100), "10",
+     LEXO_ERR_NONE},
+    {"max_seconds", LEXO_PARAM_MAX_SECONDS, kParamIntRange, WordOf(1), WordOf(60), "30",
+     LEXO_ERR_NONE},
+    {"vad_threshold", LEXO_PARAM_VAD_THRESHOLD, kParamIntRange, WordOf(1), WordOf(100), "10",
+     LEXO_ERR_NONE},
+    {"property_language", LEXO_PARAM_PROPERTY_LANGUAGE, kParamText, WordOf(1), WordOf(100), "10",
+     LEXO_ERR_NONE},
+    {"property_domain", LEXO_PARAM_PROPERTY_DOMAIN, kParamText, WordOf(1), WordOf(100), "10",
+     LEXO_ERR_NONE},
+    {"audio_format", LEXO_PARAM_AUDIOFORMAT, kParamEnumerated, g_LEXO_PARAM_AUDIOFORMAT.data(),
+     WordOf(8), "pcm8k16bit", LEXO_ERR_NONE},
+    {"nbest_result", LEXO_PARAM_NBEST_RESULT, kParamEnumerated, g_LEXO_PARAM_NBEST_RESULT.data(),
+     WordOf(2), "no", LEXO_ERR_NONE},
+    {"add_punc", LEXO_PARAM_ADD_PUNC, kParamEnumerated, g_LEXO_PARAM_ADD_PUNC.data(), WordOf(2),
+     "no", LEXO_ERR_NONE},
+    {"stream_recog", LEXO_PARAM_STREAM, kParamEnumerated, g_LEXO_PARAM_STREAM.data(), WordOf(5),
+     "no", LEXO_ERR_NONE},
+    {"result_type", LEXO_PARAM_RESULT_TYPE, kParamEnumerated, g_LEXO_PARAM_RESULT_TYPE.data(),
+     WordOf(3), "sentence", LEXO_ERR_NONE},
+    {"analysis_mode", LEXO_PARAM_MODE, kParamEnumerated, g_LEXO_PARAM_MODE.data(), WordOf(2),
+     "offline", LEXO_ERR_NONE},
+    {"channel_type", LEXO_PARAM_CHANNEL_TYPE, kParamEnumerated, g_LEXO_PARAM_CHANNEL_TYPE.data(),
+     WordOf(3), "mono", LEXO_ERR_NONE},
+    {"property_model_type", LEXO_PARAM_PROPERTY_MODEL_TYPE, kParamEnumerated,
+     g_LEXO_PARAM_PROPERTY_MODEL_TYPE.data(), WordOf(2), "8k", LEXO_ERR_NONE},
+    {"qa_paramter", LEXO_PARAM_POST_PROCESS, kParamText, WordOf(1), WordOf(100), "", LEXO_ERR_NONE},
+    {"textpostproc", LEXO_PARAM_FT_POST_PROCESS, kParamFlagSet, g_LEXO_PARAM_FT_POST_PROCESS.data(),
+     WordOf(4), "", LEXO_ERR_NONE},
 }};
+// clang-format on
 
 const std::array<StringParamPair, 15> g_param_list{{
     {"sample_rate", LEXO_PARAM_SAMPLERATE},

@@ -12,6 +12,10 @@ bool IsPropertyText(Lexo_ParamKey key) {
     return key == LEXO_PARAM_PROPERTY_LANGUAGE || key == LEXO_PARAM_PROPERTY_DOMAIN;
 }
 
+bool IsText(Lexo_ParamKey key) {
+    return IsPropertyText(key) || key == LEXO_PARAM_POST_PROCESS;
+}
+
 int TextBytes(Lexo_ParamKey key) {
     return key == LEXO_PARAM_POST_PROCESS ? kPostProcessTextBytes : kPropertyTextBytes;
 }
@@ -103,7 +107,7 @@ Lexo_ErrCode ProxySession::SetParam(Lexo_ParamKey key, Lexo_ParamValue value) {
         return validation == ProxyParamsMgr::kUnknownKey ? LEXO_ERR_NOT_SUPPORT
                                                          : LEXO_ERR_PARAM_INVALID;
     }
-    if (IsPropertyText(key) || key == LEXO_PARAM_POST_PROCESS) {
+    if (IsText(key)) {
         return SetText(key, TextOf(value));
     }
     param->second = value;
@@ -146,6 +150,9 @@ Lexo_ErrCode ProxySession::GetParam(Lexo_ParamKey key, Lexo_ParamValue* value) c
     }
     if (value == nullptr) {
         return LEXO_ERR_PARAM_INVALID;
+    }
+    if (IsText(key) && param->second == nullptr) {
+        return LEXO_ERR_MEMORY;
     }
     *value = param->second;
     return LEXO_ERR_NONE;

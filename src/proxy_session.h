@@ -24,7 +24,8 @@ class ProxySession {
 
     // Copies the numbers and texts of `params`, the engine's defaults. A text that is missing there
     // reads as "" and is added to `params` with a null word. `property` is accepted and not used:
-    // the property text is always made from the parameters.
+    // the property text is always made from the parameters. Where memory for a text is wanting,
+    // construction stops, and recognising and the missing texts give LEXO_ERR_MEMORY.
     ProxySession(Lexo_EngineType engine_type, const std::string& cap_name,
                  const std::string& property, ParamMap& params);
     ~ProxySession();
@@ -47,6 +48,7 @@ class ProxySession {
     bool HasResource() const { return is_has_res_; }
     bool HasLoadedResource() const { return is_has_res_ && !is_res_buildin_; }
     unsigned int GetResourceId() const { return res_id_; }
+    bool Borrows(const char* data) const { return HasLoadedResource() && res_data_ == data; }
 
     // ---- Recognition (proxy_session_request.cpp, proxy_session_answer.cpp) ----
     // One exchange with the server at ip:port, or with the one that holds the open utterance. The

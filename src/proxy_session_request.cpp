@@ -85,7 +85,10 @@ int ProxySession::CheckCall(const Call& call) const {
         ORVX_LOG_ERROR("pData is NULL , nDataLen is 0 nDataLen:%d", call.data_len);
         return LEXO_ERR_PARAM_INVALID;
     }
-    return call.status == nullptr ? LEXO_ERR_PARAM_INVALID : LEXO_ERR_NONE;
+    if (call.status == nullptr) {
+        return LEXO_ERR_PARAM_INVALID;
+    }
+    return post_process_ == nullptr ? LEXO_ERR_MEMORY : LEXO_ERR_NONE;
 }
 
 int ProxySession::FillRequest(const Call& call, LexoRequestMessage& request) {
@@ -121,7 +124,8 @@ int ProxySession::NextChunkNumber(const Call& call) {
     if (!is_realtime_) {
         return -1;
     }
-    const int number = chunk_no_++;
+    const int number = chunk_no_;
+    chunk_no_ = number == INT_MAX ? 1 : number + 1;
     return call.is_over ? -number : number;
 }
 

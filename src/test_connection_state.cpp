@@ -10,7 +10,6 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 
 namespace {
 
@@ -82,7 +81,7 @@ int test_connection_state(const char* ip, int port) {
     const ProbeSocket socket;
     if (socket.Fd() < 0) {
         std::perror("create socket fail.\n");
-        std::exit(0);
+        return kProbeWithoutSocket;
     }
     const int flags = ::fcntl(socket.Fd(), F_GETFL, 0);
     if (flags < 0) {

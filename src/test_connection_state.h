@@ -3,12 +3,16 @@
 // at.
 #pragma once
 
+#include <climits>
+
 struct sockaddr_in;
+
+constexpr int kProbeWithoutSocket = INT_MIN;
 
 // Whether the server at `ip` (dotted IPv4) and the low 16 bits of `port` accepts connections: 0 if
 // so, -1 when a system call fails, 110 (ETIMEDOUT) without an answer in time, else the error number
-// of the connection, e.g. 111 when it is refused. Ends the process with status 0 when no socket can
-// be created.
+// of the connection, e.g. 111 when it is refused. kProbeWithoutSocket when no socket can be
+// created: Init then ends the process.
 int test_connection_state(const char* ip, int port);
 
 // The connecting and waiting on a non-blocking socket, with the same results.
