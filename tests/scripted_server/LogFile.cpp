@@ -1,6 +1,7 @@
 #include "LogFile.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <fstream>
 #include <functional>
 #include <regex>
@@ -38,14 +39,21 @@ std::ostream& operator<<(std::ostream& out, const LogRecord& record) {
 }
 
 LogRecords ParseLog(std::string_view text) {
-    static const std::regex kHead("([A-Z]+) ([0-9]+) : \\(([^:]*):([0-9]+)\\) ([^]*)");
     LogRecords records;
     std::istringstream lines{std::string(text)};
     for (std::string line; std::getline(lines, line);) {
-        std::smatch match;
-        if (std::regex_match(line, match, kHead)) {
-            records.push_back(
-                {match[1], std::stoi(match[2]), match[3], std::stoi(match[4]), match[5]});
+        char level[16];
+        char source[256];
+        LogRecord record;
+        int prefix_bytes = 0;
+        std::sscanf(line.c_str(), "%15[A-Z] %d : (%255[^:]:%d)%n", level, &record.process, source,
+                    &record.line, &prefix_bytes);
+        // One blank ends the prefix; more of them belong to the text.
+        if (prefix_bytes > 0 && line[static_cast<std::size_t>(prefix_bytes)] == ' ') {
+            record.level = level;
+            record.source = source;
+            record.text = line.substr(static_cast<std::size_t>(prefix_bytes) + 1);
+            records.push_back(record);
         } else if (!records.empty()) {
             records.back().text += '\n' + line;
         }

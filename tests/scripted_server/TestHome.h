@@ -10,7 +10,7 @@ namespace scripted {
 
 struct HomeOptions {
     std::string level = "debug";  // lowest level that reaches the log file
-    std::string settings;         // content of conf/Lexo_SDK.conf
+    std::string settings = {};    // content of conf/Lexo_SDK.conf
     bool has_log = true;          // whether conf/Lexo_SDK_log.xml exists
     bool has_settings = true;     // whether conf/Lexo_SDK.conf exists
 };

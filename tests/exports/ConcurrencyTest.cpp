@@ -1,0 +1,315 @@
+// Many host threads at once. Each test runs for two seconds at most; ORVX_STRESS_SECONDS makes the
+// timed ones longer.
+#include <atomic>
+#include <barrier>
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "CapturedOutput.h"
+#include "FreshProcess.h"
+#include "TestHost.h"
+
+namespace {
+
+using scripted::Answer;
+using scripted::Echo;
+using scripted::Request;
+using scripted::ScriptedServer;
+using Clock = std::chrono::steady_clock;
+
+const Outcome kGood = {LEXO_ERR_NONE, 0};
+
+std::chrono::seconds StressTime() {
+    const char* seconds = std::getenv("ORVX_STRESS_SECONDS");
+    return std::chrono::seconds(seconds != nullptr ? std::atoi(seconds) : 2);
+}
+
+// Runs the function in so many threads, which start together, and waits for all of them.
+void InThreads(int count, const std::function<void(int)>& function) {
+    std::barrier start(count);
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < count; ++i) {
+        threads.emplace_back([&, i] {
+            start.arrive_and_wait();
+            function(i);
+        });
+    }
+}
+
+// The longest of the durations that any thread reports.
+class Longest {
+  public:
+    void Add(Clock::duration time) {
+        Clock::rep seen = ticks_.load();
+        while (time.count() > seen && !ticks_.compare_exchange_weak(seen, time.count())) {
+        }
+    }
+    std::chrono::milliseconds Get() const {
+        return std::chrono::duration_cast<std::chrono::milliseconds>(
+            Clock::duration(ticks_.load()));
+    }
+
+  private:
+    std::atomic<Clock::rep> ticks_{0};
+};
+
+template <typename Function>
+Clock::duration Timed(Function function) {
+    const auto start = Clock::now();
+    function();
+    return Clock::now() - start;
+}
+
+// The answer whose result is one sentence: the audio itself.
+scripted::FrameMaker AudioAsText() {
+    return [](const Request& request) {
+        return Echo([&](auto& m) {
+            m.set_recog_status(2);
+            m.mutable_sfreetalkresult()->set_nsegmentcount(1);
+            auto* segment = m.mutable_sfreetalkresult()->add_psegmentlist();
+            segment->set_nresultcount(1);
+            segment->add_psentenceresults()->set_psztext(request.inner.data());
+        })(request);
+    };
+}
+
+// One exchange whose answer must be this audio's.
+bool RecognizesItsOwn(Session& session, const std::string& audio) {
+    if (session.Recognize(audio) != Outcome{LEXO_ERR_NONE, 2}) {
+        return false;
+    }
+    const auto* segments = session.GetResult()->sFreetalkResult.pSegmentList;
+    const bool is_own = audio == segments[0].pSentenceResults[0].pszText;
+    return session.FreeResult() == LEXO_ERR_NONE && is_own;
+}
+
+class ConcurrencyTest : public HostTest {
+  protected:
+    // At debug level the log would be most of the work.
+    ConcurrencyTest() : HostTest({.level = "error"}) {}
+};
+
+TEST_F(ConcurrencyTest, SessionsRecogniseAndStartAllTheTime) {
+    constexpr int kSessions = 64;
+    constexpr std::chrono::seconds kSlack{1};
+    server_.StopRecording();
+    server_.Otherwise(
+        scripted::Sequence({scripted::Pause(std::chrono::milliseconds(3)), Answer(AudioAsText())}));
+    const auto end = Clock::now() + StressTime();
+    Longest exchange;
+    Longest start_or_stop;
+    std::atomic<int> exchanges{0};
+    std::atomic<int> failures{0};
+    int starts = 0;
+    InThreads(kSessions + 1, [&](int thread) {
+        if (thread == kSessions) {
+            for (; Clock::now() < end; ++starts) {
+                Lexo_Handle handle = nullptr;
+                start_or_stop.Add(Timed([&] { orvx_proxy_SessionStart("grammar", &handle); }));
+                start_or_stop.Add(Timed([&] { failures += orvx_proxy_SessionStop(handle) != 0; }));
+            }
+            return;
+        }
+        Session session(kCapabilities[thread % 4]);
+        for (int i = 0; Clock::now() < end; ++i) {
+            const std::string audio = std::to_string(thread) + "/" + std::to_string(i);
+            exchange.Add(Timed([&] { failures += !RecognizesItsOwn(session, audio); }));
+            ++exchanges;
+        }
+    });
+    EXPECT_EQ(failures.load(), 0) << "of " << exchanges.load();
+    EXPECT_GE(exchanges.load(), kSessions);
+    EXPECT_GE(starts, 5);
+    EXPECT_LE(start_or_stop.Get(), exchange.Get() + kSlack)
+        << "a start waits for the exchanges in progress, not for those that begin later";
+    RecordProperty("exchanges", exchanges.load());
+    RecordProperty("starts", starts);
+    RecordProperty("longest_exchange_ms", static_cast<int>(exchange.Get().count()));
+    RecordProperty("longest_start_ms", static_cast<int>(start_or_stop.Get().count()));
+}
+
+TEST_F(ConcurrencyTest, IdentitiesNeverRepeat) {
+    constexpr int kThreads = 32;
+    constexpr int kExchanges = 20;
+    InThreads(kThreads, [](int) {
+        Session session("keywordspot");
+        for (int i = 0; i < kExchanges; ++i) {
+            EXPECT_EQ(session.Recognize(), kGood);
+        }
+    });
+    std::set<std::string> identities;
+    std::set<std::string> indices;
+    for (const Request& request : server_.Requests()) {
+        const std::string& identity = request.inner.identify();
+        identities.insert(identity);
+        indices.insert(identity.substr(identity.rfind('_')));
+    }
+    EXPECT_EQ(identities.size(), std::size_t{kThreads * kExchanges});
+    EXPECT_EQ(indices.size(), std::size_t{kThreads * kExchanges}) << "nor do their indices";
+}
+
+// Each chunk number of the utterance once, in order, the last one negative.
+void ExpectWholeUtterances(const ScriptedServer& server, std::size_t utterances, int chunks) {
+    std::map<std::string, std::vector<int>> numbers;
+    for (const Request& request : server.Requests()) {
+        numbers[request.inner.identify()].push_back(request.inner.chunk_no());
+        EXPECT_EQ(request.inner.data(),
+                  request.inner.chunk_no() > 0 ? server.Address() : std::string());
+    }
+    std::vector<int> expected;
+    for (int i = 1; i < chunks; ++i) {
+        expected.push_back(i);
+    }
+    expected.push_back(-chunks);
+    EXPECT_EQ(numbers.size(), utterances);
+    for (const auto& [identity, sequence] : numbers) {
+        EXPECT_EQ(sequence, expected) << identity;
+    }
+}
+
+TEST_F(ConcurrencyTest, UtterancesOnManyServersDoNotMix) {
+    constexpr int kServers = 8;
+    constexpr int kSessionsEach = 4;
+    constexpr int kChunks = 12;
+    std::vector<std::unique_ptr<ScriptedServer>> servers;
+    std::vector<std::unique_ptr<Session>> sessions;
+    for (int i = 0; i < kServers; ++i) {
+        servers.push_back(std::make_unique<ScriptedServer>());
+        ASSERT_EQ(InitProxy(servers.back()->Address()).code, LEXO_ERR_NONE);
+        for (int j = 0; j < kSessionsEach; ++j) {
+            sessions.push_back(std::make_unique<Session>("freetalk"));
+            sessions.back()->SetNumber(LEXO_PARAM_STREAM, 1);
+            ASSERT_EQ(sessions.back()->Recognize(servers.back()->Address()), kGood);
+        }
+    }
+    InThreads(kServers * kSessionsEach, [&](int thread) {
+        const auto index = static_cast<std::size_t>(thread);
+        const std::string address = servers[index / kSessionsEach]->Address();
+        for (int chunk = 2; chunk < kChunks; ++chunk) {
+            EXPECT_EQ(sessions[index]->Recognize(address), kGood);
+        }
+        EXPECT_EQ(sessions[index]->Close(), kGood);
+    });
+    for (const auto& server : servers) {
+        ExpectWholeUtterances(*server, kSessionsEach, kChunks);
+    }
+    sessions.clear();
+    EXPECT_EQ(orvx_proxy_End(), LEXO_ERR_NONE) << "closes the connections to all of them";
+    for (const auto& server : servers) {
+        EXPECT_TRUE(server->WaitForOpenConnections(0));
+    }
+}
+
+TEST_F(ConcurrencyTest, ParametersChangeAlongsideRecognition) {
+    server_.StopRecording();
+    InThreads(16, [&](int thread) {
+        Session session("freetalk");
+        const std::string domain = "domain" + std::to_string(thread);
+        for (int i = 0; i < 60; ++i) {
+            EXPECT_EQ(session.SetNumber(LEXO_PARAM_VAD_HEAD, thread * 1000 + i), LEXO_ERR_NONE);
+            EXPECT_EQ(session.SetText(LEXO_PARAM_PROPERTY_DOMAIN, domain.c_str()), LEXO_ERR_NONE);
+            EXPECT_EQ(session.GetNumber(LEXO_PARAM_VAD_HEAD), thread * 1000 + i);
+            EXPECT_EQ(session.GetText(LEXO_PARAM_PROPERTY_DOMAIN), domain);
+            if (thread % 2 == 0) {
+                EXPECT_EQ(session.Recognize(), kGood);
+            } else {
+                Session("grammar").GetNumber(LEXO_PARAM_STREAM);
+            }
+        }
+    });
+}
+
+TEST_F(ConcurrencyTest, BindingsAreCountedExactly) {
+    unsigned int ids[2] = {};
+    for (unsigned int& id : ids) {
+        ASSERT_EQ(orvx_proxy_LoadResource("grammar", LEXO_RESOURCE_BUFFER, "word", 4,
+                                          LEXO_RESOURCE_GRAMMAR_WORDLIST, &id),
+                  LEXO_ERR_NONE);
+    }
+    InThreads(16, [&](int thread) {
+        Session session("grammar");
+        for (int i = 0; i < 200; ++i) {
+            EXPECT_EQ(orvx_proxy_ActiveResource(session.Handle(), ids[(thread + i) % 2]),
+                      LEXO_ERR_NONE);
+            if (i % 3 == 0) {
+                EXPECT_EQ(orvx_proxy_DeactiveResource(session.Handle()), LEXO_ERR_NONE);
+            }
+        }
+        orvx_proxy_DeactiveResource(session.Handle());
+    });
+    for (const unsigned int id : ids) {
+        Session session("grammar");
+        EXPECT_EQ(orvx_proxy_ActiveResource(session.Handle(), id), LEXO_ERR_NONE);
+        EXPECT_EQ(orvx_proxy_UnloadResource("grammar", id), LEXO_ERR_UNLOAD_RESOURCE_FAILED)
+            << "the count fell below its bindings";
+        EXPECT_EQ(orvx_proxy_DeactiveResource(session.Handle()), LEXO_ERR_NONE);
+        EXPECT_EQ(orvx_proxy_UnloadResource("grammar", id), LEXO_ERR_NONE)
+            << "the count stayed above its bindings";
+    }
+}
+
+TEST_F(ConcurrencyTest, NobodySeesAHalfBuiltEngineList) {
+    const std::string address = server_.Address();
+    std::atomic<bool> is_over{false};
+    const scripted::CapturedOutput out(stdout);
+    InThreads(6, [&](int thread) {
+        if (thread == 0) {
+            for (int i = 0; i < 30; ++i) {
+                EXPECT_EQ(orvx_proxy_Init(address.c_str()), LEXO_ERR_NONE);
+            }
+            is_over = true;
+            return;
+        }
+        while (!is_over) {
+            Lexo_CapabilityInfoList list = {};
+            EXPECT_EQ(orvx_proxy_GetCapabilityInfoList(&list), LEXO_ERR_NONE);
+            EXPECT_EQ(list.nCapabilityCount, 4);
+            EXPECT_EQ(orvx_proxy_ReleaseCapabilityInfoList(&list), LEXO_ERR_NONE);
+            EXPECT_EQ(Session("freetalk").Recognize(), kGood);
+        }
+    });
+}
+
+void CheckFirstCallsAtOnce() {
+    constexpr int kThreads = 24;
+    const scripted::TestHome home({.level = "error"});
+    ScriptedServer server;
+    const std::string address = server.Address();
+    std::vector<Lexo_Handle> handles(kThreads);
+    {
+        const scripted::CapturedOutput out(stdout);
+        InThreads(kThreads, [&](int thread) {
+            if (thread % 3 == 0) {
+                EXPECT_EQ(orvx_proxy_Init(address.c_str()), LEXO_ERR_NONE);
+            } else {
+                EXPECT_EQ(orvx_proxy_SessionStop(&server), LEXO_ERR_SESSION_INVALID);
+            }
+        });
+    }
+    InThreads(kThreads, [&](int thread) {
+        Lexo_Handle* handle = &handles[static_cast<std::size_t>(thread)];
+        EXPECT_EQ(orvx_proxy_SessionStart("freetalk", handle), LEXO_ERR_NONE);
+    });
+    std::set<std::intptr_t> numbers;
+    for (Lexo_Handle handle : handles) {
+        numbers.insert(reinterpret_cast<std::intptr_t>(handle));
+        EXPECT_EQ(orvx_proxy_SessionStop(handle), LEXO_ERR_NONE);
+    }
+    EXPECT_EQ(numbers.size(), std::size_t{kThreads});
+    EXPECT_EQ(*numbers.begin(), 10000);
+    EXPECT_EQ(*numbers.rbegin(), 10000 + kThreads - 1);
+    EXPECT_EQ(orvx_proxy_End(), LEXO_ERR_NONE);
+}
+
+TEST(FreshProcessTest, FirstCallsFromManyThreads) {
+    IN_FRESH_PROCESS(CheckFirstCallsAtOnce());
+}
+
+}  // namespace

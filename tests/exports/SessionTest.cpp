@@ -1,0 +1,147 @@
+// The registry of sessions: numbers, unknown handles, refusals, and who waits for whom.
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <future>
+#include <string>
+
+#include "ResultBuilders.h"
+#include "TestHost.h"
+
+namespace {
+
+using scripted::Answer;
+using scripted::Logged;
+using scripted::LoggedLike;
+using scripted::Sequence;
+using scripted::WaitFor;
+
+class SessionTest : public HostTest {};
+
+Lexo_Handle HandleOf(std::intptr_t number) {
+    return reinterpret_cast<Lexo_Handle>(number);
+}
+
+TEST_F(SessionTest, NumbersRiseAndAreNotUsedAgain) {
+    const std::intptr_t first = Session("freetalk").Number();
+    const Session second("grammar");
+    EXPECT_EQ(second.Number(), first + 1);
+    EXPECT_EQ(Session("analysis").Number(), first + 2);
+    EXPECT_EQ(Session("analysis").Number(), first + 3);
+}
+
+TEST_F(SessionTest, ARefusedStartUsesNoNumber) {
+    const std::intptr_t first = Session("freetalk").Number();
+    Lexo_Handle handle = nullptr;
+    EXPECT_EQ(orvx_proxy_SessionStart("freetalk", nullptr), LEXO_ERR_PARAM_INVALID);
+    EXPECT_EQ(orvx_proxy_SessionStart("nonsense", &handle), LEXO_ERR_PARAM_INVALID);
+    EXPECT_EQ(Session("freetalk").Number(), first + 1);
+}
+
+TEST_F(SessionTest, UnknownHandlesAreRefusedByEveryCall) {
+    Lexo_ParamValue value = nullptr;
+    Lexo_RecogResult* result = nullptr;
+    int status = kUntouched;
+    const std::intptr_t stopped = Session("freetalk").Number();
+    for (const std::intptr_t number : {stopped, stopped + 1, std::intptr_t{-1}}) {
+        SCOPED_TRACE(number);
+        home_.NewLog();
+        const Lexo_Handle handle = HandleOf(number);
+        const int codes[] = {orvx_proxy_Recognize(handle, "x", 1, 0, &status),
+                             orvx_proxy_GetRecogResult(handle, &result),
+                             orvx_proxy_FreeRecogResult(handle, &result),
+                             orvx_proxy_FreeRecogResult(handle, nullptr),
+                             orvx_proxy_SetParam(handle, LEXO_PARAM_STREAM, nullptr),
+                             orvx_proxy_GetParam(handle, LEXO_PARAM_STREAM, &value)};
+        for (const int code : codes) {
+            EXPECT_EQ(code, LEXO_ERR_SESSION_INVALID);
+        }
+        const auto log = home_.NewLog();
+        EXPECT_EQ(std::count_if(log.begin(), log.end(),
+                                [](const auto& record) { return record.level == "ERROR"; }),
+                  6);
+        EXPECT_TRUE(
+            LoggedLike(log, "ERROR", "Session \\[-?[0-9]+\\] not found in session list\\."));
+        EXPECT_EQ(orvx_proxy_SessionStop(handle), LEXO_ERR_SESSION_INVALID);
+        char expected[80];
+        std::snprintf(expected, sizeof(expected), "Session [%p] not found in session list.",
+                      handle);
+        EXPECT_TRUE(Logged(home_.NewLog(), "ERROR", expected));
+    }
+    EXPECT_EQ(status, kUntouched);
+    EXPECT_EQ(server_.RequestCount(), 0u);
+}
+
+TEST_F(SessionTest, AHeldResultKeepsTheSession) {
+    Session session("freetalk");
+    server_.Then(Answer(scripted::EchoResult(scripted::FreetalkResult(1, 1, 1))));
+    ASSERT_EQ(session.Recognize(), (Outcome{LEXO_ERR_NONE, 2}));
+    home_.NewLog();
+    EXPECT_EQ(orvx_proxy_SessionStop(session.Handle()), LEXO_ERR_RESULT_NOT_FREE);
+    session.GetResult();
+    EXPECT_EQ(orvx_proxy_SessionStop(session.Handle()), LEXO_ERR_RESULT_NOT_FREE)
+        << "fetching is not giving back";
+    EXPECT_TRUE(scripted::NothingLogged(home_.NewLog(), "ERROR"));
+    EXPECT_EQ(session.FreeResult(), LEXO_ERR_NONE);
+}
+
+TEST_F(SessionTest, ABoundResourceKeepsTheSession) {
+    Session session("grammar");
+    ASSERT_EQ(orvx_proxy_ActivePreloadResource(session.Handle(), "digits"), LEXO_ERR_NONE);
+    server_.Then(Answer(scripted::EchoResult(scripted::GrammarResult(1, 1))));
+    ASSERT_EQ(session.Recognize().code, LEXO_ERR_NONE);
+    home_.NewLog();
+    EXPECT_EQ(orvx_proxy_SessionStop(session.Handle()), LEXO_ERR_RESULT_NOT_FREE)
+        << "the result comes first";
+    EXPECT_EQ(session.FreeResult(), LEXO_ERR_NONE);
+    EXPECT_EQ(orvx_proxy_SessionStop(session.Handle()), LEXO_ERR_RESOURCE_NEED_DEACTIVE);
+    EXPECT_TRUE(scripted::NothingLogged(home_.NewLog(), "ERROR"));
+    EXPECT_EQ(orvx_proxy_DeactiveResource(session.Handle()), LEXO_ERR_NONE);
+}
+
+TEST_F(SessionTest, NullOutputsHaveNoEffect) {
+    Session session("freetalk");
+    EXPECT_EQ(orvx_proxy_Recognize(session.Handle(), "x", 1, 0, nullptr), LEXO_ERR_PARAM_INVALID);
+    EXPECT_EQ(server_.RequestCount(), 0u) << "nothing is sent";
+    EXPECT_EQ(orvx_proxy_GetParam(session.Handle(), LEXO_PARAM_STREAM, nullptr),
+              LEXO_ERR_PARAM_INVALID);
+    EXPECT_EQ(orvx_proxy_GetRecogResult(session.Handle(), nullptr), LEXO_ERR_PARAM_INVALID);
+    EXPECT_EQ(orvx_proxy_FreeRecogResult(session.Handle(), nullptr), LEXO_ERR_PARAM_INVALID);
+    EXPECT_EQ(orvx_proxy_LoadResource("grammar", LEXO_RESOURCE_BUFFER, "x", 1,
+                                      LEXO_RESOURCE_GRAMMAR_JSGF, nullptr),
+              LEXO_ERR_PARAM_INVALID);
+}
+
+// The gate is declared behind the server, so that a failing test opens it before the server goes.
+TEST_F(SessionTest, AStartWaitsForTheExchangesInProgress) {
+    std::promise<void> gate;
+    Session session("freetalk");
+    server_.Then(Sequence({WaitFor(gate.get_future().share()), Answer()}));
+    auto exchange = std::async(std::launch::async, [&] { return session.Recognize(); });
+    ASSERT_TRUE(server_.WaitForRequests(1));
+    auto start = std::async(std::launch::async, [] { return Session("freetalk").Number(); });
+    EXPECT_EQ(start.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+    gate.set_value();
+    EXPECT_EQ(exchange.get(), (Outcome{LEXO_ERR_NONE, 0}));
+    EXPECT_EQ(start.get(), session.Number() + 1);
+}
+
+TEST_F(SessionTest, OtherCallsDoNotWaitForAnExchange) {
+    std::promise<void> gate;
+    Session held("freetalk");
+    Session other("grammar");
+    server_.Then(Sequence({WaitFor(gate.get_future().share()), Answer()}));
+    auto exchange = std::async(std::launch::async, [&] { return held.Recognize(); });
+    ASSERT_TRUE(server_.WaitForRequests(1));
+    EXPECT_EQ(other.SetNumber(LEXO_PARAM_VAD_HEAD, 9), LEXO_ERR_NONE);
+    EXPECT_EQ(other.GetNumber(LEXO_PARAM_VAD_HEAD), 9);
+    EXPECT_EQ(other.Recognize(), (Outcome{LEXO_ERR_NONE, 0}));
+    Lexo_CapabilityInfoList list = {};
+    EXPECT_EQ(orvx_proxy_GetCapabilityInfoList(&list), LEXO_ERR_NONE);
+    EXPECT_EQ(orvx_proxy_ReleaseCapabilityInfoList(&list), LEXO_ERR_NONE);
+    EXPECT_EQ(exchange.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    gate.set_value();
+    EXPECT_EQ(exchange.get(), (Outcome{LEXO_ERR_NONE, 0}));
+}
+
+}  // namespace
