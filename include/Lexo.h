@@ -137,10 +137,10 @@ typedef enum _Lexo_ParamKey LEXO_ENUM_BASE {
     LEXO_PARAM_RESULT_TYPE = 9,          /* 0 sentence, 1 wordlist, 2 charlist; 0 */
     LEXO_PARAM_MODE = 10,                /* analysis: 0 offline, 1 online (real-time); 0 */
     LEXO_PARAM_CHANNEL_TYPE = 11,        /* analysis: 0 mono, 1 left_agent, 2 right_agent; 0 */
-    LEXO_PARAM_PROPERTY_LANGUAGE = 12,   /* text, not empty, at most 256 bytes; "chinese" */
+    LEXO_PARAM_PROPERTY_LANGUAGE = 12,   /* text, not empty, 256 bytes of it count; "chinese" */
     LEXO_PARAM_PROPERTY_MODEL_TYPE = 13, /* 0 8k, 1 16k; 0 */
-    LEXO_PARAM_PROPERTY_DOMAIN = 14,     /* text, not empty, at most 256 bytes; "common" */
-    LEXO_PARAM_POST_PROCESS = 15,        /* text, not empty, at most 1024 bytes; "need_nlu=no" */
+    LEXO_PARAM_PROPERTY_DOMAIN = 14,     /* text, not empty, 256 bytes of it count; "common" */
+    LEXO_PARAM_POST_PROCESS = 15,        /* text, not empty, 1024 bytes count; "need_nlu=no" */
     LEXO_PARAM_FT_POST_PROCESS = 16      /* free talk, bits: 1 punctuate, 2 numnormal, 4 smooth,
                                             8 paragraph; 0 */
 } Lexo_ParamKey;
@@ -371,7 +371,8 @@ LEXO_API Lexo_ErrCode orvx_proxy_SessionStop(Lexo_Handle hSession);
  * sends no audio, whatever pData holds.
  * *pRecogStatus is 1 as soon as the arguments are accepted, and the server's status when it answers
  * with NONE or NO_VOICE_INPUT. While a result waits, every call returns RESULT_NOT_FREE.
- * A live but silent server is waited for as long as 2147483 ms; a dead peer is noticed in 25 s.
+ * A live but silent server is waited for as long as 2147483 ms; one that is dead, or leaves the
+ * request unread, is given up after 25 s.
  * Returns NONE; NO_VOICE_INPUT (the server heard no speech); SESSION_INVALID; RESULT_NOT_FREE;
  * PARAM_INVALID (no data; a bound resource that cannot be sent); NETWORK_FAILED (no exchange with
  * the server; a real-time utterance is lost); RECOG_FAILED (request refused, answer not understood,

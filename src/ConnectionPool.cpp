@@ -1,6 +1,7 @@
 #include "ConnectionPool.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <memory>
 #include <new>
 
@@ -24,29 +25,13 @@ unsigned int ShortAddress(const TcpClientUser* client) {
 
 }  // namespace
 
-std::atomic<ConnectionPool*> ConnectionPool::inst_{nullptr};
-MutexLock ConnectionPool::inst_lock_;
-
 ConnectionPool* ConnectionPool::GetInstance() {
-    ConnectionPool* pool = inst_;
-    if (pool == nullptr) {
-        const MutexGuard guard(inst_lock_);
-        static auto* const the_pool = new ConnectionPool;
-        inst_ = the_pool;
-        pool = the_pool;
-    }
+    static auto* const pool = new ConnectionPool;
     return pool;
 }
 
 void ConnectionPool::DestroyInstance() {
-    if (inst_ == nullptr) {
-        return;
-    }
-    const MutexGuard guard(inst_lock_);
-    if (ConnectionPool* const pool = inst_; pool != nullptr) {
-        pool->CloseIdleConnections();
-        inst_ = nullptr;
-    }
+    GetInstance()->CloseIdleConnections();
 }
 
 TcpClientUser* ConnectionPool::RentHandle(const std::string& ip, int port) {
@@ -97,7 +82,7 @@ void ConnectionPool::CloseIdleConnections() {
 }
 
 GetConnection::GetConnection(const std::string& ip, int port)
-    : client(ConnectionPool::GetInstance()->RentHandle(ip, port)), ip_(ip), port_(port) {}
+    : ip_(ip), port_(port), client(ConnectionPool::GetInstance()->RentHandle(ip, port)) {}
 
 GetConnection::~GetConnection() {
     try {

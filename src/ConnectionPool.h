@@ -1,12 +1,11 @@
 // The process-wide pool of idle connections, one first-in first-out list for each server.
 //
 // The object is made once and lives as long as the process: "destroying" the pool closes what is
-// idle and unpublishes the object, and the next GetInstance publishes it again, empty. A pool that
-// was really deleted would pull the ground from under a renter that runs at that moment; so a late
-// give-back simply lands in the fresh pool.
+// idle, and the object goes on as a fresh, empty pool. A pool that was really deleted would pull
+// the ground from under a renter that runs at that moment; so a late give-back simply lands in the
+// fresh pool.
 #pragma once
 
-#include <atomic>
 #include <map>
 #include <string>
 #include <vector>
@@ -18,7 +17,7 @@ class TcpClientUser;
 class ConnectionPool {
   public:
     static ConnectionPool* GetInstance();
-    // Closes every idle connection. Nothing happens when the pool was destroyed already.
+    // Closes every idle connection.
     static void DestroyInstance();
 
     // The connection to that server that has been idle longest, or a new one; never null. The
@@ -37,9 +36,6 @@ class ConnectionPool {
 
     void CloseIdleConnections();
 
-    static std::atomic<ConnectionPool*> inst_;
-    static MutexLock inst_lock_;  // guards the publishing of inst_
-
     MutexLock lock_;
     std::map<std::string, std::vector<TcpClientUser*>> tcp_clients_;  // guarded by lock_
 };
@@ -52,9 +48,10 @@ class GetConnection {
     GetConnection(const GetConnection&) = delete;
     GetConnection& operator=(const GetConnection&) = delete;
 
-    TcpClientUser* const client;
-
   private:
     const std::string ip_;
     const int port_;
+
+  public:
+    TcpClientUser* const client;  // rented last, when nothing can fail any more
 };

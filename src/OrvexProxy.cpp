@@ -51,6 +51,7 @@ Lexo_ErrCode OrvexProxy::Init(const char* pcszLibPath) {
         std::string(home) + (std::string_view(home).ends_with('/') ? "" : "/") + "conf/";
     const std::string log_configuration = conf_folder + "Lexo_SDK_log.xml";
     std::printf("conf_file=%s\n", log_configuration.c_str());
+    std::fflush(stdout);  // before the probe's lines, which an operator reads through a pipe
     g_logger.Init(log_configuration.c_str(), "Lexo_SDK");
     std::srand(static_cast<unsigned int>(std::time(nullptr)));
 

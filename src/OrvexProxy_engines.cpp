@@ -1,5 +1,5 @@
 // The engine list: its building, its configuration, and what the host is told of it.
-#include <cstring>
+#include <cstdio>
 
 #include "CapabilityKey.h"
 #include "ConfigFile.h"

@@ -1,5 +1,7 @@
 // The resource store: what the host loads for a capability, under ids that begin at 2 and are never
 // used again.
+#include <atomic>
+
 #include "CapabilityKey.h"
 #include "FuncTracer.h"
 #include "Logger.h"

@@ -88,8 +88,7 @@ class ProxySession {
     int FillResource(quorlan::protocol::LexoRequestMessage& request) const;
     int NextChunkNumber(const Call& call);
     static std::string NewIdentify();
-    int WrapRequest(const quorlan::protocol::LexoRequestMessage& request,
-                    TcpClientUser& client) const;
+    int BuildMessage(const Call& call, TcpClientUser& client);
     int ReadAnswer(const Call& call, const TcpClientUser& client);
     int RefusedWith(const quorlan::protocol::LexoResponseMessage& response);
     int TakeAnswer(const Call& call, const quorlan::protocol::LexoResponseMessage& response);

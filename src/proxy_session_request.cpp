@@ -15,7 +15,6 @@
 #include "proxy_uuid.h"
 
 using quorlan::protocol::LexoRequestMessage;
-using quorlan::protocol::MessageHeader;
 
 namespace {
 
@@ -25,15 +24,6 @@ constexpr const char* kSdkVersion = "3.5";
 
 const char* BoolText(bool value) {
     return value ? "true" : "false";
-}
-
-// Starts the client's next message. Clearing first drops what the header held before.
-MessageHeader* StartMessage(TcpClientUser& client, const char* name) {
-    client.Reset();
-    MessageHeader* const header = client.request_message_.get();
-    header->set_message_type(MessageHeader::LexoRecogRequest);
-    header->set_name(name);
-    return header;
 }
 
 }  // namespace
@@ -56,13 +46,7 @@ int ProxySession::RecognizeStream(const std::string& ip, int port, const char* p
 
     const GetConnection connection(server_ip, server_port);
     TcpClientUser& client = *connection.client;
-    LexoRequestMessage* const request =
-        StartMessage(client, "LexoRecogRequest")
-            ->MutableExtension(quorlan::protocol::lexo_request_message);
-    if (const int error = FillRequest(call, *request); error != LEXO_ERR_NONE) {
-        return error;
-    }
-    if (const int error = WrapRequest(*request, client); error != LEXO_ERR_NONE) {
+    if (const int error = BuildMessage(call, client); error != LEXO_ERR_NONE) {
         return error;
     }
     const int status = client.SendRequestAndRecvMessage(kExchangeTimeoutMilliseconds);
@@ -161,30 +145,36 @@ std::string ProxySession::NewIdentify() {
            DateTime::now().ToString(false) + "_" + std::to_string(index) + ",task=recognise";
 }
 
-// Puts the serialised request into the message that goes on the wire.
-int ProxySession::WrapRequest(const LexoRequestMessage& request, TcpClientUser& client) const {
+// Puts the message that goes on the wire into the client: the access message around the serialised
+// request.
+int ProxySession::BuildMessage(const Call& call, TcpClientUser& client) {
+    LexoRequestMessage request;
+    if (const int error = FillRequest(call, request); error != LEXO_ERR_NONE) {
+        return error;
+    }
+    client.Reset();
+    auto* const header = client.request_message_.get();
+    auto* const access =
+        header->MutableExtension(quorlan::protocol::capbility::capbility_access_message);
     const std::size_t message_len = request.ByteSizeLong();
-    std::string message;
-    if (message_len > INT_MAX || !request.SerializeToString(&message)) {
+    if (message_len > INT_MAX || !request.SerializeToString(access->mutable_data())) {
         ORVX_LOG_ERROR("is_parse_ok false");
         return LEXO_ERR_NETWORK_FAILED;
     }
-    const int chunk_no = request.chunk_no();
-    auto* const access =
-        StartMessage(client, "CapbilityAccessMessage")
-            ->MutableExtension(quorlan::protocol::capbility::capbility_access_message);
-    access->set_data(std::move(message));
+    header->set_message_type(quorlan::protocol::MessageHeader::LexoRecogRequest);
+    header->set_name("CapbilityAccessMessage");
     access->set_data_len(static_cast<int>(message_len));
     access->set_capkey(cap_name_);
     access->set_property(property_ + "," + qa_paramter_);
     access->set_sdk_version(kSdkVersion);
     access->set_identify(identify_);
-    access->set_chunk_no(chunk_no);
+    access->set_chunk_no(request.chunk_no());
     access->set_udid_type(kDeviceIdentifierType);
     std::string machine_identifier;
     get_uuid(machine_identifier);
     access->set_udid("0:" + machine_identifier);
     ORVX_LOG_DEBUG("data_len:%d,cap_name:%s,property:%s,chunk_no:%d,uuid:%s", access->data_len(),
-                   cap_name_.c_str(), property_.c_str(), chunk_no, access->udid().c_str());
+                   cap_name_.c_str(), property_.c_str(), access->chunk_no(),
+                   access->udid().c_str());
     return LEXO_ERR_NONE;
 }

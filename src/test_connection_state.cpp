@@ -36,10 +36,12 @@ class ProbeSocket {
 bool ReadError(int sockfd, const char* label, int* error) {
     socklen_t length = sizeof *error;
     if (::getsockopt(sockfd, SOL_SOCKET, SO_ERROR, error, &length) != 0) {
-        std::printf("getsockopt error.\n");
+        std::puts("getsockopt error.");
+        std::fflush(stdout);
         return false;
     }
     std::printf("%s fire. connect error, errno = %d\n", label, *error);
+    std::fflush(stdout);
     return true;
 }
 

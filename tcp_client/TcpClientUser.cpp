@@ -38,18 +38,22 @@ void TcpClientUser::Settle(TcpStatus status) {
 }
 
 TcpStatus TcpClientUser::Exchange(const Deadline& deadline) {
+    const TcpStatus status = SendRequest(deadline);
+    return status == kTcpOK ? ReceiveResponse(deadline) : status;
+}
+
+TcpStatus TcpClientUser::SendRequest(const Deadline& deadline) {
     std::vector<char> frame;
     if (!EncodeFrame(*request_message_, &frame)) {
         return kTcpUnkown;
     }
-    TcpStatus status = kTcpOK;
     if (!connection_.IsReadyForRequest()) {
-        status = connection_.Connect(ip_, port_, deadline);
+        const TcpStatus status = connection_.Connect(ip_, port_, deadline);
+        if (status != kTcpOK) {
+            return status;
+        }
     }
-    if (status == kTcpOK) {
-        status = connection_.Send(frame, deadline);
-    }
-    return status == kTcpOK ? ReceiveResponse(deadline) : status;
+    return connection_.Send(frame, deadline);
 }
 
 TcpStatus TcpClientUser::ReceiveResponse(const Deadline& deadline) {

@@ -42,6 +42,7 @@ class TcpClientUser {
 
   private:
     TcpStatus Exchange(const Deadline& deadline);
+    TcpStatus SendRequest(const Deadline& deadline);
     TcpStatus ReceiveResponse(const Deadline& deadline);
     void Settle(TcpStatus status);
 

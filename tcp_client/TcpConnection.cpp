@@ -21,19 +21,18 @@ constexpr int kUserTimeoutMilliseconds = 25000;
 enum class Wait { kReady, kTimeOut, kFailed };
 
 Wait WaitFor(int fd, short events, const Deadline& deadline) {
-    for (;;) {
+    // Asked first: a peer that never lets the socket rest must not outrun the deadline.
+    while (const int left = deadline.RemainingMilliseconds()) {
         pollfd entry{fd, events, 0};
-        const int ready = ::poll(&entry, 1, deadline.RemainingMilliseconds());
+        const int ready = ::poll(&entry, 1, left);
         if (ready > 0) {
             return Wait::kReady;
         }
-        if (ready == 0) {
-            return Wait::kTimeOut;
-        }
-        if (errno != EINTR) {
+        if (ready < 0 && errno != EINTR) {
             return Wait::kFailed;
         }
     }
+    return Wait::kTimeOut;
 }
 
 void SetOption(int fd, int level, int name, int value) {

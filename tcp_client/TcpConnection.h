@@ -2,8 +2,8 @@
 // nothing of messages. Made for one thread at a time.
 //
 // A peer that died without a word is noticed by keep-alive probes and the user time-out within
-// 25 s. No signal is raised, no signal disposition changed, and no descriptor passes to a child
-// program.
+// 25 s; so is a live one that leaves part of a request unread in the network for as long. No signal
+// is raised, no signal disposition changed, and no descriptor passes to a child program.
 #pragma once
 
 #include <cstddef>
