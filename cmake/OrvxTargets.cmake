@@ -1,11 +1,14 @@
-# orvx_flags(TARGET): the warning, hardening and sanitizer flags of all our own code.
+# orvx_flags(TARGET): the warning and hardening flags of all our own code.
 function(orvx_flags target)
     target_compile_options(${target} PRIVATE
-        -Wall -Wextra -Wpedantic -Wshadow -Wconversion
-        -fstack-protector-strong
-        $<$<AND:$<NOT:$<CONFIG:Debug>>,$<STREQUAL:${ORVX_SANITIZE},>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
+        -Wall -Wextra -Wpedantic -Wshadow -Wconversion -fstack-protector-strong)
     if(ORVX_WERROR)
         target_compile_options(${target} PRIVATE -Werror)
+    endif()
+    # Fortified functions hide errors from the sanitizers, and need optimisation.
+    if(NOT ORVX_SANITIZE)
+        target_compile_options(${target} PRIVATE
+            $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
     endif()
     target_link_options(${target} PRIVATE -Wl,-z,relro,-z,now)
 endfunction()
