@@ -78,35 +78,37 @@ TEST(RWLockTest, ReadersShare) {
     EXPECT_EQ(met, 2);
 }
 
-// Each reader lets go only when another one holds the lock: they never leave a gap for a writer,
-// unless readers that come after it have to wait.
+// Two readers take turns, and each lets go only when the other one holds the lock: a writer finds
+// no gap, unless the reader that comes next has to wait behind it.
 TEST(RWLockTest, OverlappingReadersDoNotStarveAWriter) {
     RWLock lock(true);
-    std::atomic<int> holding = 0;
+    std::atomic<int> turn = 0;  // the latest turn whose reader holds the lock
     std::atomic<bool> written = false;
     std::atomic<bool> given_up = false;
-    std::thread writer;
-    std::vector<std::thread> readers;
-    for (int i = 0; i < 3; ++i) {
-        readers.emplace_back([&] {
-            while (!written && !given_up) {
-                const RWLockGuard guard(lock, kReadLockAction);
-                ++holding;
-                const auto patience = steady_clock::now() + std::chrono::milliseconds(20);
-                while (holding < 2 && steady_clock::now() < patience) std::this_thread::yield();
-                --holding;
-            }
-        });
-    }
-    EXPECT_TRUE(WaitFor([&] { return holding > 0; }));
-    writer = std::thread([&] {
+    const auto wait_for_turn = [&](int wanted, std::chrono::milliseconds patience) {
+        const auto end = steady_clock::now() + patience;
+        while (turn < wanted && !written && !given_up && steady_clock::now() < end) {
+            std::this_thread::yield();
+        }
+    };
+    const auto read = [&](int first_turn) {
+        for (int mine = first_turn; !written && !given_up; mine += 2) {
+            wait_for_turn(mine - 1, std::chrono::seconds(20));
+            const RWLockGuard guard(lock, kReadLockAction);
+            turn = mine;
+            wait_for_turn(mine + 1, std::chrono::milliseconds(200));
+        }
+    };
+    std::thread even(read, 0);
+    std::thread odd(read, 1);
+    EXPECT_TRUE(WaitFor([&] { return turn > 10; }));
+    std::thread writer([&] {
         const RWLockGuard guard(lock, kWriteLockAction);
         written = true;
     });
     EXPECT_TRUE(WaitFor([&] { return written.load(); }));
     given_up = true;
-    for (std::thread& reader : readers) reader.join();
-    writer.join();
+    for (std::thread* thread : {&even, &odd, &writer}) thread->join();
 }
 
 TEST(RWLockTest, TakingItAgainWhileWritingThrows) {

@@ -3,13 +3,21 @@
 
 #include <algorithm>
 #include <map>
-#include <regex>
+#include <sstream>
 #include <string>
 
 #include "ConfigFile.h"
 #include "Logger.h"
 #include "TempDir.h"
 #include "child_process.h"
+
+// ThreadSanitizer: while log4cxx gives up a file it cannot open, it takes the appender's lock
+// before that of the list of appenders, and while it writes a message the other way round. No
+// message is written before the configuration is complete, so the two never meet.
+extern "C" __attribute__((visibility("default"))) const char* __tsan_default_suppressions();
+const char* __tsan_default_suppressions() {
+    return "deadlock:log4cxx::helpers::AppenderAttachableImpl::removeAppender\n";
+}
 
 namespace {
 
@@ -39,10 +47,20 @@ TEST(ShippedConf, OverridesNothingAsItStands) {
     }
 }
 
+// Without the "#" before each "key = value".
+std::string Uncommented(const std::string& text) {
+    std::string result;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        const bool is_entry = line.starts_with('#') && line.find(' ') != 1;
+        result += line.substr(is_entry ? 1 : 0) + "\n";
+    }
+    return result;
+}
+
 TEST(ShippedConf, ShowsEveryKeyWithItsDefault) {
     const TempDir dir;
-    const std::string text = std::regex_replace(ReadAll(kConfDir + "Lexo_SDK.conf"),
-                                                std::regex("(^|\n)#(\\w+ =)"), "$1$2");
+    const std::string text = Uncommented(ReadAll(kConfDir + "Lexo_SDK.conf"));
     ConfigFile file;
     ASSERT_TRUE(file.LoadFromFile(dir.Write("x.conf", text).c_str()));
     EXPECT_EQ(file.ReadInt("engine", "sample_rate", -1), 8000);
