@@ -82,7 +82,7 @@ TEST(RWLockTest, ReadersShare) {
 // no gap, unless the reader that comes next has to wait behind it.
 TEST(RWLockTest, OverlappingReadersDoNotStarveAWriter) {
     RWLock lock(true);
-    std::atomic<int> turn = 0;  // the latest turn whose reader holds the lock
+    std::atomic<int> turn = -1;  // the latest turn whose reader holds the lock
     std::atomic<bool> written = false;
     std::atomic<bool> given_up = false;
     const auto wait_for_turn = [&](int wanted, std::chrono::milliseconds patience) {
