@@ -1,0 +1,197 @@
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstring>
+#include <random>
+#include <string>
+
+#include "FrameCodec.h"
+#include "MessageHeader.pb.h"
+
+namespace {
+
+using Status = FrameReader::Status;
+using quorlan::protocol::MessageHeader;
+
+std::string Frame(const std::string& body) {
+    std::string frame(kFramePrefixBytes, '\0');
+    EncodeFramePrefix(static_cast<std::uint32_t>(body.size()), frame.data());
+    return frame + body;
+}
+
+// Hands bytes over as a socket would: as many as there is room for, again and again.
+void Feed(FrameReader& reader, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const std::span<char> room = reader.WritableArea();
+        ASSERT_FALSE(room.empty());
+        const std::size_t count = std::min(room.size(), bytes.size());
+        std::memcpy(room.data(), bytes.data(), count);
+        reader.Commit(count);
+        bytes.remove_prefix(count);
+    }
+}
+
+TEST(FrameCodecTest, PrefixIsBigEndian) {
+    const std::pair<std::uint32_t, std::string> cases[] = {
+        {0, std::string(4, '\0')},        {1, std::string("\0\0\0\1", 4)},
+        {0x01020304, "\1\2\3\4"},         {0x80FF7F00, std::string("\x80\xFF\x7F\0", 4)},
+        {UINT32_MAX, "\xFF\xFF\xFF\xFF"},
+    };
+    for (const auto& [length, bytes] : cases) {
+        std::string prefix(kFramePrefixBytes, 'x');
+        EncodeFramePrefix(length, prefix.data());
+        EXPECT_EQ(prefix, bytes);
+    }
+}
+
+TEST(FrameCodecTest, EncodesAMessage) {
+    MessageHeader header;
+    std::vector<char> frame(99, 'x');  // what it held before is replaced
+    ASSERT_TRUE(EncodeFrame(header, &frame));
+    EXPECT_EQ(std::string(frame.begin(), frame.end()), Frame(""));
+    header.set_message_type(MessageHeader::LexoRecogRequest);
+    header.set_name(std::string(1000, 'n'));
+    ASSERT_TRUE(EncodeFrame(header, &frame));
+    EXPECT_EQ(std::string(frame.begin(), frame.end()), Frame(header.SerializeAsString()));
+}
+
+// A message as large as its size says, without its memory.
+class HugeMessage : public google::protobuf::MessageLite {
+  public:
+    std::string GetTypeName() const override { return "HugeMessage"; }
+    MessageLite* New(google::protobuf::Arena*) const override { return nullptr; }
+    void Clear() override {}
+    bool IsInitialized() const override { return true; }
+    void CheckTypeAndMergeFrom(const MessageLite&) override {}
+    std::size_t ByteSizeLong() const override { return std::size_t{INT_MAX} + 1; }
+    int GetCachedSize() const override { return INT_MIN; }
+    std::uint8_t* _InternalSerialize(std::uint8_t* target,
+                                     google::protobuf::io::EpsCopyOutputStream*) const override {
+        ADD_FAILURE() << "serialised";
+        return target;
+    }
+};
+
+TEST(FrameCodecTest, MessageThatIsTooLargeToSerialise) {
+    std::vector<char> frame(99, 'x');
+    EXPECT_FALSE(EncodeFrame(HugeMessage(), &frame));
+    EXPECT_TRUE(frame.empty());
+}
+
+TEST(FrameReaderTest, SplitAtEveryByte) {
+    const std::string body("\0\1body\xFF", 7);
+    const std::string frame = Frame(body);
+    for (std::size_t split = 0; split <= frame.size(); ++split) {
+        FrameReader reader;
+        EXPECT_TRUE(reader.IsEmpty());
+        EXPECT_EQ(reader.GetStatus(), Status::kNeedMore);
+        Feed(reader, frame.substr(0, split));
+        EXPECT_EQ(reader.GetStatus(), split < frame.size() ? Status::kNeedMore : Status::kComplete);
+        EXPECT_EQ(reader.IsEmpty(), split == 0);
+        Feed(reader, frame.substr(split));
+        ASSERT_EQ(reader.GetStatus(), Status::kComplete);
+        EXPECT_EQ(reader.Body(), body);
+        EXPECT_FALSE(reader.HasBytesBehindFrame());
+    }
+}
+
+TEST(FrameReaderTest, LengthsAroundTheLimit) {
+    const struct {
+        std::size_t limit;
+        std::uint32_t announced;
+        Status status;  // after the prefix alone
+    } cases[] = {
+        {10, 0, Status::kComplete},
+        {10, 9, Status::kNeedMore},
+        {10, 10, Status::kNeedMore},
+        {10, 11, Status::kTooLarge},
+        {0, 0, Status::kComplete},
+        {0, 1, Status::kTooLarge},
+        {kMaxFrameBodyBytes, 64u << 20, Status::kNeedMore},
+        {kMaxFrameBodyBytes, (64u << 20) + 1, Status::kTooLarge},
+        {kMaxFrameBodyBytes, UINT32_MAX, Status::kTooLarge},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.announced);
+        FrameReader reader(c.limit);
+        std::string prefix(kFramePrefixBytes, '\0');
+        EncodeFramePrefix(c.announced, prefix.data());
+        Feed(reader, prefix);
+        EXPECT_EQ(reader.GetStatus(), c.status);
+        // Nothing is set aside for what is only announced.
+        EXPECT_LE(reader.WritableArea().size(), std::size_t{1} << 20);
+        if (c.announced > 0 && c.announced <= 10 && c.limit == 10) {
+            Feed(reader, std::string(c.announced, 'x'));
+            EXPECT_EQ(reader.GetStatus(), Status::kComplete);
+        }
+    }
+}
+
+TEST(FrameReaderTest, GrowsWithWhatArrived) {
+    const std::string body(std::size_t{3} << 20, 'b');
+    const std::string frame = Frame(body);
+    FrameReader reader;
+    std::size_t arrived = 0;
+    while (arrived < frame.size()) {
+        ASSERT_EQ(reader.GetStatus(), Status::kNeedMore);
+        const std::size_t room = reader.WritableArea().size();
+        EXPECT_LE(room, std::max<std::size_t>(std::size_t{64} << 10, 2 * arrived));
+        const std::size_t count = std::min({room, frame.size() - arrived, std::size_t{50000}});
+        Feed(reader, std::string_view(frame).substr(arrived, count));
+        arrived += count;
+    }
+    ASSERT_EQ(reader.GetStatus(), Status::kComplete);
+    EXPECT_TRUE(reader.Body() == body);
+    reader.Clear();
+    EXPECT_TRUE(reader.IsEmpty());
+    EXPECT_EQ(reader.GetStatus(), Status::kNeedMore);
+    EXPECT_LE(reader.WritableArea().size(), std::size_t{64} << 10) << "a rare size is not kept";
+}
+
+TEST(FrameReaderTest, TwoFramesInARow) {
+    FrameReader reader;
+    Feed(reader, Frame("first") + Frame("") + Frame("third").substr(0, 6));
+    ASSERT_EQ(reader.GetStatus(), Status::kComplete);
+    EXPECT_EQ(reader.Body(), "first");
+    EXPECT_TRUE(reader.HasBytesBehindFrame());
+    reader.NextFrame();
+    ASSERT_EQ(reader.GetStatus(), Status::kComplete);
+    EXPECT_EQ(reader.Body(), "");
+    reader.NextFrame();
+    EXPECT_EQ(reader.GetStatus(), Status::kNeedMore);
+    Feed(reader, Frame("third").substr(6));
+    ASSERT_EQ(reader.GetStatus(), Status::kComplete);
+    EXPECT_EQ(reader.Body(), "third");
+    EXPECT_FALSE(reader.HasBytesBehindFrame());
+    reader.NextFrame();
+    EXPECT_TRUE(reader.IsEmpty());
+}
+
+TEST(FrameReaderTest, RandomSplitsOfManyFrames) {
+    std::mt19937 random(4711);
+    for (int round = 0; round < 100; ++round) {
+        std::vector<std::string> bodies;
+        std::string stream;
+        for (int i = 0; i < 20; ++i) {
+            const std::size_t length = random() % (i % 5 == 0 ? 60000 : 40);
+            bodies.emplace_back(length, static_cast<char>(random()));
+            stream += Frame(bodies.back());
+        }
+        FrameReader reader;
+        std::vector<std::string> read;
+        std::string_view rest = stream;
+        while (!rest.empty()) {
+            const std::size_t count = std::min<std::size_t>(rest.size(), 1 + random() % 3000);
+            Feed(reader, rest.substr(0, count));
+            rest.remove_prefix(count);
+            while (reader.GetStatus() == Status::kComplete) {
+                read.emplace_back(reader.Body());
+                reader.NextFrame();
+            }
+        }
+        EXPECT_TRUE(read == bodies) << "round " << round;
+        EXPECT_TRUE(reader.IsEmpty());
+    }
+}
+
+}  // namespace

@@ -1,0 +1,53 @@
+// The doors that the library's classes leave open to their tests: each struct is a friend of one
+// class and hands out what a test has to see or to set.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "ConnectionPool.h"
+#include "OrvexProxy.h"
+#include "proxy_params_mgr.h"
+#include "proxy_session.h"
+
+struct ProxyParamsMgrTestAccess {
+    static int CheckAndGetConfig(const std::string& name, const std::string& value_text,
+                                 Lexo_ParamKey* key, Lexo_ParamValue* value) {
+        return ProxyParamsMgr::CheckAndGetConfig(name, value_text, key, value);
+    }
+    static int ToInt(const std::string& text) { return ProxyParamsMgr::toInt(text); }
+};
+
+struct ProxySessionTestAccess {
+    static int& IdentifyIndex() { return ProxySession::identify_index_; }
+    static std::string NewIdentify() { return ProxySession::NewIdentify(); }
+
+    static const std::string& Property(const ProxySession& session) { return session.property_; }
+    static const std::string& QaText(const ProxySession& session) { return session.qa_paramter_; }
+    static const std::string& Identify(const ProxySession& session) { return session.identify_; }
+    static int NextChunk(const ProxySession& session) { return session.chunk_no_; }
+    static bool IsRealTime(const ProxySession& session) { return session.is_realtime_; }
+    static const ProxySession::ParamMap& Params(const ProxySession& session) {
+        return session.params_;
+    }
+    static bool& HasResult(ProxySession& session) { return session.has_result_; }
+    static Lexo_RecogResult& Result(ProxySession& session) { return session.result_; }
+};
+
+struct ConnectionPoolTestAccess {
+    using Clients = std::vector<TcpClientUser*>;
+
+    // By server key.
+    static std::map<std::string, Clients>& Idle() {
+        return ConnectionPool::GetInstance()->tcp_clients_;
+    }
+};
+
+struct OrvexProxyTestAccess {
+    static bool GetEngineList() { return OrvexProxy::GetInstance()->GetEngineList(); }
+    static bool ReadConfig(const char* path) { return OrvexProxy::GetInstance()->ReadConfig(path); }
+    static std::map<std::string, EngineInfo>& Engines() {
+        return OrvexProxy::GetInstance()->engine_list_;
+    }
+};
