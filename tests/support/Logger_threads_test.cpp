@@ -4,10 +4,11 @@
 #include <atomic>
 #include <cstdio>
 #include <functional>
-#include <map>
+#include <set>
 #include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "Logger.h"
@@ -18,34 +19,37 @@
 namespace {
 
 constexpr int kWriters = 4;
-constexpr int kMessages = 250;
 
 // Long enough to pass the buffers on the way in several pieces.
 std::string Payload(int writer) {
     return std::string(3000, static_cast<char>('a' + writer));
 }
 
-// Calls `meanwhile` again and again until the writers are done.
-void WriteFromManyThreads(const std::function<void()>& meanwhile) {
-    std::atomic<int> running = kWriters;
+// Several threads write numbered messages while `body` runs, at least 500 each. Prints how many
+// they were in all.
+void WriteWhile(const std::function<void(const std::atomic<int>& written)>& body) {
+    std::atomic<bool> is_over = false;
+    std::atomic<int> written = 0;
     std::vector<std::thread> writers;
     for (int writer = 0; writer < kWriters; ++writer) {
-        writers.emplace_back([writer, &running] {
+        writers.emplace_back([&, writer] {
             const std::string payload = Payload(writer);
-            for (int i = 0; i < kMessages; ++i) {
+            for (int i = 0; i < 500 || !is_over; ++i) {
                 ORVX_LOG_ERROR("%d %d %s", writer, i, payload.c_str());
-                ORVX_LOG_DEBUG("disabled");
+                ++written;
             }
-            --running;
         });
     }
-    while (running > 0) meanwhile();
+    body(written);
+    is_over = true;
     for (std::thread& writer : writers) writer.join();
+    std::printf("%d messages\n", written.load());
 }
 
 // Each message must be there once, whole, and behind its writer's earlier ones in the same file.
-void CheckLines(const std::vector<std::string>& files) {
-    std::map<std::pair<int, int>, int> seen;
+// Returns how many there are.
+std::size_t CheckLines(const std::vector<std::string>& files) {
+    std::set<std::pair<int, int>> seen;
     for (const std::string& content : files) {
         int last[kWriters] = {-1, -1, -1, -1};
         std::istringstream lines(content);
@@ -53,34 +57,24 @@ void CheckLines(const std::vector<std::string>& files) {
             int writer = -1, number = -1, payload = -1;
             std::sscanf(line.c_str(), "%*d : (Logger_threads_test.cpp:%*d) %d %d %n", &writer,
                         &number, &payload);
-            ASSERT_TRUE(payload > 0 &&
-                        line.substr(static_cast<std::size_t>(payload)) == Payload(writer))
-                << "torn: " << line.substr(0, 200);
-            ASSERT_GT(number, last[writer]);
+            if (payload < 0 || line.substr(static_cast<std::size_t>(payload)) != Payload(writer)) {
+                ADD_FAILURE() << "torn: " << line.substr(0, 200);
+                return 0;
+            }
+            EXPECT_GT(number, last[writer]);
             last[writer] = number;
-            ++seen[{writer, number}];
+            EXPECT_TRUE(seen.emplace(writer, number).second) << "written twice";
         }
     }
-    EXPECT_EQ(seen.size(), std::size_t{kWriters * kMessages});
-    for (const auto& [message, count] : seen) EXPECT_EQ(count, 1);
+    return seen.size();
 }
 
 TEST(LoggerThreads, PrintedLinesStayWhole) {
-    const ChildResult child = RunInChild([] {
-        // Without the disabled level: everything is printed before the start.
-        std::vector<std::thread> writers;
-        for (int writer = 0; writer < kWriters; ++writer) {
-            writers.emplace_back([writer] {
-                const std::string payload = Payload(writer);
-                for (int i = 0; i < kMessages; ++i) {
-                    ORVX_LOG_INFO("%d %d %s", writer, i, payload.c_str());
-                }
-            });
-        }
-        for (std::thread& writer : writers) writer.join();
-    });
+    ChildResult child = RunInChild([] { WriteWhile([](const auto&) {}); });
     EXPECT_TRUE(child.exited_normally) << child.err;
-    CheckLines({child.out});
+    const std::size_t end = child.out.rfind('\n', child.out.size() - 2) + 1;
+    const std::string total = child.out.substr(end);
+    EXPECT_EQ(std::to_string(CheckLines({child.out.substr(0, end)})) + " messages\n", total);
 }
 
 TEST(LoggerThreads, NoLineIsLostOrTornWhileTheConfigurationChanges) {
@@ -90,17 +84,20 @@ TEST(LoggerThreads, NoLineIsLostOrTornWhileTheConfigurationChanges) {
                                  dir.Write("b.xml", LogXml(logs[1], "error")),
                                  dir.Write("bad.xml", "<nothing")};
     const ChildResult child = RunInChild([&] {
-        std::size_t next = 0;
-        int started = g_logger.Init(files[0].c_str(), "Lexo_SDK");
-        WriteFromManyThreads([&] {
-            started += g_logger.Init(files[++next % 3].c_str(), "Lexo_SDK");
-            std::this_thread::yield();
+        g_logger.Init(files[0].c_str(), "Lexo_SDK");
+        WriteWhile([&](const std::atomic<int>& written) {
+            for (std::size_t i = 0; i < 18; ++i) {
+                g_logger.Init(files[i % 3].c_str(), "Lexo_SDK");
+                for (const int before = written; written < before + 2 * kWriters;) {
+                    std::this_thread::yield();
+                }
+            }
         });
-        if (started < 3) std::puts("too few starts");
     });
     EXPECT_TRUE(child.exited_normally) << child.err;
-    EXPECT_EQ(child.out, "");
-    CheckLines({ReadAll(logs[0]), ReadAll(logs[1])});
+    const std::size_t found = CheckLines({ReadAll(logs[0]), ReadAll(logs[1])});
+    EXPECT_EQ(std::to_string(found) + " messages\n", child.out);
+    for (const std::string& log : logs) EXPECT_NE(ReadAll(log), "");
 }
 
 }  // namespace
