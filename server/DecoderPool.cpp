@@ -1,0 +1,300 @@
+#include "DecoderPool.h"
+
+#include <algorithm>
+#include <exception>
+#include <future>
+#include <utility>
+
+namespace orvx {
+namespace {
+
+constexpr std::size_t kSliceSamples = 1600;  // 0.1 s: how long a complete job may wait for a lease
+constexpr std::chrono::seconds kStaleAfter{1};
+
+}  // namespace
+
+// Guarded by the pool's mutex.
+struct DecoderPool::Job {
+    explicit Job(const JobSettings& job_settings) : settings(job_settings) {}
+
+    // Whether there is something to decode now.
+    bool IsReady() const {
+        if (is_complete) return true;
+        if (has_failed) return false;
+        return samples.size() >= settings.opening_samples &&
+               samples.size() - decoded >= kSliceSamples;
+    }
+
+    const JobSettings settings;
+    std::vector<std::int16_t> samples;
+    std::size_t decoded = 0;  // samples that the leased decoder has had
+    bool is_complete = false;
+    bool is_cancelled = false;
+    bool has_failed = false;  // while it was open: it is begun anew when it is complete
+    bool has_lease = false;
+    Clock::time_point last_fed = Clock::now();
+    Done done;
+};
+
+DecoderPool::DecoderPool(const RecogniserFactory& factory, std::size_t decoders) {
+    Load(factory, decoders);
+    for (Worker& worker : workers_) {
+        worker.thread = std::thread(&DecoderPool::Run, this, &worker);
+    }
+}
+
+DecoderPool::~DecoderPool() {
+    Stop();
+}
+
+void DecoderPool::Load(const RecogniserFactory& factory, std::size_t decoders) {
+    std::vector<std::future<std::unique_ptr<Recogniser>>> loading;
+    for (std::size_t i = 0; i < decoders; ++i) {
+        loading.push_back(std::async(std::launch::async, factory));
+    }
+    for (auto& recogniser : loading) {
+        workers_.emplace_back().recogniser = recogniser.get();
+    }
+}
+
+DecoderPool::JobHandle DecoderPool::Open(const JobSettings& settings) {
+    auto job = std::make_shared<Job>(settings);
+    const Lock lock(mutex_);
+    open_.push_back(job);
+    return job;
+}
+
+void DecoderPool::Feed(const JobHandle& job, std::span<const std::int16_t> samples) {
+    const Lock lock(mutex_);
+    job->samples.insert(job->samples.end(), samples.begin(), samples.end());
+    job->last_fed = Clock::now();
+    if (job->IsReady()) Schedule();
+}
+
+void DecoderPool::Close(const JobHandle& job, Done done) {
+    const Lock lock(mutex_);
+    if (is_stopping_) return;
+    job->done = std::move(done);
+    job->is_complete = true;
+    if (!job->has_lease) {
+        open_.remove(job);
+        QueueComplete(job);
+    }
+    Schedule();
+}
+
+void DecoderPool::Cancel(const JobHandle& job) {
+    Done dropped;  // destroyed outside the lock: what it holds may call back
+    const Lock lock(mutex_);
+    job->is_cancelled = true;
+    std::swap(dropped, job->done);
+    Forget(job);
+    Schedule();
+}
+
+void DecoderPool::Stop() {
+    std::vector<Done> dropped;
+    {
+        const Lock lock(mutex_);
+        is_stopping_ = true;
+        for (Worker& worker : workers_) worker.wake.notify_one();
+    }
+    for (Worker& worker : workers_) {
+        if (worker.thread.joinable()) worker.thread.join();
+        for (const JobHandle& job : {worker.task, worker.lease}) {
+            if (job) dropped.push_back(std::move(job->done));
+        }
+    }
+    const Lock lock(mutex_);
+    for (const OwnersJobs& owner : complete_) {
+        for (const JobHandle& job : owner.jobs) dropped.push_back(std::move(job->done));
+    }
+    complete_.clear();
+    open_.clear();
+}
+
+// ---- The decoders' threads ----------------------------------------------------------------------
+
+void DecoderPool::Run(Worker* worker) {
+    Lock lock(mutex_);
+    while (true) {
+        worker->wake.wait(lock, [&] { return is_stopping_ || worker->task != nullptr; });
+        if (is_stopping_) return;
+        try {
+            Serve(worker, &lock);
+        } catch (const std::exception& error) {
+            if (!lock.owns_lock()) lock.lock();
+            Fail(worker, &lock, error.what());
+        }
+        worker->task = nullptr;
+        Schedule();
+    }
+}
+
+// Decodes what there is of the worker's task. Returns with the lock held.
+void DecoderPool::Serve(Worker* worker, Lock* lock) {
+    const JobHandle job = worker->task;
+    if (job->decoded == 0) {
+        const std::size_t opening = std::min(job->settings.opening_samples, job->samples.size());
+        const std::vector<std::int16_t> samples(
+            job->samples.begin(), job->samples.begin() + static_cast<std::ptrdiff_t>(opening));
+        lock->unlock();
+        worker->recogniser->Start(samples);
+        lock->lock();
+    }
+    while (!is_stopping_ && !job->is_cancelled && DecodeSlice(worker, lock)) {
+        if (!job->is_complete && !complete_.empty()) return;  // somebody waits for an answer
+    }
+    if (is_stopping_) return;
+    if (job->is_cancelled) {
+        worker->lease = nullptr;
+    } else if (job->is_complete) {
+        FinishJob(worker, lock);
+    }
+}
+
+// One slice, shorter only at the end of a complete job. False if there is none.
+bool DecoderPool::DecodeSlice(Worker* worker, Lock* lock) {
+    Job& job = *worker->task;
+    const std::size_t left = job.samples.size() - job.decoded;
+    if (left == 0 || (left < kSliceSamples && !job.is_complete)) return false;
+    const auto from = job.samples.begin() + static_cast<std::ptrdiff_t>(job.decoded);
+    const std::size_t count = std::min(left, kSliceSamples);
+    const std::vector<std::int16_t> slice(from, from + static_cast<std::ptrdiff_t>(count));
+    job.decoded += count;
+    lock->unlock();
+    worker->recogniser->Feed(slice);
+    lock->lock();
+    return true;
+}
+
+void DecoderPool::FinishJob(Worker* worker, Lock* lock) {
+    const std::size_t max_sentences = worker->task->settings.max_sentences;
+    lock->unlock();
+    JobResult result{worker->recogniser->Finish(max_sentences), std::nullopt};
+    lock->lock();
+    Deliver(worker, lock, std::move(result));
+}
+
+void DecoderPool::Fail(Worker* worker, Lock* lock, const char* what) {
+    const JobHandle job = worker->task;
+    if (job->is_complete) return Deliver(worker, lock, {{}, what});
+    job->has_failed = true;
+    TakeLease(worker);
+}
+
+void DecoderPool::Deliver(Worker* worker, Lock* lock, JobResult result) {
+    const Done done = std::exchange(worker->task->done, nullptr);
+    worker->lease = nullptr;
+    worker->task->has_lease = false;
+    lock->unlock();
+    if (done) done(std::move(result));
+    lock->lock();
+}
+
+// ---- Who gets which decoder ---------------------------------------------------------------------
+
+void DecoderPool::Schedule() {
+    GiveLeaseholdersTheirEnds();
+    GiveCompleteJobs();
+    if (!complete_.empty()) return;
+    GiveLeaseholdersTheirAudio();
+    GiveNewLeases();
+}
+
+void DecoderPool::GiveLeaseholdersTheirEnds() {
+    for (Worker& worker : workers_) {
+        if (!worker.task && worker.lease && worker.lease->is_complete) Give(&worker, worker.lease);
+    }
+}
+
+void DecoderPool::GiveCompleteJobs() {
+    while (!complete_.empty()) {
+        Worker* const worker = FindIdle(Clock::time_point::max());
+        if (worker == nullptr) return;
+        if (worker->lease) TakeLease(worker);
+        Give(worker, NextComplete());
+    }
+}
+
+void DecoderPool::GiveLeaseholdersTheirAudio() {
+    for (Worker& worker : workers_) {
+        if (!worker.task && worker.lease && worker.lease->IsReady()) Give(&worker, worker.lease);
+    }
+}
+
+void DecoderPool::GiveNewLeases() {
+    for (auto i = open_.begin(); i != open_.end();) {
+        const JobHandle job = *i;
+        const auto stale = std::min(Clock::now() - kStaleAfter, job->last_fed);
+        Worker* const worker = job->IsReady() ? FindIdle(stale) : nullptr;
+        if (worker == nullptr) {
+            ++i;
+            continue;
+        }
+        i = open_.erase(i);
+        if (worker->lease) TakeLease(worker);
+        Give(worker, job);
+    }
+}
+
+void DecoderPool::Give(Worker* worker, const JobHandle& job) {
+    worker->task = job;
+    worker->lease = job;
+    job->has_lease = true;
+    worker->wake.notify_one();
+}
+
+// The job that loses its decoder starts again from its beginning when it gets another.
+void DecoderPool::TakeLease(Worker* worker) {
+    const JobHandle job = std::exchange(worker->lease, nullptr);
+    job->has_lease = false;
+    job->decoded = 0;
+    if (!job->is_cancelled) open_.push_back(job);
+}
+
+// An idle worker without a lease, or else the one whose lease was fed longest ago, before the given
+// time.
+DecoderPool::Worker* DecoderPool::FindIdle(Clock::time_point leases_older_than) {
+    Worker* best = nullptr;
+    for (Worker& worker : workers_) {
+        if (worker.task) continue;
+        if (!worker.lease) return &worker;
+        if (worker.lease->last_fed < leases_older_than) {
+            leases_older_than = worker.lease->last_fed;
+            best = &worker;
+        }
+    }
+    return best;
+}
+
+void DecoderPool::QueueComplete(const JobHandle& job) {
+    const std::uint64_t owner = job->settings.owner;
+    const auto found = std::find_if(complete_.begin(), complete_.end(),
+                                    [owner](const auto& known) { return known.owner == owner; });
+    if (found != complete_.end()) {
+        found->jobs.push_back(job);
+    } else {
+        complete_.push_back({owner, {job}});
+    }
+}
+
+DecoderPool::JobHandle DecoderPool::NextComplete() {
+    OwnersJobs owner = std::move(complete_.front());
+    complete_.pop_front();
+    JobHandle job = std::move(owner.jobs.front());
+    owner.jobs.pop_front();
+    if (!owner.jobs.empty()) complete_.push_back(std::move(owner));
+    return job;
+}
+
+void DecoderPool::Forget(const JobHandle& job) {
+    open_.remove(job);
+    for (Worker& worker : workers_) {
+        if (!worker.task && worker.lease == job) worker.lease = nullptr;
+    }
+    for (OwnersJobs& owner : complete_) std::erase(owner.jobs, job);
+    std::erase_if(complete_, [](const OwnersJobs& owner) { return owner.jobs.empty(); });
+}
+
+}  // namespace orvx

@@ -1,0 +1,112 @@
+// The decoders, one thread each, and who may use them when.
+//
+// A stretch of speech is a job. While its audio still arrives it may get the lease of a decoder
+// that is free, and is decoded as it comes, so that its end is answered soon. But a lease is only a
+// loan: the job keeps all of its audio, and when a stretch that is complete finds no other decoder,
+// or the holder has been silent while another stretch speaks, the lease goes over and its former
+// holder is decoded again later, from its beginning. So a stalled client keeps no decoder from
+// anybody, and there may be many more open stretches than decoders. Giving every open stretch a
+// decoder of its own would be simpler, but each costs 100 MB.
+//
+// Complete stretches go first, and turn about between their owners: a long recording does not make
+// a short one wait for all of its stretches.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Recogniser.h"
+
+namespace orvx {
+
+struct JobSettings {
+    std::uint64_t owner;          // jobs of the same request or utterance share it
+    std::size_t opening_samples;  // decoding starts when so many are there, or all
+    std::size_t max_sentences;    // as in Recogniser::Finish
+};
+
+struct JobResult {
+    std::vector<RecognisedSentence> sentences;
+    std::optional<std::string> engine_error;  // why there are none, if the engine failed
+};
+
+// Every member may be called by any thread at any time.
+class DecoderPool {
+  public:
+    struct Job;
+    using JobHandle = std::shared_ptr<Job>;
+    using Done = std::function<void(JobResult)>;
+
+    // Loads all decoders, in parallel. Throws what the factory throws.
+    DecoderPool(const RecogniserFactory& factory, std::size_t decoders);
+    ~DecoderPool();
+    DecoderPool(const DecoderPool&) = delete;
+    DecoderPool& operator=(const DecoderPool&) = delete;
+
+    JobHandle Open(const JobSettings& settings);
+    void Feed(const JobHandle& job, std::span<const std::int16_t> samples);
+    // The stretch is complete. `done` is called once, by a decoder's thread, and must be quick; it
+    // is destroyed uncalled if the job is cancelled or the pool stops first.
+    void Close(const JobHandle& job, Done done);
+    // Nobody wants the result any more. A `done` that is being called is not waited for.
+    void Cancel(const JobHandle& job);
+
+    // Abandons all jobs and ends the threads, after at most one slice or one Finish of each.
+    void Stop();
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    struct Worker {
+        std::unique_ptr<Recogniser> recogniser;
+        std::thread thread;
+        std::condition_variable wake;
+        JobHandle task;   // what it works on; null: it waits
+        JobHandle lease;  // whose audio its recogniser has begun to decode
+    };
+    struct OwnersJobs {
+        std::uint64_t owner;
+        std::deque<JobHandle> jobs;
+    };
+    using Lock = std::unique_lock<std::mutex>;
+
+    void Load(const RecogniserFactory& factory, std::size_t decoders);
+    void Run(Worker* worker);
+    void Serve(Worker* worker, Lock* lock);
+    bool DecodeSlice(Worker* worker, Lock* lock);
+    void FinishJob(Worker* worker, Lock* lock);
+    void Fail(Worker* worker, Lock* lock, const char* what);
+    void Deliver(Worker* worker, Lock* lock, JobResult result);
+
+    // All of these need the lock.
+    void Schedule();
+    void GiveLeaseholdersTheirEnds();
+    void GiveCompleteJobs();
+    void GiveLeaseholdersTheirAudio();
+    void GiveNewLeases();
+    void Give(Worker* worker, const JobHandle& job);
+    void TakeLease(Worker* worker);
+    Worker* FindIdle(Clock::time_point leases_older_than);
+    void QueueComplete(const JobHandle& job);
+    JobHandle NextComplete();
+    void Forget(const JobHandle& job);
+
+    std::mutex mutex_;
+    bool is_stopping_ = false;
+    std::deque<OwnersJobs> complete_;  // jobs that wait, of the owner whose turn it is in front
+    std::list<JobHandle> open_;        // not complete and without a lease, oldest first
+    std::deque<Worker> workers_;       // never changes once loaded
+};
+
+}  // namespace orvx

@@ -1,0 +1,80 @@
+#include "Listener.h"
+
+#include <asio/error.hpp>
+#include <utility>
+#include <vector>
+
+#include "Logger.h"
+
+namespace orvx {
+namespace {
+
+constexpr std::chrono::milliseconds kRetryAfter{100};
+
+}  // namespace
+
+Listener::Listener(asio::io_context* context, const asio::ip::tcp::endpoint& endpoint,
+                   std::size_t max_connections, const ConnectionLimits& limits)
+    : max_connections_(max_connections), limits_(limits), acceptor_(*context), retry_(*context) {
+    acceptor_.open(endpoint.protocol());
+    acceptor_.set_option(asio::socket_base::reuse_address(true));
+    acceptor_.bind(endpoint);
+}
+
+void Listener::Start(RecognitionService* service) {
+    service_ = service;
+    acceptor_.listen();
+    Accept();
+}
+
+void Listener::Accept() {
+    acceptor_.async_accept([this](const asio::error_code& error, asio::ip::tcp::socket socket) {
+        if (!acceptor_.is_open()) return;
+        if (!error) {
+            Admit(std::move(socket));
+            return Accept();
+        }
+        // Out of descriptors, most likely: trying again at once would only burn time.
+        ORVX_LOG_ERROR("accepting a connection failed: %s", error.message().c_str());
+        retry_.expires_after(kRetryAfter);
+        retry_.async_wait([this](const asio::error_code& cancelled) {
+            if (!cancelled && acceptor_.is_open()) Accept();
+        });
+    });
+}
+
+void Listener::Admit(asio::ip::tcp::socket socket) {
+    if (connections_.size() >= max_connections_) {
+        ORVX_LOG_WARNING("connection refused: %zu are open already", connections_.size());
+        return;  // which closes it
+    }
+    auto connection = std::make_shared<Connection>(
+        std::move(socket), limits_, service_, &received_,
+        [this](const std::shared_ptr<Connection>& closed) { OnClosed(closed); });
+    connections_.insert(connection);
+    connection->Start();
+}
+
+void Listener::OnClosed(const std::shared_ptr<Connection>& connection) {
+    connections_.erase(connection);
+    if (connections_.empty() && on_drained_) std::exchange(on_drained_, nullptr)();
+}
+
+void Listener::Drain(std::function<void()> done) {
+    asio::error_code ignored;
+    acceptor_.close(ignored);
+    retry_.cancel();
+    on_drained_ = std::move(done);
+    if (connections_.empty()) return std::exchange(on_drained_, nullptr)();
+    for (const auto& connection : std::vector(connections_.begin(), connections_.end())) {
+        connection->Drain();
+    }
+}
+
+void Listener::CloseAll() {
+    for (const auto& connection : std::vector(connections_.begin(), connections_.end())) {
+        connection->Close("the server ends without waiting any longer");
+    }
+}
+
+}  // namespace orvx

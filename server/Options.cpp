@@ -1,0 +1,193 @@
+#include "Options.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <asio/ip/address.hpp>
+#include <charconv>
+#include <filesystem>
+#include <thread>
+
+namespace orvx {
+namespace {
+
+constexpr int kUsageError = 2;
+
+// What CLI11 fills; times are seconds, and fractions of them are fine.
+struct RawOptions {
+    std::string listen = "127.0.0.1:8800";
+    std::string port_file;
+    std::string log_config;
+    bool is_verbose = false;
+    std::size_t workers = std::max(1U, std::thread::hardware_concurrency());
+    std::string model_dir = ORVX_MODEL_DIR;
+    std::string acoustic_model;
+    std::string language_model;
+    std::string dictionary;
+    std::size_t nbest = 5;
+    std::size_t max_connections = 256;
+    std::size_t max_frame_bytes = kMaxFrameBodyBytes;
+    std::size_t max_received_bytes = std::size_t{512} << 20;
+    double idle_timeout = 600;
+    double read_timeout = 30;
+    double write_timeout = 30;
+    double drain_timeout = 10;
+    std::size_t max_utterances = 256;
+    double utterance_idle_timeout = 30;
+    int max_request_seconds = 600;
+    int max_utterance_seconds = 4 * 3600;
+};
+
+std::optional<asio::ip::tcp::endpoint> ParseEndpoint(const std::string& text) {
+    const std::size_t colon = text.rfind(':');
+    if (colon == std::string::npos) return std::nullopt;
+    std::string host = text.substr(0, colon);
+    if (host.size() > 2 && host.front() == '[' && host.back() == ']') {
+        host = host.substr(1, host.size() - 2);
+    }
+    unsigned short port = 0;
+    const char* const end = text.data() + text.size();
+    const auto [rest, failure] = std::from_chars(text.data() + colon + 1, end, port);
+    asio::error_code error;
+    const asio::ip::address address = asio::ip::make_address(host, error);
+    if (error || failure != std::errc() || rest != end) return std::nullopt;
+    return asio::ip::tcp::endpoint(address, port);
+}
+
+CLI::Validator IsEndpoint() {
+    return CLI::Validator(
+        [](const std::string& text) {
+            return ParseEndpoint(text) ? std::string()
+                                       : "must be ADDRESS:PORT, such as 127.0.0.1:8800 or [::1]:0";
+        },
+        "ADDRESS:PORT");
+}
+
+CLI::Range Between(double low, double high) {
+    return CLI::Range(low, high);
+}
+
+void AddServing(CLI::App* app, RawOptions* raw) {
+    app->add_option("--listen", raw->listen, "Address and port; port 0 picks a free one")
+        ->check(IsEndpoint())
+        ->group("Serving");
+    app->add_option("--port-file", raw->port_file,
+                    "File to write the port to when the server is ready")
+        ->group("Serving");
+    app->add_option("--drain-timeout", raw->drain_timeout,
+                    "Seconds that running requests get to finish after SIGTERM or SIGINT")
+        ->check(Between(0, 3600))
+        ->group("Serving");
+    app->add_option("--log-config", raw->log_config,
+                    "log4cxx XML file; default: conf/orvx-server_log.xml as installed")
+        ->check(CLI::ExistingFile)
+        ->group("Serving");
+    app->add_flag("--verbose", raw->is_verbose, "Show the engine's own messages")->group("Serving");
+}
+
+void AddRecognition(CLI::App* app, RawOptions* raw) {
+    app->add_option("--workers", raw->workers,
+                    "Decoders, some 100 MB of memory each; default: one for each processor")
+        ->check(Between(1, 256))
+        ->group("Recognition");
+    app->add_option("--model-dir", raw->model_dir,
+                    "Folder with en-us (acoustic model), en-us.lm.bin and cmudict-en-us.dict")
+        ->group("Recognition");
+    app->add_option("--acoustic-model", raw->acoustic_model, "Folder, in place of the former's")
+        ->group("Recognition");
+    app->add_option("--language-model", raw->language_model, "File, in place of the former's")
+        ->group("Recognition");
+    app->add_option("--dictionary", raw->dictionary, "File, in place of the former's")
+        ->group("Recognition");
+    app->add_option("--nbest", raw->nbest, "Most sentences of a segment where nbest_result is yes")
+        ->check(Between(1, 100))
+        ->group("Recognition");
+}
+
+void AddLimits(CLI::App* app, RawOptions* raw) {
+    const auto add = [app](const char* name, auto* value, double low, double high,
+                           const char* help) {
+        app->add_option(name, *value, help)->check(Between(low, high))->group("Limits");
+    };
+    add("--max-connections", &raw->max_connections, 1, 100000, "Connections open at once");
+    add("--max-frame-bytes", &raw->max_frame_bytes, 1, 1 << 30, "Largest request");
+    add("--max-received-bytes", &raw->max_received_bytes, 1, 1e12,
+        "Bytes of large requests (above 64 KiB) that are received or served, all together");
+    add("--idle-timeout", &raw->idle_timeout, 0.001, 1e6, "Seconds between two requests");
+    add("--read-timeout", &raw->read_timeout, 0.001, 1e6, "Seconds for a request to arrive");
+    add("--write-timeout", &raw->write_timeout, 0.001, 1e6, "Seconds for an answer to be taken");
+    add("--max-utterances", &raw->max_utterances, 1, 1000000,
+        "Real-time utterances open at once; each takes 0.5 MB, and 2 MB more for a minute's "
+        "speech");
+    add("--utterance-idle-timeout", &raw->utterance_idle_timeout, 0.001, 1e6,
+        "Seconds without a chunk after which a real-time utterance is given up");
+    add("--max-request-seconds", &raw->max_request_seconds, 1, 86400,
+        "Seconds of audio in one recording or chunk");
+    add("--max-utterance-seconds", &raw->max_utterance_seconds, 1, 86400,
+        "Seconds of audio in one real-time utterance");
+}
+
+std::chrono::milliseconds Seconds(double seconds) {
+    return std::chrono::milliseconds(static_cast<long long>(seconds * 1000));
+}
+
+PocketSphinxModel MakeModel(const RawOptions& raw) {
+    const auto in_folder = [&raw](const std::string& given, const char* name) {
+        return given.empty() ? raw.model_dir + "/" + name : given;
+    };
+    return {in_folder(raw.acoustic_model, "en-us"), in_folder(raw.language_model, "en-us.lm.bin"),
+            in_folder(raw.dictionary, "cmudict-en-us.dict")};
+}
+
+Options Convert(const RawOptions& raw) {
+    Options options;
+    options.listen = *ParseEndpoint(raw.listen);
+    options.port_file = raw.port_file;
+    options.log_config = raw.log_config;
+    options.is_verbose = raw.is_verbose;
+    options.model = MakeModel(raw);
+    options.max_connections = raw.max_connections;
+    options.connection = {raw.max_frame_bytes, raw.max_received_bytes, Seconds(raw.idle_timeout),
+                          Seconds(raw.read_timeout), Seconds(raw.write_timeout)};
+    options.service = {raw.workers,
+                       std::max(std::size_t{2}, raw.workers),
+                       raw.max_utterances,
+                       Seconds(raw.utterance_idle_timeout),
+                       {raw.max_request_seconds, raw.max_utterance_seconds, raw.nbest}};
+    options.drain_timeout = Seconds(raw.drain_timeout);
+    return options;
+}
+
+}  // namespace
+
+ParsedOptions ParseOptions(int argc, const char* const* argv) {
+    RawOptions raw;
+    CLI::App app(
+        "The orvx reference recognition server: recognises English speech with PocketSphinx for "
+        "hosts of the orvx engine.",
+        "orvx-server");
+    app.option_defaults()->always_capture_default();
+    app.set_version_flag("--version", std::string("orvx-server ") + ORVX_VERSION);
+    AddServing(&app, &raw);
+    AddRecognition(&app, &raw);
+    AddLimits(&app, &raw);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& result) {
+        // CLI11 has a status of its own for every kind of error; one is enough here.
+        return {std::nullopt, app.exit(result) == 0 ? 0 : kUsageError};
+    }
+    return {Convert(raw), 0};
+}
+
+std::string FindLogConfig(const std::string& named) {
+    if (!named.empty()) return named;
+    std::error_code error;
+    const auto folder = std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
+    for (const char* const place : {"../conf", "../share/orvx/conf"}) {
+        const auto file = folder / place / "orvx-server_log.xml";
+        if (std::filesystem::exists(file, error)) return file.lexically_normal().string();
+    }
+    return {};
+}
+
+}  // namespace orvx

@@ -1,0 +1,298 @@
+#include "PocketSphinxRecogniser.h"
+
+#include <pocketsphinx.h>
+#include <ps_lattice.h>
+#include <sphinxbase/err.h>
+#include <sphinxbase/fe.h>
+#include <sphinxbase/feat.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdarg>
+#include <cstdio>
+#include <map>
+#include <numeric>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
+namespace orvx {
+namespace {
+
+constexpr int kFrameDurationMs = 10;
+constexpr std::size_t kSliceSamples = 1600;
+constexpr int kMostPathsTried = 200;  // paths of the lattice often differ in their pauses only
+
+struct FreeConfig {
+    void operator()(cmd_ln_t* config) const { cmd_ln_free_r(config); }
+};
+struct FreeDecoder {
+    void operator()(ps_decoder_t* decoder) const { ps_free(decoder); }
+};
+struct FreeFrontEnd {
+    void operator()(fe_t* front_end) const { fe_free(front_end); }
+};
+
+using Config = std::unique_ptr<cmd_ln_t, FreeConfig>;
+using Decoder = std::unique_ptr<ps_decoder_t, FreeDecoder>;
+using FrontEnd = std::unique_ptr<fe_t, FreeFrontEnd>;
+
+void IgnoreMessage(void*, err_lvl_t, const char*, ...) {}
+
+void PrintMessage(void*, err_lvl_t, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    std::vfprintf(stderr, format, args);
+    va_end(args);
+}
+
+Config MakeConfig(const PocketSphinxModel& model) {
+    // The engine must not cut silence: that would shift the times of the words behind it.
+    std::array<const char*, 9> arguments{"orvx-server",
+                                         "-hmm",
+                                         model.acoustic_model.c_str(),
+                                         "-lm",
+                                         model.language_model.c_str(),
+                                         "-dict",
+                                         model.dictionary.c_str(),
+                                         "-remove_silence",
+                                         "no"};
+    Config config(cmd_ln_parse_r(nullptr, ps_args(), static_cast<int>(arguments.size()),
+                                 const_cast<char**>(arguments.data()), TRUE));
+    if (!config) throw std::runtime_error("PocketSphinx refuses its settings");
+    return config;
+}
+
+// "tomato(2)", the second way to say it, is the word "tomato".
+std::string_view BaseWord(std::string_view word) {
+    const std::size_t variant = word.find('(');
+    return variant == 0 ? word : word.substr(0, variant);
+}
+
+// Pauses and noises: "<sil>", "[NOISE]".
+bool IsFiller(std::string_view word) {
+    return word.empty() || word.front() == '<' || word.front() == '[' || word.front() == '+';
+}
+
+int Percent(double probability) {
+    return static_cast<int>(std::lround(100 * std::clamp(probability, 0.0, 1.0)));
+}
+
+class PocketSphinxRecogniser : public Recogniser {
+  public:
+    explicit PocketSphinxRecogniser(const PocketSphinxModel& model);
+
+    void Start(std::span<const std::int16_t> opening) override;
+    void Feed(std::span<const std::int16_t> samples) override;
+    std::vector<RecognisedSentence> Finish(std::size_t max_sentences) override;
+
+  private:
+    using WordProbability = std::map<std::pair<int, std::string>, double>;  // by first frame, word
+
+    void AbandonStretch();
+    void ForgetHistory();
+    void AdaptTo(std::span<const std::int16_t> opening);
+    void Process(std::span<const std::int16_t> samples);
+    double Probability(int log) const { return logmath_exp(ps_get_logmath(decoder_.get()), log); }
+    WordProbability LatticeProbabilities() const;
+    RecognisedSentence ReadPath(ps_seg_t* path, const WordProbability* probabilities) const;
+    void AddAlternatives(std::size_t max_sentences, double best_log_probability,
+                         std::vector<RecognisedSentence>* sentences) const;
+
+    Config config_;
+    Decoder decoder_;
+    FrontEnd front_end_;
+    std::vector<mfcc_t> default_mean_;
+    std::vector<std::int16_t> slice_;  // samples not yet processed
+    bool is_started_ = false;
+};
+
+PocketSphinxRecogniser::PocketSphinxRecogniser(const PocketSphinxModel& model)
+    : config_(MakeConfig(model)), decoder_(ps_init(config_.get())) {
+    if (!decoder_) throw std::runtime_error("PocketSphinx cannot load its models");
+    front_end_.reset(fe_init_auto_r(config_.get()));
+    if (!front_end_) throw std::runtime_error("PocketSphinx cannot set up its front end");
+    default_mean_.resize(static_cast<std::size_t>(fe_get_output_size(front_end_.get())));
+    cmn_live_get(ps_get_feat(decoder_.get())->cmn_struct, default_mean_.data());
+}
+
+void PocketSphinxRecogniser::Start(std::span<const std::int16_t> opening) {
+    AbandonStretch();
+    ForgetHistory();
+    AdaptTo(opening);
+    slice_.clear();
+    if (ps_start_stream(decoder_.get()) < 0 || ps_start_utt(decoder_.get()) < 0) {
+        throw std::runtime_error("PocketSphinx cannot begin an utterance");
+    }
+    is_started_ = true;
+}
+
+void PocketSphinxRecogniser::AbandonStretch() {
+    if (std::exchange(is_started_, false)) ps_end_utt(decoder_.get());
+}
+
+// An utterance's scores depend a little on the utterance before it: PocketSphinx keeps the rankings
+// of its codebooks. With the same short pause before each utterance they do not, and nobody's
+// result depends on what another client said. A shorter pause is too short to be decoded at all.
+void PocketSphinxRecogniser::ForgetHistory() {
+    const std::vector<std::int16_t> pause(2240);
+    cmn_live_set(ps_get_feat(decoder_.get())->cmn_struct, default_mean_.data());
+    ps_start_stream(decoder_.get());
+    ps_start_utt(decoder_.get());
+    Process(pause);
+    ps_end_utt(decoder_.get());
+}
+
+// Takes the mean of the opening's features as that of the voice and the line. Left alone,
+// PocketSphinx begins every live utterance with a fixed mean and looks again only seconds later: on
+// its own test recordings that costs a third of the words that are recognised this way.
+void PocketSphinxRecogniser::AdaptTo(std::span<const std::int16_t> opening) {
+    const std::size_t size = default_mean_.size();
+    std::vector<mfcc_t> frame(size);
+    std::vector<mfcc_t> mean(size);
+    mfcc_t* row = frame.data();
+    int frames = 0;
+    fe_start_stream(front_end_.get());
+    fe_start_utt(front_end_.get());
+    const std::int16_t* samples = opening.data();
+    std::size_t left = opening.size();
+    int32 made = 1;
+    while (left > 0 && made > 0) {
+        made = 1;
+        int32 unused = 0;
+        if (fe_process_frames(front_end_.get(), &samples, &left, &row, &made, &unused) < 0) break;
+        if (made == 0 || frame[0] < 0) continue;  // as PocketSphinx does: no digital silence
+        std::transform(mean.begin(), mean.end(), frame.begin(), mean.begin(), std::plus<>());
+        ++frames;
+    }
+    if (frames > 0) {
+        for (mfcc_t& value : mean) value /= static_cast<mfcc_t>(frames);
+    }
+    cmn_live_set(ps_get_feat(decoder_.get())->cmn_struct,
+                 frames > 0 ? mean.data() : default_mean_.data());
+}
+
+// PocketSphinx's results depend a little on how the samples are sliced, so it always gets equal
+// slices.
+void PocketSphinxRecogniser::Feed(std::span<const std::int16_t> samples) {
+    while (!samples.empty()) {
+        const std::size_t count = std::min(kSliceSamples - slice_.size(), samples.size());
+        slice_.insert(slice_.end(), samples.begin(),
+                      samples.begin() + static_cast<std::ptrdiff_t>(count));
+        samples = samples.subspan(count);
+        if (slice_.size() == kSliceSamples) {
+            Process(slice_);
+            slice_.clear();
+        }
+    }
+}
+
+void PocketSphinxRecogniser::Process(std::span<const std::int16_t> samples) {
+    if (ps_process_raw(decoder_.get(), samples.data(), samples.size(), FALSE, FALSE) < 0) {
+        throw std::runtime_error("PocketSphinx failed to process audio");
+    }
+}
+
+std::vector<RecognisedSentence> PocketSphinxRecogniser::Finish(std::size_t max_sentences) {
+    if (!slice_.empty()) Process(slice_);
+    is_started_ = false;
+    if (ps_end_utt(decoder_.get()) < 0) {
+        throw std::runtime_error("PocketSphinx failed to end an utterance");
+    }
+    std::vector<RecognisedSentence> sentences;
+    sentences.push_back(ReadPath(ps_seg_iter(decoder_.get()), nullptr));
+    const std::size_t words = sentences[0].words.size();
+    if (words == 0) return {};
+    // The posterior probability of a whole sentence shrinks with every word; its geometric mean for
+    // each word tells good from bad whatever the length.
+    const double log_probability =
+        std::log(std::max(Probability(ps_get_prob(decoder_.get())), 1e-300));
+    sentences[0].score = Percent(std::exp(log_probability / static_cast<double>(words)));
+    if (max_sentences > 1) AddAlternatives(max_sentences, log_probability, &sentences);
+    return sentences;
+}
+
+// `probabilities` where the path itself knows none.
+RecognisedSentence PocketSphinxRecogniser::ReadPath(ps_seg_t* path,
+                                                    const WordProbability* probabilities) const {
+    RecognisedSentence sentence{};
+    for (; path != nullptr; path = ps_seg_next(path)) {
+        const std::string_view spoken = ps_seg_word(path);
+        if (IsFiller(spoken)) continue;
+        const std::string_view word = BaseWord(spoken);
+        int first = 0;
+        int last = 0;
+        ps_seg_frames(path, &first, &last);
+        double probability = 0;
+        if (probabilities == nullptr) {
+            probability = Probability(ps_seg_prob(path, nullptr, nullptr, nullptr));
+        } else if (auto found = probabilities->find({first, std::string(spoken)});
+                   found != probabilities->end()) {
+            probability = found->second;
+        }
+        if (!sentence.text.empty()) sentence.text += ' ';
+        sentence.words.push_back({first * kFrameDurationMs, (last + 1) * kFrameDurationMs,
+                                  Percent(probability), sentence.text.size(), word.size()});
+        sentence.text += word;
+    }
+    return sentence;
+}
+
+PocketSphinxRecogniser::WordProbability PocketSphinxRecogniser::LatticeProbabilities() const {
+    WordProbability probabilities;
+    ps_lattice_t* const lattice = ps_get_lattice(decoder_.get());
+    if (lattice == nullptr) return probabilities;
+    for (ps_latnode_iter_t* i = ps_latnode_iter(lattice); i != nullptr;
+         i = ps_latnode_iter_next(i)) {
+        ps_latnode_t* const node = ps_latnode_iter_node(i);
+        const int first = ps_latnode_times(node, nullptr, nullptr);
+        const double probability = Probability(ps_latnode_prob(lattice, node, nullptr));
+        probabilities[{first, ps_latnode_word(lattice, node)}] = probability;
+    }
+    return probabilities;
+}
+
+// An alternative is as probable as the best reading times what its path's score falls short.
+void PocketSphinxRecogniser::AddAlternatives(std::size_t max_sentences, double best_log_probability,
+                                             std::vector<RecognisedSentence>* sentences) const {
+    constexpr double kScoreUnit = 1024;  // path scores are logarithms shifted right by 10 bits
+    const double nats = kScoreUnit * std::log(logmath_get_base(ps_get_logmath(decoder_.get()))) /
+                        cmd_ln_float32_r(config_.get(), "-ascale");
+    const WordProbability probabilities = LatticeProbabilities();
+    const double words = static_cast<double>(sentences->front().words.size());
+    ps_nbest_t* path = ps_nbest(decoder_.get());
+    int32 best_score = 0;
+    for (int tried = 0; path != nullptr && tried < kMostPathsTried; ++tried) {
+        int32 score = 0;
+        ps_nbest_hyp(path, &score);
+        if (tried == 0) best_score = score;
+        RecognisedSentence sentence = ReadPath(ps_nbest_seg(path), &probabilities);
+        const bool is_new =
+            !sentence.words.empty() && std::none_of(sentences->begin(), sentences->end(),
+                                                    [&](const RecognisedSentence& known) {
+                                                        return known.text == sentence.text;
+                                                    });
+        if (is_new) {
+            const double log_probability = best_log_probability + (score - best_score) * nats;
+            sentence.score =
+                std::min(sentences->back().score, Percent(std::exp(log_probability / words)));
+            sentences->push_back(std::move(sentence));
+            if (sentences->size() == max_sentences) break;
+        }
+        path = ps_nbest_next(path);
+    }
+    if (path != nullptr) ps_nbest_free(path);
+}
+
+}  // namespace
+
+RecogniserFactory PocketSphinxFactory(PocketSphinxModel model, bool is_verbose) {
+    err_set_callback(is_verbose ? PrintMessage : IgnoreMessage, nullptr);
+    return [model = std::move(model), is_verbose] {
+        if (!is_verbose) err_set_logfp(nullptr);  // of this thread: the settings are printed there
+        return std::make_unique<PocketSphinxRecogniser>(model);
+    };
+}
+
+}  // namespace orvx

@@ -1,0 +1,55 @@
+// The engine behind the server, seen through a small window: one object that turns one stretch of
+// speech at a time into sentences. Another engine is one more file that implements Recogniser, and
+// a factory for it in Server.cpp; nothing else knows which engine runs.
+//
+// Recognition of a stretch can be abandoned at any point and begun again on another object. The
+// pool does so when decoders are scarce, so what an implementation returns must depend on nothing
+// but the samples of the stretch and how much of them was its opening.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace orvx {
+
+struct RecognisedWord {
+    int start_ms;  // from the start of the stretch
+    int end_ms;
+    int score;             // 0..100
+    std::size_t position;  // first byte in the sentence's text
+    std::size_t length;    // bytes
+};
+
+struct RecognisedSentence {
+    std::string text;  // UTF-8
+    int score;         // 0..100
+    std::vector<RecognisedWord> words;
+};
+
+// Not for use by two threads at once. Every member throws std::exception when the engine fails;
+// Start makes the object usable again.
+class Recogniser {
+  public:
+    virtual ~Recogniser() = default;
+
+    // Begins a stretch, and drops one that was not finished. `opening` is its beginning, or all of
+    // it where that is known, for the engine to adapt to voice and line; it is fed afterwards like
+    // everything else.
+    virtual void Start(std::span<const std::int16_t> opening) = 0;
+    // The next samples, 16 kHz mono.
+    virtual void Feed(std::span<const std::int16_t> samples) = 0;
+    // Ends the stretch: at most `max_sentences` (at least 1) different readings of it, best first.
+    // Empty when no word was heard.
+    virtual std::vector<RecognisedSentence> Finish(std::size_t max_sentences) = 0;
+};
+
+// Makes one more recogniser; called by several threads at once. Throws std::exception when the
+// engine cannot be loaded.
+using RecogniserFactory = std::function<std::unique_ptr<Recogniser>()>;
+
+}  // namespace orvx

@@ -1,0 +1,253 @@
+#include "RecognitionService.h"
+
+#include <asio/post.hpp>
+#include <atomic>
+#include <exception>
+#include <utility>
+
+#include "Capability.h"
+#include "LogText.h"
+#include "Logger.h"
+#include "RequestDecoder.h"
+#include "ResponseBuilder.h"
+#include "TaskParameters.h"
+
+namespace orvx {
+namespace {
+
+using quorlan::protocol::LexoRequestMessage;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+milliseconds Since(steady_clock::time_point start) {
+    return std::chrono::duration_cast<milliseconds>(steady_clock::now() - start);
+}
+
+// A free-talk request may carry no resource: nothing here could use it.
+std::optional<Failure> CheckResource(const LexoRequestMessage& request) {
+    const bool has_resource = request.has_resource_buildin() || request.has_proload_resource() ||
+                              request.has_resource_data();
+    if (!has_resource) return std::nullopt;
+    return Failure{LEXO_ERR_NOT_SUPPORT,
+                   "this server takes no resources for free talk: neither user words nor built-in "
+                   "resources; send the request without one"};
+}
+
+std::string Describe(const Outcome& outcome) {
+    std::string text =
+        "error=" + std::to_string(outcome.failure ? outcome.failure->error_no : LEXO_ERR_NONE) +
+        " status=" + std::to_string(outcome.recog_status) +
+        " segments=" + std::to_string(outcome.segments.size());
+    if (outcome.failure) text += " (" + outcome.failure->text + ")";
+    return text;
+}
+
+}  // namespace
+
+// One request on its way to its answer.
+struct RecognitionService::Exchange {
+    Exchange(std::string peer_name, Reply reply_function)
+        : peer(std::move(peer_name)), reply(std::move(reply_function)) {}
+
+    void Answer(const std::string& token, const Outcome& outcome, bool has_words) const {
+        reply(BuildAnswer(BuildFreeTalkResponse(request.identify(), token, outcome, has_words),
+                          Since(start)));
+    }
+    void AnswerFailure(const Failure& failure) const;
+
+    const std::string peer;
+    const Reply reply;
+    const steady_clock::time_point start = steady_clock::now();
+    LexoRequestMessage request;  // its audio is moved out when recognition begins
+};
+
+void RecognitionService::Exchange::AnswerFailure(const Failure& failure) const {
+    ORVX_LOG_WARNING("refused: peer=%s identify=%s capability=%s chunk=%d error=%d (%s)",
+                     peer.c_str(), Quote(request.identify()).c_str(),
+                     Quote(request.cap_name()).c_str(), request.chunk_no(), failure.error_no,
+                     failure.text.c_str());
+    Outcome outcome;
+    outcome.failure = failure;
+    Answer({}, outcome, /*has_words=*/false);
+}
+
+// A real-time utterance and what its log line tells.
+struct RecognitionService::OpenUtterance {
+    void Log(const std::string& end) const {
+        ORVX_LOG_INFO(
+            "utterance: peer=%s identify=%s capability=%s chunks=%d bytes=%zu audio=%.2fs "
+            "open=%.2fs results=%d end=%s",
+            peer.c_str(), Quote(identify).c_str(), Quote(cap_name).c_str(), chunks.load(),
+            bytes.load(), utterance->SecondsOfAudio(),
+            static_cast<double>(Since(start).count()) / 1000, results.load(), end.c_str());
+    }
+
+    const std::string peer;
+    const std::string identify;
+    const std::string cap_name;
+    const bool has_words;
+    const std::shared_ptr<Utterance> utterance;
+    const steady_clock::time_point start = steady_clock::now();
+    std::atomic<int> chunks{0};
+    std::atomic<std::size_t> bytes{0};
+    std::atomic<int> results{0};
+};
+
+RecognitionService::RecognitionService(const ServiceSettings& settings,
+                                       const RecogniserFactory& factory)
+    : settings_(settings),
+      decoders_(factory, settings.decoders),
+      utterances_(settings.max_utterances, settings.utterance_idle_timeout),
+      request_threads_(settings.request_threads) {}
+
+RecognitionService::~RecognitionService() {
+    Stop();
+}
+
+void RecognitionService::Stop() {
+    decoders_.Stop();
+    request_threads_.stop();
+    request_threads_.join();
+}
+
+void RecognitionService::Handle(std::string_view body, std::string peer, Reply reply) {
+    auto exchange = std::make_shared<Exchange>(std::move(peer), std::move(reply));
+    asio::post(request_threads_, [this, body, exchange] { Serve(body, exchange); });
+}
+
+void RecognitionService::Serve(std::string_view body, const ExchangePtr& exchange) try {
+    DecodedFrame frame = DecodeFrame(body);
+    if (std::holds_alternative<UndecodableFrame>(frame)) return exchange->reply({});
+    if (const Failure* const failure = std::get_if<Failure>(&frame)) {
+        ORVX_LOG_WARNING("refused: peer=%s access error=%d (%s)", exchange->peer.c_str(),
+                         failure->error_no, failure->text.c_str());
+        return exchange->reply(BuildRefusal(*failure, Since(exchange->start)));
+    }
+    exchange->request = std::move(std::get<LexoRequestMessage>(frame));
+    if (const auto failure = Route(exchange)) exchange->AnswerFailure(*failure);
+} catch (const std::exception& error) {  // out of memory, above all
+    exchange->AnswerFailure({LEXO_ERR_RECOG_FAILED, error.what()});
+}
+
+std::optional<Failure> RecognitionService::Route(const ExchangePtr& exchange) {
+    const LexoRequestMessage& request = exchange->request;
+    if (auto failure = CheckRequest(request)) return failure;
+    if (auto failure = CheckCapability(request.cap_name())) return failure;
+    if (!request.result_token().empty()) return ContinueStream(exchange);
+    if (request.chunk_no() == 1 || request.chunk_no() == -1) return Begin(exchange);
+    return Failure{LEXO_ERR_REALTIME_SESSION_TIMEOUT,
+                   "chunk " + std::to_string(request.chunk_no()) +
+                       " comes without the result_token of its utterance"};
+}
+
+std::optional<Failure> RecognitionService::Begin(const ExchangePtr& exchange) {
+    const LexoRequestMessage& request = exchange->request;
+    TaskParameters parameters;
+    if (auto failure = ParseTaskParameters(request.task_config(), &parameters)) return failure;
+    if (auto failure = CheckFreeTalkParameters(parameters)) return failure;
+    if (auto failure = CheckResource(request)) return failure;
+    if (parameters.IsRealTime()) return OpenStream(exchange, parameters);
+    if (request.chunk_no() != -1) {
+        return Failure{LEXO_ERR_PARAM_INVALID,
+                       "chunk_no 1 opens a real-time utterance, but stream_recog is no; a one-shot "
+                       "request has chunk_no -1"};
+    }
+    if (request.data().empty()) {
+        return Failure{LEXO_ERR_PARAM_INVALID, "data is empty: a one-shot request needs audio"};
+    }
+    RecogniseRecording(exchange, parameters);
+    return std::nullopt;
+}
+
+std::shared_ptr<Utterance> RecognitionService::MakeUtterance(const TaskParameters& parameters) {
+    return std::make_shared<Utterance>(parameters, settings_.utterance, &request_threads_,
+                                       &decoders_);
+}
+
+void RecognitionService::RecogniseRecording(const ExchangePtr& exchange,
+                                            const TaskParameters& parameters) {
+    const auto utterance = MakeUtterance(parameters);
+    const bool has_words = parameters.result_type == ResultType::kWordlist;
+    std::string audio = std::move(*exchange->request.mutable_data());
+    const std::size_t bytes = audio.size();
+    utterance->RecogniseRecording(
+        std::move(audio), [exchange, has_words, bytes, heard = utterance.get()](Outcome outcome) {
+            ORVX_LOG_INFO(
+                "recognition: peer=%s identify=%s capability=%s bytes=%zu audio=%.2fs took=%lldms "
+                "%s",
+                exchange->peer.c_str(), Quote(exchange->request.identify()).c_str(),
+                Quote(exchange->request.cap_name()).c_str(), bytes, heard->SecondsOfAudio(),
+                static_cast<long long>(Since(exchange->start).count()), Describe(outcome).c_str());
+            exchange->Answer({}, outcome, has_words);
+        });
+}
+
+std::optional<Failure> RecognitionService::OpenStream(const ExchangePtr& exchange,
+                                                      const TaskParameters& parameters) {
+    const LexoRequestMessage& request = exchange->request;
+    auto entry = std::shared_ptr<OpenUtterance>(new OpenUtterance{
+        exchange->peer, request.identify(), request.cap_name(),
+        parameters.result_type == ResultType::kWordlist, MakeUtterance(parameters)});
+    ExpireUtterances();
+    Store::Use use = utterances_.Add(entry);
+    if (!use) {
+        return Failure{LEXO_ERR_ALL_SESSION_BUSY,
+                       "this server has " + std::to_string(settings_.max_utterances) +
+                           " real-time utterances open and takes no more; try again later"};
+    }
+    TakeChunk(exchange, std::move(use));
+    return std::nullopt;
+}
+
+std::optional<Failure> RecognitionService::ContinueStream(const ExchangePtr& exchange) {
+    const LexoRequestMessage& request = exchange->request;
+    Store::Use use = utterances_.Find(request.result_token());
+    if (!use) {
+        return Failure{LEXO_ERR_REALTIME_SESSION_TIMEOUT,
+                       "no open utterance has this result_token: it was closed, ended by an error, "
+                       "or idle for too long"};
+    }
+    if (use->identify != request.identify() || use->cap_name != request.cap_name()) {
+        return Failure{LEXO_ERR_PARAM_INVALID,
+                       "identify or cap_name differs from the chunk that opened the utterance"};
+    }
+    TakeChunk(exchange, std::move(use));
+    return std::nullopt;
+}
+
+void RecognitionService::TakeChunk(const ExchangePtr& exchange, Store::Use use) {
+    LexoRequestMessage& request = exchange->request;
+    const int number = std::abs(request.chunk_no());
+    const bool is_closing = request.chunk_no() < 0;
+    std::string audio = std::move(*request.mutable_data());
+    ++use->chunks;
+    use->bytes += audio.size();
+    const auto utterance = use->utterance;
+    auto shared_use = std::make_shared<Store::Use>(std::move(use));
+    utterance->TakeChunk(number, is_closing, std::move(audio),
+                         [this, exchange, shared_use](Outcome outcome) {
+                             FinishChunk(*exchange, *shared_use, outcome);
+                         });
+}
+
+void RecognitionService::FinishChunk(const Exchange& exchange, const Store::Use& use,
+                                     const Outcome& outcome) {
+    if (!outcome.segments.empty()) ++use->results;
+    ORVX_LOG_DEBUG("chunk: peer=%s identify=%s chunk=%d took=%lldms %s", exchange.peer.c_str(),
+                   Quote(use->identify).c_str(), exchange.request.chunk_no(),
+                   static_cast<long long>(Since(exchange.start).count()),
+                   Describe(outcome).c_str());
+    if (outcome.is_over && utterances_.Remove(use.Token())) {
+        use->Log(Describe(outcome));
+    }
+    exchange.Answer(use.Token(), outcome, use->has_words);
+}
+
+void RecognitionService::ExpireUtterances() {
+    for (const auto& entry : utterances_.TakeExpired()) {
+        entry->utterance->Abandon();
+        entry->Log("idle for too long");
+    }
+}
+
+}  // namespace orvx

@@ -1,0 +1,78 @@
+// Serves recognition requests: the body of a frame in, the frame of its answer out. Knows nothing
+// of sockets. Decoding requests and audio, and finding speech, happen on its request threads; the
+// decoders have threads of their own; so a request that only hands over audio is answered at once
+// however busy the decoders are.
+#pragma once
+
+#include <asio/thread_pool.hpp>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "DecoderPool.h"
+#include "Failure.h"
+#include "LexoMessage.pb.h"
+#include "Utterance.h"
+#include "UtteranceStore.h"
+
+namespace orvx {
+
+struct ServiceSettings {
+    std::size_t decoders;
+    std::size_t request_threads;
+    std::size_t max_utterances;                        // real-time utterances open at once
+    std::chrono::milliseconds utterance_idle_timeout;  // until one is given up
+    UtteranceLimits utterance;
+};
+
+// Every member may be called by any thread at any time.
+class RecognitionService {
+  public:
+    // Gets the answer's frame; an empty one if the request's frame is undecodable.
+    using Reply = std::function<void(std::vector<char> frame)>;
+
+    // Loads the decoders. Throws what the factory throws.
+    RecognitionService(const ServiceSettings& settings, const RecogniserFactory& factory);
+    ~RecognitionService();
+    RecognitionService(const RecognitionService&) = delete;
+    RecognitionService& operator=(const RecognitionService&) = delete;
+
+    // `body` must stay valid until `reply` is called, which happens once, on any thread; or until
+    // `reply` is destroyed uncalled, when the service stops. `peer` is for the log.
+    void Handle(std::string_view body, std::string peer, Reply reply);
+
+    // Gives up the real-time utterances that have been idle for too long.
+    void ExpireUtterances();
+    std::size_t OpenUtterances() const { return utterances_.Size(); }
+
+    // Abandons what is under way.
+    void Stop();
+
+  private:
+    struct Exchange;
+    struct OpenUtterance;
+    using ExchangePtr = std::shared_ptr<Exchange>;
+    using Store = UtteranceStore<OpenUtterance>;
+
+    void Serve(std::string_view body, const ExchangePtr& exchange);
+    std::optional<Failure> Route(const ExchangePtr& exchange);
+    std::optional<Failure> Begin(const ExchangePtr& exchange);
+    void RecogniseRecording(const ExchangePtr& exchange, const TaskParameters& parameters);
+    std::optional<Failure> OpenStream(const ExchangePtr& exchange,
+                                      const TaskParameters& parameters);
+    std::optional<Failure> ContinueStream(const ExchangePtr& exchange);
+    void TakeChunk(const ExchangePtr& exchange, Store::Use use);
+    void FinishChunk(const Exchange& exchange, const Store::Use& use, const Outcome& outcome);
+    std::shared_ptr<Utterance> MakeUtterance(const TaskParameters& parameters);
+
+    const ServiceSettings settings_;
+    DecoderPool decoders_;
+    Store utterances_;
+    asio::thread_pool request_threads_;
+};
+
+}  // namespace orvx

@@ -1,0 +1,107 @@
+#include "Server.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <asio/post.hpp>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+
+#include "Logger.h"
+
+namespace orvx {
+namespace {
+
+constexpr double kMegabyte = 1e6;
+
+double ResidentMegabytes() {
+    std::size_t total = 0;
+    std::size_t resident = 0;
+    std::ifstream("/proc/self/statm") >> total >> resident;
+    return static_cast<double>(resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE))) /
+           kMegabyte;
+}
+
+std::unique_ptr<RecognitionService> Load(const ServiceSettings& settings,
+                                         const RecogniserFactory& factory) {
+    const auto start = std::chrono::steady_clock::now();
+    const double before = ResidentMegabytes();
+    auto service = std::make_unique<RecognitionService>(settings, factory);
+    const double megabytes = ResidentMegabytes() - before;
+    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
+    ORVX_LOG_INFO("loaded %zu decoders in %.2f s: %.0f MB, %.0f MB each", settings.decoders,
+                  taken.count(), megabytes, megabytes / static_cast<double>(settings.decoders));
+    return service;
+}
+
+}  // namespace
+
+Server::Server(const Options& options)
+    : Server(options, PocketSphinxFactory(options.model, options.is_verbose)) {}
+
+Server::Server(const Options& options, const RecogniserFactory& factory)
+    : options_(options),
+      listener_(&context_, options.listen, options.max_connections, options.connection),
+      service_(Load(options.service, factory)) {
+    listener_.Start(service_.get());
+    signals_.add(SIGTERM);
+    signals_.add(SIGINT);
+    WatchSignals();
+    ExpireUtterances();
+}
+
+void Server::Run() {
+    context_.run();
+    service_->Stop();
+    ORVX_LOG_INFO("ended");
+}
+
+void Server::Drain() {
+    asio::post(context_, [this] { StartDraining(); });
+}
+
+void Server::WatchSignals() {
+    signals_.async_wait([this](const asio::error_code& error, int signal) {
+        if (error) return;
+        if (is_draining_) std::_Exit(128 + signal);
+        ORVX_LOG_INFO("signal %d: finishing what is under way", signal);
+        StartDraining();
+        WatchSignals();
+    });
+}
+
+void Server::ExpireUtterances() {
+    using std::chrono::milliseconds;
+    const milliseconds interval = std::clamp(options_.service.utterance_idle_timeout / 4,
+                                             milliseconds(10), milliseconds(1000));
+    expiry_.expires_after(interval);
+    expiry_.async_wait([this](const asio::error_code& error) {
+        if (error) return;
+        service_->ExpireUtterances();
+        ExpireUtterances();
+    });
+}
+
+void Server::StartDraining() {
+    if (is_draining_) return;
+    is_draining_ = true;
+    drain_deadline_.expires_after(options_.drain_timeout);
+    drain_deadline_.async_wait([this](const asio::error_code& error) {
+        if (error) return;
+        ORVX_LOG_WARNING("%zu connections wait for answers that took too long",
+                         listener_.Connections());
+        Finish();
+    });
+    listener_.Drain([this] { Finish(); });
+}
+
+void Server::Finish() {
+    if (const std::size_t open = service_->OpenUtterances()) {
+        ORVX_LOG_WARNING("%zu real-time utterances are lost", open);
+    }
+    listener_.CloseAll();
+    context_.stop();
+}
+
+}  // namespace orvx

@@ -1,0 +1,280 @@
+#include "Utterance.h"
+
+#include <algorithm>
+#include <asio/post.hpp>
+#include <exception>
+#include <limits>
+#include <utility>
+
+namespace orvx {
+namespace {
+
+constexpr std::size_t kDecodedAtOnceBytes = std::size_t{32} << 10;
+// How much of a stream's speech the engine adapts to before it begins to decode. More makes the end
+// of a short stretch wait for all of its decoding, less costs words.
+constexpr std::size_t kStreamOpeningSamples = std::size_t{3} * kSampleRateHz;
+// From the first sound of speech until it counts as speech.
+constexpr int kDetectionMs = 150;
+
+std::uint64_t NextId() {
+    static std::atomic<std::uint64_t> last_id{0};
+    return ++last_id;
+}
+
+int ToMs(std::int64_t samples) {
+    return static_cast<int>(samples / kSamplesPerMs);
+}
+
+SegmenterSettings MakeSegmenterSettings(const TaskParameters& parameters) {
+    return {parameters.vad_tail_ms, parameters.max_seconds * 1000, parameters.vad_threshold};
+}
+
+Outcome MakeFailure(Failure failure) {
+    Outcome outcome;
+    outcome.failure = std::move(failure);
+    outcome.is_over = true;
+    return outcome;
+}
+
+}  // namespace
+
+Utterance::Utterance(const TaskParameters& parameters, const UtteranceLimits& limits,
+                     asio::thread_pool* request_threads, DecoderPool* decoders)
+    : parameters_(parameters),
+      limits_(limits),
+      is_recording_(!parameters.IsRealTime()),
+      id_(NextId()),
+      decoders_(decoders),
+      strand_(asio::make_strand(*request_threads)),
+      segmenter_(MakeSegmenterSettings(parameters), this) {}
+
+void Utterance::RecogniseRecording(std::string audio, Done done) {
+    TakeChunk(next_number_, /*is_closing=*/true, std::move(audio), std::move(done));
+}
+
+void Utterance::TakeChunk(int number, bool is_closing, std::string audio, Done done) {
+    Chunk chunk{number, is_closing, std::move(audio), std::move(done)};
+    asio::post(strand_, [self = shared_from_this(), chunk = std::move(chunk)]() mutable {
+        self->waiting_.push_back(std::move(chunk));
+        if (!self->current_) self->TakeNextChunk();
+    });
+}
+
+void Utterance::Abandon() {
+    asio::post(strand_, [self = shared_from_this()] {
+        self->is_over_ = true;
+        self->Release();
+    });
+}
+
+double Utterance::SecondsOfAudio() const {
+    return static_cast<double>(samples_heard_.load()) / kSampleRateHz;
+}
+
+void Utterance::TakeNextChunk() {
+    if (waiting_.empty()) return;
+    current_ = std::move(waiting_.front());
+    waiting_.pop_front();
+    audio_position_ = 0;
+    if (is_over_) {
+        return Reply(MakeFailure({LEXO_ERR_REALTIME_SESSION_TIMEOUT, "the utterance is over"}));
+    }
+    if (const auto failure = CheckChunk()) return Fail(*failure);
+    ++next_number_;
+    Advance();
+}
+
+std::optional<Failure> Utterance::CheckChunk() const {
+    if (current_->number != next_number_) {
+        return Failure{LEXO_ERR_RECOG_FAILED, "chunk " + std::to_string(current_->number) +
+                                                  " came where chunk " +
+                                                  std::to_string(next_number_) + " was due"};
+    }
+    const AudioFormatInfo& format = DescribeAudioFormat(parameters_.audio_format);
+    const std::size_t samples = current_->audio.size() / format.block_bytes * format.block_samples;
+    const std::size_t most = static_cast<std::size_t>(limits_.max_request_seconds) *
+                             static_cast<std::size_t>(format.sample_rate_hz);
+    if (samples <= most) return std::nullopt;
+    return Failure{is_recording_ ? LEXO_ERR_PARAM_INVALID : LEXO_ERR_RECOG_FAILED,
+                   "data holds more audio than this server takes in one request, " +
+                       std::to_string(limits_.max_request_seconds) + " s"};
+}
+
+// ---- From audio to stretches of speech ----------------------------------------------------------
+
+void Utterance::Advance() try {
+    while (!is_ended_ && !(EndsAtFirstResult() && MustWait()) && FillSamples()) {
+        PushSamples();
+        if (is_over_) return;
+    }
+    const bool is_heard_out = is_input_finished_ && samples_position_ == samples_.size();
+    if (is_heard_out && !is_ended_ && segmenter_.IsInSpeech()) segmenter_.Finish();
+    if (!MustWait()) AnswerChunk();
+} catch (const std::exception& error) {
+    Fail({LEXO_ERR_RECOG_FAILED, error.what()});
+}
+
+// False when all of the chunk has been searched for speech.
+bool Utterance::FillSamples() {
+    if (samples_position_ < samples_.size()) return true;
+    samples_.clear();
+    samples_position_ = 0;
+    const std::string_view audio = current_->audio;
+    if (audio_position_ < audio.size()) {
+        if (!input_) input_.emplace(parameters_.audio_format);
+        const std::string_view slice = audio.substr(audio_position_, kDecodedAtOnceBytes);
+        audio_position_ += slice.size();
+        samples_ = input_->Push(slice);
+        return true;
+    }
+    if (!current_->is_closing || is_input_finished_) return false;
+    is_input_finished_ = true;
+    if (input_) samples_ = input_->Finish();
+    return true;
+}
+
+void Utterance::PushSamples() {
+    std::span<const std::int16_t> samples = std::span(samples_).subspan(samples_position_);
+    if (const auto limit = SamplesToSilenceLimit()) {
+        samples = samples.first(std::min(samples.size(), *limit));
+    }
+    samples_position_ += segmenter_.Push(samples);
+    samples_heard_ = segmenter_.Samples();
+    FlushSpeech();
+    if (SamplesToSilenceLimit() == 0U) is_ended_ = true;
+    if (segmenter_.Samples() > std::int64_t{limits_.max_utterance_seconds} * kSampleRateHz) {
+        Fail({LEXO_ERR_RECOG_FAILED, "the utterance is longer than this server takes, " +
+                                         std::to_string(limits_.max_utterance_seconds) + " s"});
+    }
+}
+
+// How much more may come until the silence before the first speech is too long; empty when there is
+// no such limit (any more).
+std::optional<std::size_t> Utterance::SamplesToSilenceLimit() const {
+    const bool is_continuous = !is_recording_ && !EndsAtFirstResult();
+    if (is_continuous || segmenter_.HasHeardSpeech()) return std::nullopt;
+    const std::int64_t limit = std::int64_t{parameters_.vad_head_ms + kDetectionMs} * kSamplesPerMs;
+    return static_cast<std::size_t>(std::max(std::int64_t{0}, limit - segmenter_.Samples()));
+}
+
+bool Utterance::EndsAtFirstResult() const {
+    return parameters_.stream == StreamMode::kYes || parameters_.stream == StreamMode::kYesRt;
+}
+
+void Utterance::OnSpeechBegin(std::int64_t first_sample) {
+    open_start_ms_ = ToMs(first_sample);
+    const std::size_t opening =
+        is_recording_ ? std::numeric_limits<std::size_t>::max() : kStreamOpeningSamples;
+    open_job_ = decoders_->Open(
+        {id_, opening, parameters_.wants_nbest ? limits_.max_sentences : std::size_t{1}});
+}
+
+void Utterance::OnSpeech(std::span<const std::int16_t> samples) {
+    speech_.insert(speech_.end(), samples.begin(), samples.end());
+}
+
+void Utterance::OnSpeechEnd(std::int64_t end_sample) {
+    FlushSpeech();
+    const std::uint64_t number = first_stretch_ + stretches_.size();
+    stretches_.push_back({open_start_ms_, ToMs(end_sample), open_job_, std::nullopt});
+    decoders_->Close(std::exchange(open_job_, nullptr),
+                     [self = shared_from_this(), number](JobResult result) mutable {
+                         asio::post(self->strand_, [self, number, result = std::move(result)] {
+                             self->OnResult(number, result);
+                         });
+                     });
+}
+
+void Utterance::FlushSpeech() {
+    if (open_job_ && !speech_.empty()) decoders_->Feed(open_job_, speech_);
+    speech_.clear();
+}
+
+// ---- From results to answers --------------------------------------------------------------------
+
+bool Utterance::MustWait() const {
+    return std::any_of(stretches_.begin(), stretches_.end(),
+                       [](const Stretch& stretch) { return !stretch.result; });
+}
+
+void Utterance::OnResult(std::uint64_t stretch, const JobResult& result) {
+    if (is_over_) return;
+    if (result.engine_error) {
+        return Fail({LEXO_ERR_RECOG_FAILED, "the engine failed: " + *result.engine_error});
+    }
+    stretches_[stretch - first_stretch_].result = result;
+    if (EndsAtFirstResult()) is_ended_ = is_ended_ || !result.sentences.empty();
+    if (!MustWait()) Advance();
+}
+
+void Utterance::AnswerChunk() {
+    Outcome outcome = SummariseChunk();
+    if (is_ended_ || outcome.is_over) Release();
+    is_over_ = outcome.is_over;
+    Reply(std::move(outcome));
+}
+
+Outcome Utterance::SummariseChunk() {
+    Outcome outcome;
+    outcome.segments = TakeSegments();
+    has_heard_words_ = has_heard_words_ || !outcome.segments.empty();
+    const bool wants_more = !current_->is_closing && !is_ended_;
+    outcome.recog_status =
+        (wants_more ? kMoreAudioWanted : 0) | (outcome.segments.empty() ? 0 : kResultPresent);
+    if (!wants_more && !has_heard_words_) {
+        outcome.failure = Failure{LEXO_ERR_NO_VOICE_INPUT, "no speech was heard"};
+    }
+    outcome.is_over = current_->is_closing;
+    return outcome;
+}
+
+// A stretch in which the engine heard no word was noise.
+std::vector<Segment> Utterance::TakeSegments() {
+    std::vector<Segment> segments;
+    for (Stretch& stretch : stretches_) {
+        if (stretch.result->sentences.empty()) continue;
+        Segment& segment = segments.emplace_back();
+        segment = {stretch.start_ms, stretch.end_ms, std::move(stretch.result->sentences)};
+        for (RecognisedSentence& sentence : segment.sentences) {
+            for (RecognisedWord& word : sentence.words) {
+                word.start_ms = std::min(word.start_ms + stretch.start_ms, stretch.end_ms);
+                word.end_ms = std::min(word.end_ms + stretch.start_ms, stretch.end_ms);
+            }
+        }
+    }
+    first_stretch_ += stretches_.size();
+    stretches_.clear();
+    return segments;
+}
+
+void Utterance::Fail(Failure failure) {
+    is_over_ = true;
+    Release();
+    if (current_) Reply(MakeFailure(std::move(failure)));
+}
+
+void Utterance::Reply(Outcome outcome) {
+    const Done done = std::move(current_->done);
+    current_.reset();
+    done(std::move(outcome));
+    if (!waiting_.empty()) {
+        asio::post(strand_, [self = shared_from_this()] {
+            if (!self->current_) self->TakeNextChunk();
+        });
+    }
+}
+
+void Utterance::Release() {
+    if (open_job_) decoders_->Cancel(std::exchange(open_job_, nullptr));
+    for (const Stretch& stretch : stretches_) {
+        if (!stretch.result) decoders_->Cancel(stretch.job);
+    }
+    first_stretch_ += stretches_.size();
+    stretches_.clear();
+    input_.reset();
+    samples_ = {};
+    samples_position_ = 0;
+    speech_ = {};
+}
+
+}  // namespace orvx

@@ -1,0 +1,138 @@
+// One utterance: a one-shot recording, or the chunks of a real-time stream, from its bytes to what
+// its answers say. Finding speech happens here, on the request threads; recognising it is the
+// decoder pool's.
+//
+// Chunks are worked on strictly one after another, though they may arrive by several connections;
+// an answer waits for the recognition of the stretches that ended within its chunk, and for nothing
+// else.
+#pragma once
+
+#include <asio/strand.hpp>
+#include <asio/thread_pool.hpp>
+#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "AudioInput.h"
+#include "DecoderPool.h"
+#include "Failure.h"
+#include "SpeechSegmenter.h"
+#include "TaskParameters.h"
+
+namespace orvx {
+
+// Bits of an answer's recog_status.
+enum RecogStatus { kMoreAudioWanted = 1, kResultPresent = 2 };
+
+// One stretch of speech; the words' times count from the start of the utterance's audio.
+struct Segment {
+    int start_ms;
+    int end_ms;
+    std::vector<RecognisedSentence> sentences;  // at least one
+};
+
+// What the answer to one chunk says.
+struct Outcome {
+    std::optional<Failure> failure;
+    int recog_status = 0;
+    std::vector<Segment> segments;
+    bool is_over = false;  // nothing more can come of the utterance
+};
+
+struct UtteranceLimits {
+    int max_request_seconds;    // of audio in one recording or chunk
+    int max_utterance_seconds;  // of audio in one stream
+    std::size_t max_sentences;  // where alternatives are asked for
+};
+
+// Always held by a shared_ptr. Every public member may be called by any thread at any time.
+class Utterance : public std::enable_shared_from_this<Utterance>, private SpeechSink {
+  public:
+    using Done = std::function<void(Outcome)>;
+
+    // Borrows the pools, which must outlive it.
+    Utterance(const TaskParameters& parameters, const UtteranceLimits& limits,
+              asio::thread_pool* request_threads, DecoderPool* decoders);
+
+    // The whole of a recording. `done` is called once, by any thread.
+    void RecogniseRecording(std::string audio, Done done);
+    // Chunk `number` (from 1) of a stream; the closing one ends it. `done` as above; it may come
+    // uncalled to its end when the server stops.
+    void TakeChunk(int number, bool is_closing, std::string audio, Done done);
+    // Nobody will ask for it again: frees what it holds.
+    void Abandon();
+
+    double SecondsOfAudio() const;  // listened to so far
+
+  private:
+    struct Chunk {
+        int number;
+        bool is_closing;
+        std::string audio;
+        Done done;
+    };
+    struct Stretch {
+        int start_ms;
+        int end_ms;
+        DecoderPool::JobHandle job;
+        std::optional<JobResult> result;
+    };
+
+    void OnSpeechBegin(std::int64_t first_sample) override;
+    void OnSpeech(std::span<const std::int16_t> samples) override;
+    void OnSpeechEnd(std::int64_t end_sample) override;
+
+    void TakeNextChunk();
+    std::optional<Failure> CheckChunk() const;
+    void Advance();
+    bool FillSamples();
+    void PushSamples();
+    void FlushSpeech();
+    bool EndsAtFirstResult() const;
+    bool MustWait() const;
+    void OnResult(std::uint64_t stretch, const JobResult& result);
+    std::optional<std::size_t> SamplesToSilenceLimit() const;
+    void AnswerChunk();
+    Outcome SummariseChunk();
+    std::vector<Segment> TakeSegments();
+    void Fail(Failure failure);
+    void Reply(Outcome outcome);
+    void Release();
+
+    const TaskParameters parameters_;
+    const UtteranceLimits limits_;
+    const bool is_recording_;  // one-shot
+    const std::uint64_t id_;
+    DecoderPool* const decoders_;
+    asio::strand<asio::thread_pool::executor_type> strand_;
+
+    std::atomic<std::int64_t> samples_heard_{0};
+
+    // All that follows is touched on the strand only.
+    std::deque<Chunk> waiting_;
+    std::optional<Chunk> current_;
+    int next_number_ = 1;
+
+    std::optional<AudioInput> input_;  // from the first audio on
+    SpeechSegmenter segmenter_;
+    std::size_t audio_position_ = 0;     // in the current chunk's bytes
+    std::vector<std::int16_t> samples_;  // decoded, not yet searched for speech
+    std::size_t samples_position_ = 0;
+    bool is_input_finished_ = false;
+
+    DecoderPool::JobHandle open_job_;   // of the stretch that is being spoken
+    std::vector<std::int16_t> speech_;  // what it has not been fed yet
+    int open_start_ms_ = 0;
+    std::deque<Stretch> stretches_;    // that ended and are not answered yet
+    std::uint64_t first_stretch_ = 0;  // number of the first of them
+    bool has_heard_words_ = false;
+    bool is_ended_ = false;  // further audio is ignored
+    bool is_over_ = false;
+};
+
+}  // namespace orvx
