@@ -2,13 +2,13 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "CapturedOutput.h"
 #include "FreshProcess.h"
+#include "Pattern.h"
 #include "TestHost.h"
 
 namespace {
@@ -308,7 +308,7 @@ void CheckCallsBeforeInit() {
     std::istringstream lines(out.Text());
     for (std::string line; std::getline(lines, line);) {
         EXPECT_EQ(line.substr(0, prefix.size()), prefix) << line;
-        texts.push_back(std::regex_replace(line, std::regex("^[^)]*:[0-9]+\\) "), ""));
+        texts.push_back(line.substr(line.find(") ") + 2));
     }
     ASSERT_GE(texts.size(), 5u) << out.Text();
     EXPECT_EQ(texts[0], "No engine found.");
@@ -326,12 +326,11 @@ void CheckInitWithoutLogSettings() {
     const InitOutcome init = InitProxy(server.Address());
     EXPECT_EQ(init.code, LEXO_ERR_NONE);
     const std::string any_prefix = std::to_string(::getpid()) + " : \\([^:)]+:[0-9]+\\) ";
-    const std::regex expected("conf_file=" + home.LogSettingsPath() + "\n" + any_prefix +
-                              "Not found \\[,\\] in pcszLibPath\\[" + home.SettingsPath() +
-                              "\\]\n[\\s\\S]*" + any_prefix +
-                              "Default params for engine :[\\s\\S]*\t=\t[\\s\\S]*"
-                              "\nout fire. connect error, errno = 0\n");
-    EXPECT_TRUE(std::regex_match(init.out, expected)) << init.out;
+    const std::string pattern =
+        "conf_file=" + home.LogSettingsPath() + "\n" + any_prefix +
+        "Not found \\[,\\] in pcszLibPath\\[" + home.SettingsPath() + "\\]\n.*" + any_prefix +
+        "Default params for engine :.*\t=\t.*\nout fire. connect error, errno = 0\n";
+    EXPECT_FALSE(scripted::MatchWhole(init.out, pattern).empty()) << init.out;
 }
 
 void CheckAFailedSecondLoggerStart() {

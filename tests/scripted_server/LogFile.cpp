@@ -4,8 +4,9 @@
 #include <cstdio>
 #include <fstream>
 #include <functional>
-#include <regex>
 #include <sstream>
+
+#include "Pattern.h"
 
 namespace scripted {
 namespace {
@@ -78,9 +79,9 @@ LogRecords LogFile::New() {
 
 ::testing::AssertionResult LoggedLike(const LogRecords& records, std::string_view level,
                                       const std::string& pattern) {
-    const std::regex regex(pattern);
-    return AnyOf(records, level, pattern,
-                 [&](const std::string& candidate) { return std::regex_match(candidate, regex); });
+    return AnyOf(records, level, pattern, [&](const std::string& candidate) {
+        return !MatchWhole(candidate, pattern).empty();
+    });
 }
 
 ::testing::AssertionResult NothingLogged(const LogRecords& records, std::string_view level) {
