@@ -1,0 +1,41 @@
+// Audio for tests: the recordings that Debian's pocketsphinx-testdata ships, and made signals.
+// Samples are 16 bit, mono, at 16 kHz unless a rate is named.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "AudioFormat.h"
+
+namespace orvx::test {
+
+using Samples = std::vector<std::int16_t>;
+
+struct Recording {
+    std::string file;  // below the recordings' folder
+    std::string said;
+};
+
+// "go forward ten meters", 2.8 s with 0.45 s of silence before it.
+inline const Recording kGoForward{"goforward.raw", "go forward ten meters"};
+// Five sentences read from a book.
+std::vector<Recording> BookSentences();
+
+Samples Load(const std::string& file);
+Samples Silence(int ms);
+Samples Noise(int ms, double level_db);  // white, dB relative to full scale
+Samples Join(std::initializer_list<Samples> parts);
+Samples Mix(Samples a, const Samples& b);  // as long as `a`
+double LevelDb(const Samples& samples);
+
+// Resampled to the format's rate and encoded through libsndfile.
+std::string Encode(const Samples& samples, AudioFormat format);
+// As pcm16k16bit.
+std::string Bytes(const Samples& samples);
+
+// How many of the words of `said` were heard, in their order.
+std::pair<int, int> WordsHeard(const std::string& said, const std::string& heard);
+
+}  // namespace orvx::test

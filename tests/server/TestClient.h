@@ -1,0 +1,69 @@
+// A client that speaks the wire protocol, well or badly, over a loopback socket.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "CapbilityAccess.pb.h"
+#include "LexoMessage.pb.h"
+#include "MessageHeader.pb.h"
+
+namespace orvx::test {
+
+using quorlan::protocol::LexoRequestMessage;
+using quorlan::protocol::LexoResponseMessage;
+using quorlan::protocol::MessageHeader;
+using quorlan::protocol::capbility::CapbilityAccessMessage;
+using quorlan::protocol::capbility::CapbilityAccessResponseMessage;
+
+struct Answer {
+    MessageHeader header;
+    CapbilityAccessResponseMessage access;
+    LexoResponseMessage response;
+
+    // The best sentences of all segments, joined by blanks.
+    std::string Text() const;
+    int Error() const { return response.error_no(); }
+    int Status() const { return response.recog_status(); }
+};
+
+// Free talk with a fresh identity.
+LexoRequestMessage MakeRequest(const std::string& task_config, const std::string& audio,
+                               int chunk_no = -1);
+// The next chunk of the utterance that `first` opened and `token` names.
+LexoRequestMessage MakeChunk(const LexoRequestMessage& first, const std::string& token,
+                             const std::string& audio, int chunk_no);
+MessageHeader Wrap(const LexoRequestMessage& request);
+std::string Frame(const MessageHeader& header);
+std::string Prefix(std::uint32_t body_bytes);
+
+class TestClient {
+  public:
+    explicit TestClient(std::uint16_t port);
+    ~TestClient();
+    TestClient(TestClient&& other) noexcept;
+    TestClient& operator=(TestClient&&) = delete;
+
+    void Send(std::string_view bytes);
+    // False when the server takes no more for `ms`, or has closed.
+    bool TrySend(std::string_view bytes, int ms);
+    // Empty when the server closed the connection; fails the test after half a minute.
+    std::optional<Answer> Receive();
+    // Sends and receives; fails the test if no answer comes.
+    Answer Ask(const MessageHeader& header);
+    Answer Ask(const LexoRequestMessage& request) { return Ask(Wrap(request)); }
+
+    // Whether the server closes the connection, without sending anything.
+    bool IsClosedByServer();
+    void CloseSendingSide();
+    void HangUp();  // at once, with a reset
+
+  private:
+    std::string ReceiveBytes(std::size_t count);
+
+    int socket_;
+};
+
+}  // namespace orvx::test
