@@ -1,9 +1,14 @@
 #include "LogBackend.h"
 
+#include <fcntl.h>
 #include <locale.h>
+#include <log4cxx/consoleappender.h>
 #include <log4cxx/file.h>
+#include <log4cxx/fileappender.h>
+#include <log4cxx/patternlayout.h>
 #include <log4cxx/xml/domconfigurator.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <exception>
@@ -41,6 +46,23 @@ void Complain(const char* subject, const char* reason) {
 bool IsReadableInTime(const char* path) {
     struct stat status {};
     return stat(path, &status) != 0 || S_ISREG(status.st_mode);
+}
+
+// Whether the appender's log file, if it has one, can be written; log4cxx does not tell.
+bool IsFileWritable(const log4cxx::AppenderPtr& appender) {
+    const auto file = log4cxx::cast<log4cxx::FileAppender>(appender);
+    if (!file) return true;
+    const int fd = open(file->getFile().c_str(), O_WRONLY | O_APPEND | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) return false;
+    close(fd);
+    return true;
+}
+
+log4cxx::AppenderPtr StandardError() {
+    const auto appender = std::make_shared<log4cxx::ConsoleAppender>(
+        std::make_shared<log4cxx::PatternLayout>("%d %-5p [%t] %m%n"), "System.err");
+    appender->setEncoding("UTF-8");
+    return appender;
 }
 
 void CloseAppenders(const log4cxx::LoggerPtr& logger) {
@@ -93,7 +115,21 @@ std::unique_ptr<LogBackend> LogBackend::Configure(const char* path, const char* 
         Complain(path, "no appender for the messages");
         return nullptr;
     }
+    backend->ReplaceUnopenedFiles();
     return backend;
+}
+
+// log4cxx's own way, a FallbackErrorHandler in the XML, was rejected: it reaches for the default
+// hierarchy, and so loads whatever log4cxx.properties lies in the host's current folder.
+void LogBackend::ReplaceUnopenedFiles() {
+    for (log4cxx::LoggerPtr logger = logger_; logger; logger = logger->getParent()) {
+        for (const log4cxx::AppenderPtr& appender : logger->getAllAppenders()) {
+            if (!IsFileWritable(appender)) {
+                logger->removeAppender(appender);
+                logger->addAppender(StandardError());
+            }
+        }
+    }
 }
 
 bool LogBackend::HasAppender() const {

@@ -42,6 +42,8 @@ class LogBackend {
     LogBackend(log4cxx::HierarchyPtr hierarchy, const char* logger_name);
     static std::unique_ptr<LogBackend> Configure(const char* path, const char* logger_name);
     bool HasAppender() const;
+    // Lets standard error take the place of log files that could not be opened.
+    void ReplaceUnopenedFiles();
 
     const log4cxx::HierarchyPtr hierarchy_;
     const log4cxx::LoggerPtr logger_;

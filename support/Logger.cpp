@@ -1,5 +1,6 @@
 #include "Logger.h"
 
+#include <pthread.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -19,15 +20,23 @@ static_assert(std::is_trivially_destructible_v<Logger>);
 
 namespace {
 
-class ErrnoKeeper {
+// What a log call leaves as it found it: errno, and whether the thread can be cancelled. Writing is
+// a cancellation point, and a thread that ends in the middle of a line would end the process.
+class CallerState {
   public:
-    ErrnoKeeper() : saved_(errno) {}
-    ~ErrnoKeeper() { errno = saved_; }
-    ErrnoKeeper(const ErrnoKeeper&) = delete;
-    ErrnoKeeper& operator=(const ErrnoKeeper&) = delete;
+    CallerState() : errno_(errno) {
+        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state_);
+    }
+    ~CallerState() {
+        pthread_setcancelstate(cancel_state_, nullptr);
+        errno = errno_;
+    }
+    CallerState(const CallerState&) = delete;
+    CallerState& operator=(const CallerState&) = delete;
 
   private:
-    const int saved_;
+    const int errno_;
+    int cancel_state_ = PTHREAD_CANCEL_ENABLE;
 };
 
 const char* BaseName(const char* path) {
@@ -72,7 +81,7 @@ void PrintLine(std::string line) {
 }  // namespace
 
 bool Logger::Init(const char* configuration_file, const char* logger_name) noexcept {
-    const ErrnoKeeper keeper;
+    const CallerState caller;
     // Held while the file is read: were the former log file still written while the new
     // configuration opens it anew, lines would overwrite one another.
     const RWLockGuard guard(backend_lock_, kWriteLockAction);
@@ -97,7 +106,7 @@ void Logger::CloseAtExit() {
 
 void Logger::Write(LogLevel level, const char* file, int line, const char* format, ...) noexcept {
     if (!IsEnabled(level)) return;
-    const ErrnoKeeper keeper;
+    const CallerState caller;
     va_list args;
     va_start(args, format);
     try {

@@ -13,8 +13,8 @@
 
 #include "Logger.h"
 #include "TempDir.h"
-#include "child_process.h"
-#include "log_configuration.h"
+#include "ChildProcess.h"
+#include "LogConfiguration.h"
 
 namespace {
 

@@ -11,8 +11,8 @@
 
 #include "FuncTracer.h"
 #include "TempDir.h"
-#include "child_process.h"
-#include "log_configuration.h"
+#include "ChildProcess.h"
+#include "LogConfiguration.h"
 
 namespace {
 
