@@ -21,7 +21,7 @@ namespace {
 constexpr char kDescription[] =
     "Recognises the speech in recordings, by way of a recognition server.\n"
     "FILE is a WAV, FLAC, Ogg or other sound file of any rate; several channels are mixed down to\n"
-    "one. \"-\" is standard input. Results go to standard output, messages to standard error.\n";
+    "one. Results go to standard output, messages to standard error.\n";
 
 const std::map<std::string, OutputFormat> kOutputFormats = {
     {"text", OutputFormat::kText}, {"json", OutputFormat::kJson}, {"srt", OutputFormat::kSrt}};
@@ -41,10 +41,8 @@ std::string Footer() {
            "\nExit status: 0 all files recognised, 1 some not, 2 wrong usage.";
 }
 
-void Declare(CLI::App& app, RawOptions* raw) {
+void DeclareWork(CLI::App& app, RawOptions* raw) {
     Options& options = raw->options;
-    app.footer(Footer());
-    app.set_version_flag("--version", "orvx-recognize " ORVX_VERSION);
     app.add_option("--server", options.server, "The recognition server")
         ->type_name("HOST:PORT")
         ->capture_default_str();
@@ -53,40 +51,50 @@ void Declare(CLI::App& app, RawOptions* raw) {
         ->type_name("NAME")
         ->capture_default_str();
     app.add_option("--stream", raw->stream,
-                   "Real-time: no, yes (until the first result), continue, yes-rt, continue-rt; "
-                   "short for --param stream_recog=MODE")
+                   "Real-time: no, yes (until the first result), continue, yes-rt or\n"
+                   "continue-rt; short for --param stream_recog=MODE")
         ->type_name("MODE");
-    app.add_option("--param", raw->parameters, "Set a parameter of the session; repeatable")
+    app.add_option("--param", raw->parameters,
+                   "Set a parameter of the session, see below; repeatable")
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);
     app.add_option("--config", options.config_file, "The engine's configuration file")
-        ->type_name("FILE")
-        ->check(CLI::ExistingFile);
-    app.add_option("--format", raw->format,
-                   "Form of the results: text, json (one object for each "
-                   "file, on one line) or srt (subtitles)")
-        ->type_name("NAME")
-        ->capture_default_str()
-        ->check(CLI::IsMember({"text", "json", "srt"}));
+        ->check(CLI::Validator(CLI::ExistingFile).description(""))
+        ->type_name("FILE");
     app.add_option("--jobs,-j", options.jobs, "Files recognised at the same time, 1 to 64")
+        ->check(CLI::Range(1, 64).description(""))
         ->type_name("N")
-        ->capture_default_str()
-        ->check(CLI::Range(1, 64));
+        ->capture_default_str();
+}
+
+void DeclareAudio(CLI::App& app, RawOptions* raw) {
     app.add_option("--rate", raw->raw_rate,
-                   "Rate of raw 16-bit little-endian mono samples: of files named .raw or .pcm, "
-                   "and of standard input")
-        ->type_name("HZ")
-        ->check(CLI::Range(1000, 768000));
-    app.add_option("--chunk-ms", options.chunk_ms,
-                   "Real-time: milliseconds of audio sent at a time, 10 to 60000")
+                   "Rate of raw samples (16-bit little-endian mono): of files named .raw\n"
+                   "or .pcm, and of standard input")
+        ->check(CLI::Range(1000, 768000).description(""))
+        ->type_name("HZ");
+    app.add_option("--chunk-ms", raw->options.chunk_ms,
+                   "Real-time: audio sent at a time, 10 to 60000 milliseconds")
+        ->check(CLI::Range(10, 60000).description(""))
         ->type_name("MS")
-        ->capture_default_str()
-        ->check(CLI::Range(10, 60000));
-    app.add_flag("--pace", options.pace, "Real-time: send at the speed of speech, not faster");
-    app.add_flag("--verbose,-v", options.verbose,
+        ->capture_default_str();
+    app.add_flag("--pace", raw->options.pace, "Real-time: send at the speed of speech");
+}
+
+void DeclareOutput(CLI::App& app, RawOptions* raw) {
+    app.add_option("--format", raw->format,
+                   "Form of the results: text, json (an object for each file, on one\n"
+                   "line) or srt (subtitles of one file)")
+        ->check(CLI::IsMember({"text", "json", "srt"}).description(""))
+        ->type_name("NAME")
+        ->capture_default_str();
+    app.add_flag("--verbose,-v", raw->options.verbose,
                  "Also tell times, scores, durations and what the engine prints");
-    app.add_flag("--list", options.list, "List the engine's capabilities and end");
-    app.add_option("FILE", options.files, "Recordings")->type_name("");
+    app.add_flag("--list", raw->options.list, "List the engine's capabilities and end");
+    app.set_version_flag("--version", "orvx-recognize " ORVX_VERSION, "Print the version and end");
+    app.set_help_flag("--help,-h", "Print this help and end");
+    app.get_formatter()->column_width(26);
+    app.footer(Footer());
 }
 
 // Whether help or version was printed instead.
@@ -114,6 +122,12 @@ int LastNumber(const Options& options, Lexo_ParamKey key) {
     return found == options.parameters.rend() ? 0 : found->number;
 }
 
+void AddUnlessSet(Lexo_ParamKey key, const std::string& assignment, Options* options) {
+    if (!Sets(*options, key)) {
+        options->parameters.push_back(ParseParameter(assignment));
+    }
+}
+
 void ReadParameters(const RawOptions& raw, Options* options) {
     for (const std::string& assignment : raw.parameters) {
         options->parameters.push_back(ParseParameter(assignment));
@@ -124,11 +138,12 @@ void ReadParameters(const RawOptions& raw, Options* options) {
         }
         options->parameters.push_back(ParseParameter("stream_recog=" + raw.stream));
     }
-    if (!Sets(*options, LEXO_PARAM_AUDIOFORMAT)) {
-        options->parameters.push_back(ParseParameter("audio_format=pcm16k16bit"));
-    }
+    AddUnlessSet(LEXO_PARAM_AUDIOFORMAT, "audio_format=pcm16k16bit", options);
     options->audio_format = LastNumber(*options, LEXO_PARAM_AUDIOFORMAT);
-    FindAudioFormat(options->audio_format);
+    // The acoustic model that suits the audio: the engine's default is the 8 kHz one.
+    const bool is_wide = FindAudioFormat(options->audio_format).rate == 16000;
+    AddUnlessSet(LEXO_PARAM_PROPERTY_MODEL_TYPE,
+                 is_wide ? "property_model_type=16k" : "property_model_type=8k", options);
 }
 
 void CheckFiles(const Options& options) {
@@ -155,7 +170,10 @@ void CheckFiles(const Options& options) {
 std::optional<Options> ParseCommandLine(int argc, const char* const* argv) {
     CLI::App app(kDescription, "orvx-recognize");
     RawOptions raw;
-    Declare(app, &raw);
+    DeclareWork(app, &raw);
+    DeclareAudio(app, &raw);
+    DeclareOutput(app, &raw);
+    app.add_option("FILE", raw.options.files, "Recordings; \"-\" is standard input")->type_name("");
     if (Answered(app, argc, argv)) {
         return std::nullopt;
     }

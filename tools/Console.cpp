@@ -51,6 +51,7 @@ Console::Console(bool verbose)
       results_(Duplicate(STDOUT_FILENO)) {
     if (verbose) {
         ::dup2(STDERR_FILENO, STDOUT_FILENO);
+        std::setvbuf(stdout, nullptr, _IOLBF, 0);  // lines of the engine at their time, and whole
     } else {
         PointAtNothing(STDOUT_FILENO);
     }

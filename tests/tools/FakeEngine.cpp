@@ -231,7 +231,8 @@ Lexo_ErrCode orvx_proxy_Recognize(Lexo_Handle handle, const char* data, int byte
     session.is_busy = true;
     const Lexo_ErrCode code = Answer(lock, session, is_closing, status);
     session.is_busy = false;
-    if (is_closing || code == LEXO_ERR_NETWORK_FAILED) {
+    if (is_closing || code == LEXO_ERR_NETWORK_FAILED ||
+        code == LEXO_ERR_REALTIME_SESSION_TIMEOUT || code == LEXO_ERR_ALL_SESSION_BUSY) {
         session.calls = 0;
     }
     return code;

@@ -178,6 +178,8 @@ TEST_F(Tool, GoesOnAfterFilesThatFail) {
     EXPECT_FALSE(Json::parse(line).contains("error"));
     EXPECT_EQ(Json::parse(line).at("audio_seconds"), 0.5);
     EXPECT_FALSE(std::getline(lines, line));
+    // A session whose engine failed is not used again; one that heard no speech is.
+    EXPECT_EQ(Count("start "), 3) << Log();
     ExpectOrderlyEnd();
 }
 
@@ -192,11 +194,14 @@ TEST_F(Tool, StreamsInPiecesAndClosesTheUtterance) {
 }
 
 TEST_F(Tool, StopsAStreamAtTheFirstResultWhenOneIsWanted) {
-    const ToolResult result = Run({"--stream", "yes", "--chunk-ms", "50", Sound(1)},
-                                  {{"answers", {{"1", {{"texts", {"hi"}}, {"result_at", 2}}}}}});
-    EXPECT_EQ(result.out, "hi\n");
-    EXPECT_EQ(Count("bytes=1600 over=0"), 2) << Log();
-    ExpectOrderlyEnd();
+    for (const char* stream : {"yes", "yes-rt"}) {
+        const ToolResult result =
+            Run({"--stream", stream, "--chunk-ms", "50", Sound(1)},
+                {{"answers", {{"1", {{"texts", {"hi"}}, {"result_at", 2}}}}}});
+        EXPECT_EQ(result.out, "hi\n");
+        EXPECT_EQ(Count("bytes=1600 over=0"), 2) << Log();
+        ExpectOrderlyEnd();
+    }
 }
 
 TEST_F(Tool, JudgesAStreamByWhatWasHeard) {
@@ -204,20 +209,27 @@ TEST_F(Tool, JudgesAStreamByWhatWasHeard) {
         Json answer;
         int status;
         const char* told;
+        int closes;
     } cases[] = {
-        {{{"texts", {"hi"}}, {"error", 12}, {"error_at", 1}}, 0, ""},
-        {{{"error", 12}, {"error_at", 3}}, 1, "LEXO_ERR_NO_VOICE_INPUT"},
-        {Json::object(), 1, "the server sent no result"},
+        {{{"texts", {"hi"}}, {"error", 12}, {"error_at", 1}}, 0, "", 1},
+        {{{"error", 12}, {"error_at", 3}}, 1, "LEXO_ERR_NO_VOICE_INPUT", 1},
+        {Json::object(), 1, "the server sent no result", 1},
         {{{"texts", {"hi"}}, {"result_at", 1}, {"error", 13}, {"error_at", 2}},
          1,
-         "LEXO_ERR_RECOG_FAILED"},
-        {{{"error", 33}, {"error_at", 2}}, 1, "LEXO_ERR_REALTIME_SESSION_TIMEOUT"},
+         "LEXO_ERR_RECOG_FAILED",
+         1},
+        // The engine has closed the utterance itself: one more call would open a new one.
+        {{{"error", 32}, {"error_at", 2}}, 1, "LEXO_ERR_NETWORK_FAILED", 0},
+        {{{"error", 33}, {"error_at", 2}}, 1, "LEXO_ERR_REALTIME_SESSION_TIMEOUT", 0},
+        {{{"error", 34}, {"error_at", 1}}, 1, "LEXO_ERR_ALL_SESSION_BUSY", 0},
     };
     for (const auto& c : cases) {
         const ToolResult result =
             Run({"--stream", "continue", Sound(1)}, {{"answers", {{"1", c.answer}}}});
         EXPECT_EQ(result.status, c.status) << c.answer;
         EXPECT_NE(result.err.find(c.told), std::string::npos) << result.err;
+        EXPECT_EQ(Count("over=1"), c.closes) << c.answer;
+        ExpectOrderlyEnd();
     }
 }
 
@@ -278,6 +290,7 @@ TEST_F(Tool, EndsCleanlyOnInterruption) {
     EXPECT_NE(result.out.find("so far"), std::string::npos) << "the close's result is shown";
     EXPECT_NE(result.err.find("interrupted"), std::string::npos) << result.err;
     EXPECT_NE(result.err.find("2 of 2 files not recognised"), std::string::npos) << result.err;
+    EXPECT_EQ(result.err.find("2.wav"), std::string::npos) << "not begun any more";
     EXPECT_EQ(Count("bytes=3200"), 2) << Log();
     EXPECT_EQ(Count("over=1"), 1) << Log();
     EXPECT_EQ(Count("recording=2"), 0) << Log();
