@@ -29,6 +29,7 @@ Resampler::Resampler(int from_hz, int to_hz) : ratio_(static_cast<double>(to_hz)
 
 void Resampler::Process(std::span<const float> in, bool is_last, std::vector<float>* out) {
     constexpr std::size_t kSlack = 64;
+    static constexpr float kNothing = 0;  // a null pointer would be taken for "nothing to flush"
     bool is_done = false;
     while (!is_done) {
         const std::size_t former = out->size();
@@ -36,7 +37,7 @@ void Resampler::Process(std::span<const float> in, bool is_last, std::vector<flo
             static_cast<std::size_t>(static_cast<double>(in.size()) * ratio_) + kSlack;
         out->resize(former + room);
         SRC_DATA data{};
-        data.data_in = in.data();
+        data.data_in = in.empty() ? &kNothing : in.data();
         data.input_frames = static_cast<long>(in.size());
         data.data_out = out->data() + former;
         data.output_frames = static_cast<long>(room);
