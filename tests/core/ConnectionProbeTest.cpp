@@ -7,6 +7,7 @@
 
 #include "CapturedOutput.h"
 #include "FullListener.h"
+#include "ManyDescriptors.h"
 #include "ScriptedServer.h"
 #include "test_connection_state.h"
 
@@ -76,6 +77,15 @@ TEST(ConnectionProbeTest, AddressThatIsNone) {
         EXPECT_EQ(outcome.out, "");
         EXPECT_TRUE(outcome.err.starts_with("connect remote server fail.\n: ")) << outcome.err;
     }
+}
+
+TEST(ConnectionProbeTest, AmongThousandsOfDescriptors) {
+    const scripted::ScriptedServer server;
+    const ManyDescriptors descriptors;
+    ASSERT_TRUE(descriptors.AreHeld());
+    const Outcome outcome = Probe("127.0.0.1", server.Port());
+    EXPECT_EQ(outcome.result, 0);
+    EXPECT_EQ(outcome.out, kAccepted);
 }
 
 TEST(ConnectionProbeTest, LeavesNoSocketOpen) {

@@ -49,6 +49,16 @@ TEST(EngineInfoTest, UnknownTypeChangesNothing) {
     }
 }
 
+// A file's common numbers count even so; there is no buffer for its texts.
+TEST(EngineInfoTest, ConfigurationOfAnUnknownType) {
+    TestEngine engine(static_cast<Lexo_EngineType>(-1));
+    engine.Configure("[default]\nvad_head=7\nstream=1\nmode=1\nproperty_domain=bank\n");
+    EXPECT_EQ(engine.Number(LEXO_PARAM_VAD_HEAD), 7);
+    EXPECT_FALSE(engine.default_params.contains(LEXO_PARAM_STREAM));
+    EXPECT_FALSE(engine.default_params.contains(LEXO_PARAM_MODE));
+    EXPECT_STREQ(TextOf(engine.default_params[LEXO_PARAM_PROPERTY_DOMAIN]), "");
+}
+
 // A file that names every parameter; each engine type takes what it has.
 TEST(EngineInfoTest, ConfigurationChangesTheTypesOwnKeys) {
     const char* const file =

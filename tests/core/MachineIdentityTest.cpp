@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -91,8 +90,14 @@ TEST(MachineIdentityTest, ThisMachine) {
     EXPECT_TRUE(get_uuid(first));
     EXPECT_TRUE(get_uuid(second));
     EXPECT_EQ(first, second);
-    EXPECT_TRUE(std::regex_match(first, std::regex("(([0-9a-f]{2}-){5}[0-9a-f]{2})?0{15}")))
-        << first;
+    ASSERT_TRUE(first.ends_with(kCpu)) << first;
+    std::string address = first.substr(0, first.size() - kCpu.size());
+    for (char& character : address) {
+        character = (character >= '0' && character <= '9') || (character >= 'a' && character <= 'f')
+                        ? '0'
+                        : character;
+    }
+    EXPECT_TRUE(address.empty() || address == kZero) << first;
 }
 
 }  // namespace

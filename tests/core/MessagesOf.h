@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -14,21 +13,28 @@
 
 using Messages = std::vector<std::string>;
 
-// One entry for each line that `action` prints. The prefix "PID : (FILE:LINE) " is taken off where
-// it is well formed; a line that bypasses the log stays as it is.
+// The message of a log line: without the prefix "PID : (FILE.cpp:LINE) " of this process. A line
+// whose prefix is not well formed stays as it is.
+inline std::string MessageIn(const std::string& line) {
+    int process = 0;
+    int number = 0;
+    int prefix_bytes = 0;
+    std::sscanf(line.c_str(), "%d : (%*[A-Za-z_].cpp:%d)%n", &process, &number, &prefix_bytes);
+    const auto end = static_cast<std::size_t>(prefix_bytes);
+    const bool has_prefix =
+        end > 0 && process == ::getpid() && number > 0 && line.compare(end, 1, " ") == 0;
+    return has_prefix ? line.substr(end + 1) : line;
+}
+
+// One entry for each line that `action` prints; what bypasses the log has no prefix to take off.
 template <typename Action>
 Messages MessagesOf(const Action& action) {
     const scripted::CapturedOutput output(stdout);
     action();
-    static const std::regex prefix(R"((\d+) : \([A-Za-z_]+\.cpp:[1-9]\d*\) )");
     Messages messages;
     std::istringstream lines(output.Text());
     for (std::string line; std::getline(lines, line);) {
-        std::smatch match;
-        const bool has_prefix =
-            std::regex_search(line, match, prefix, std::regex_constants::match_continuous) &&
-            match[1] == std::to_string(::getpid());
-        messages.push_back(has_prefix ? std::string(match.suffix()) : line);
+        messages.push_back(MessageIn(line));
     }
     return messages;
 }

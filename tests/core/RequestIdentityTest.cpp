@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <climits>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -38,12 +37,15 @@ class RequestIdentityTest : public ::testing::Test {
 TEST(IdentityTest, SaysWhoAskedWhen) {
     Access::IdentifyIndex() = 17;
     const std::string identify = Access::NewIdentify();
-    const std::regex form("(\\d+)_(\\d+)_([0-9-]{10}T[0-9:]{8})_(\\d+),task=recognise");
-    std::smatch match;
-    ASSERT_TRUE(std::regex_match(identify, match, form)) << identify;
-    EXPECT_EQ(match[1], std::to_string(::getpid()));
-    EXPECT_EQ(match[2], std::to_string(::pthread_self()));
-    EXPECT_EQ(match[4], "17");
+    const std::string start =
+        std::to_string(::getpid()) + "_" + std::to_string(::pthread_self()) + "_";
+    const std::string end = "_17,task=recognise";
+    ASSERT_TRUE(identify.starts_with(start) && identify.ends_with(end)) << identify;
+    std::string time = identify.substr(start.size(), identify.size() - start.size() - end.size());
+    for (char& character : time) {
+        character = character >= '0' && character <= '9' ? '9' : character;
+    }
+    EXPECT_EQ(time, "9999-99-99T99:99:99");
     EXPECT_EQ(Access::IdentifyIndex(), 18);
 }
 

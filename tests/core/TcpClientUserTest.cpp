@@ -1,5 +1,9 @@
 // One client against peers that behave well, badly and not at all.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
 #include <sys/time.h>
 
 #include <chrono>
@@ -11,6 +15,7 @@
 #include "FrameCodec.h"
 #include "FullListener.h"
 #include "LexoMessage.pb.h"
+#include "ManyDescriptors.h"
 #include "MessageHeader.pb.h"
 #include "Reactions.h"
 #include "ScriptedServer.h"
@@ -204,10 +209,11 @@ TEST_F(TcpClientUserTest, RequestThatCannotBeSent) {
     EXPECT_EQ(Exchange("lost", kPatience, std::size_t{32} << 20), kTcpErrorSend);
 }
 
-TEST_F(TcpClientUserTest, PeerThatDoesNotRead) {
-    server_.OnConnect([](scripted::Connection& connection) { connection.Pause(1min); });
+TEST_F(TcpClientUserTest, PeerThatStopsReading) {
+    server_.Then(scripted::Sequence({scripted::Answer(), scripted::Pause(1min)}));
+    EXPECT_EQ(Exchange("first"), kTcpOK);
     const auto start = steady_clock::now();
-    EXPECT_EQ(Exchange("stuck", 150, std::size_t{32} << 20), kTcpErrorTimeOut);
+    EXPECT_EQ(Exchange("stuck", 150, std::size_t{16} << 20), kTcpErrorTimeOut);
     EXPECT_GE(steady_clock::now() - start, 150ms);
     EXPECT_LT(steady_clock::now() - start, 3s);
 }
@@ -260,6 +266,45 @@ TEST_F(TcpClientUserTest, LateAnswer) {
     EXPECT_EQ(Exchange("next"), kTcpOK);
     EXPECT_EQ(Answered(), "next");
     EXPECT_EQ(LastConnection(), 1);
+}
+
+TEST_F(TcpClientUserTest, AmongThousandsOfDescriptors) {
+    const ManyDescriptors descriptors;
+    ASSERT_TRUE(descriptors.AreHeld());
+    EXPECT_EQ(Exchange("many"), kTcpOK);
+    EXPECT_EQ(Answered(), "many");
+}
+
+// The descriptor that is connected to this port of the loopback interface, or -1.
+int SocketTo(int port) {
+    for (int fd = 3; fd < 1000; ++fd) {
+        sockaddr_in peer{};
+        socklen_t length = sizeof peer;
+        if (::getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &length) == 0 &&
+            peer.sin_family == AF_INET && ntohs(peer.sin_port) == port) {
+            return fd;
+        }
+    }
+    return -1;
+}
+
+// A peer that died without a word is noticed long before the time-out of an exchange.
+TEST_F(TcpClientUserTest, SocketOptions) {
+    ASSERT_EQ(Exchange(), kTcpOK);
+    const int fd = SocketTo(server_.Port());
+    ASSERT_GE(fd, 0);
+    EXPECT_NE(::fcntl(fd, F_GETFD) & FD_CLOEXEC, 0);
+    const struct {
+        int level, name, value;
+    } options[] = {{SOL_SOCKET, SO_KEEPALIVE, 1},          {IPPROTO_TCP, TCP_KEEPIDLE, 10},
+                   {IPPROTO_TCP, TCP_KEEPINTVL, 5},        {IPPROTO_TCP, TCP_KEEPCNT, 3},
+                   {IPPROTO_TCP, TCP_USER_TIMEOUT, 25000}, {IPPROTO_TCP, TCP_NODELAY, 1}};
+    for (const auto& option : options) {
+        int value = 0;
+        socklen_t length = sizeof value;
+        EXPECT_EQ(::getsockopt(fd, option.level, option.name, &value, &length), 0);
+        EXPECT_EQ(value, option.value) << option.name;
+    }
 }
 
 TEST_F(TcpClientUserTest, ConnectionEndsWithTheClient) {
