@@ -22,7 +22,7 @@ struct Row {
 constexpr Row kRows[] = {
     ORVX_ERROR_ROW(LEXO_ERR_NONE, "success"),
     ORVX_ERROR_ROW(LEXO_ERR_PARAM_INVALID, "an argument or a value was refused"),
-    ORVX_ERROR_ROW(LEXO_ERR_NOT_SUPPORT, "the capability does not offer this"),
+    ORVX_ERROR_ROW(LEXO_ERR_NOT_SUPPORT, "the capability, or the server, does not offer this"),
     ORVX_ERROR_ROW(LEXO_ERR_NOT_INIT, "the engine was not started"),
     ORVX_ERROR_ROW(LEXO_ERR_ALREADY_INIT, "the engine was started before"),
     ORVX_ERROR_ROW(LEXO_ERR_INIT_FAILED, "the engine's configuration file cannot be read"),

@@ -1,5 +1,6 @@
 // JSON for programs. The fields are those of the public records, in lower case and in their order;
 // nothing is renamed or left out, so that a reader of the library's header knows the format.
+#include <cmath>
 #include <nlohmann/json.hpp>
 #include <string_view>
 
@@ -191,6 +192,11 @@ Json ErrorJson(const Failure& failure) {
     return {{"name", name.empty() ? Json(nullptr) : Json(name)}, {"meaning", failure.meaning}};
 }
 
+// Milliseconds are as exact as a clock that other programs share can be read.
+double ToMilliseconds(double seconds) {
+    return std::round(seconds * 1000) / 1000;
+}
+
 class JsonFormatter : public ResultFormatter {
   public:
     explicit JsonFormatter(const FileContext& context) : context_(context) {}
@@ -204,7 +210,7 @@ class JsonFormatter : public ResultFormatter {
         Json object = {{"file", context_.file},
                        {"capability", context_.capability},
                        {"audio_seconds", outcome.audio_seconds},
-                       {"elapsed_seconds", outcome.elapsed_seconds},
+                       {"elapsed_seconds", ToMilliseconds(outcome.elapsed_seconds)},
                        {"results", std::move(results_)}};
         if (outcome.failure) {
             object["error"] = ErrorJson(*outcome.failure);

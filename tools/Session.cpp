@@ -16,6 +16,11 @@ constexpr std::intptr_t kStreamNo = 0;
 constexpr std::intptr_t kStreamYes = 1;
 constexpr std::intptr_t kStreamYesRt = 4;
 
+// The value of LEXO_PARAM_MODE that makes an analysis real-time.
+constexpr std::intptr_t kModeOnline = 1;
+
+constexpr std::string_view kAnalysis = "asr.cloud.analysis";
+
 std::string Refusal(const std::string& capability, const ParameterSetting& setting,
                     Lexo_ErrCode code) {
     const std::string name(setting.name);
@@ -70,12 +75,20 @@ std::optional<std::intptr_t> Session::Number(Lexo_ParamKey key) const {
 }
 
 StreamMode Session::Mode() const {
-    const std::intptr_t stream = Number(LEXO_PARAM_STREAM).value_or(kStreamNo);
-    if (stream == kStreamYes || stream == kStreamYesRt) {
-        return StreamMode::kSingle;
+    // Each capability is asked for its own parameter only: the engine logs any other as an error.
+    if (capability_ == kAnalysis) {
+        return Number(LEXO_PARAM_MODE) == kModeOnline ? StreamMode::kContinuous
+                                                      : StreamMode::kOneShot;
     }
-    const bool is_online = Number(LEXO_PARAM_MODE).value_or(0) == 1;
-    return stream != kStreamNo || is_online ? StreamMode::kContinuous : StreamMode::kOneShot;
+    switch (Number(LEXO_PARAM_STREAM).value_or(kStreamNo)) {
+        case kStreamNo:
+            return StreamMode::kOneShot;
+        case kStreamYes:
+        case kStreamYesRt:
+            return StreamMode::kSingle;
+        default:
+            return StreamMode::kContinuous;
+    }
 }
 
 Lexo_ErrCode Session::Recognize(std::string_view audio, const ResultHandler& on_result) {

@@ -3,8 +3,8 @@
 // the value of its first sample. The fake also watches the host: it holds the rules of the
 // interface, and logs the calls.
 //
-// ORVX_FAKE_SCRIPT  a JSON file: {"init": code, "unsupported": [parameter keys],
-//                   "answers": {"<first sample>": answer}}, where an answer has, all optional:
+// ORVX_FAKE_SCRIPT  a JSON file: {"init": code, "answers": {"<first sample>": answer}}, where an
+//                   answer has, all optional:
 //                     "error": code, "error_at": number of the call, from 1 (default 1)
 //                     "texts": [text of each segment], "result_at": number of the call; 0 (the
 //                              default) is the closing call, and any call of one-shot work
@@ -37,8 +37,9 @@ namespace {
 using Json = nlohmann::json;
 
 struct Session {
-    std::intptr_t stream = 0;  // LEXO_PARAM_STREAM
-    bool is_busy = false;      // inside Recognize
+    Lexo_ParamKey realtime_key = LEXO_PARAM_STREAM;  // of STREAM and MODE, the one it has
+    std::intptr_t realtime = 0;                      // and its value
+    bool is_busy = false;                            // inside Recognize
     bool holds_result = false;
     int calls = 0;  // of the open utterance
     std::string recording;
@@ -194,7 +195,8 @@ Lexo_ErrCode orvx_proxy_SessionStart(const char* capability, Lexo_Handle* handle
     Fake& fake = TheFake();
     const std::lock_guard lock(fake.mutex);
     *handle = reinterpret_cast<Lexo_Handle>(fake.next_handle++);
-    fake.sessions[*handle];
+    const bool is_analysis = std::string(capability) == "asr.cloud.analysis";
+    fake.sessions[*handle].realtime_key = is_analysis ? LEXO_PARAM_MODE : LEXO_PARAM_STREAM;
     Log("start " + std::string(capability) + " " + Number(*handle));
     return LEXO_ERR_NONE;
 }
@@ -220,7 +222,7 @@ Lexo_ErrCode orvx_proxy_Recognize(Lexo_Handle handle, const char* data, int byte
     if (session.holds_result) {
         return LEXO_ERR_RESULT_NOT_FREE;
     }
-    const bool is_closing = session.stream == 0 || is_over == 1;
+    const bool is_closing = session.realtime == 0 || is_over == 1;
     if (session.calls == 0) {
         session.recording = FirstSample(data, bytes);
     }
@@ -261,23 +263,20 @@ Lexo_ErrCode orvx_proxy_SetParam(Lexo_Handle handle, Lexo_ParamKey key, Lexo_Par
     Log("set " + Number(handle) + " " + std::to_string(key) + "=" +
         (is_text ? static_cast<const char*>(value) : Number(value)));
     const std::lock_guard lock(TheFake().mutex);
-    const Json unsupported = TheFake().script.value("unsupported", Json::array());
-    if (std::find(unsupported.begin(), unsupported.end(), static_cast<int>(key)) !=
-        unsupported.end()) {
+    Session& session = TheFake().sessions.at(handle);
+    if (key == session.realtime_key) {
+        session.realtime = reinterpret_cast<std::intptr_t>(value);
+    } else if (key == LEXO_PARAM_STREAM || key == LEXO_PARAM_MODE) {
         return LEXO_ERR_NOT_SUPPORT;
-    }
-    if (key == LEXO_PARAM_STREAM) {
-        TheFake().sessions.at(handle).stream = reinterpret_cast<std::intptr_t>(value);
     }
     return LEXO_ERR_NONE;
 }
 
 Lexo_ErrCode orvx_proxy_GetParam(Lexo_Handle handle, Lexo_ParamKey key, Lexo_ParamValue* value) {
     const std::lock_guard lock(TheFake().mutex);
-    if (key != LEXO_PARAM_STREAM) {
-        return LEXO_ERR_NOT_SUPPORT;
-    }
-    *value = reinterpret_cast<Lexo_ParamValue>(TheFake().sessions.at(handle).stream);
+    const Session& session = TheFake().sessions.at(handle);
+    Demand(key == session.realtime_key, "reads no parameter that would fill the log with errors");
+    *value = reinterpret_cast<Lexo_ParamValue>(session.realtime);
     return LEXO_ERR_NONE;
 }
 

@@ -193,6 +193,14 @@ TEST_F(Tool, StreamsInPiecesAndClosesTheUtterance) {
     ExpectOrderlyEnd();
 }
 
+TEST_F(Tool, StreamsAnOnlineAnalysisToo) {
+    Run({"--capability", "analysis", "--param", "analysis_mode=online", Sound(1)});
+    EXPECT_EQ(Count("bytes=3200 over=0"), 5) << Log();
+    Run({"--capability", "analysis", Sound(1)});
+    EXPECT_EQ(Count("bytes=16000 over=0"), 1) << Log();
+    ExpectOrderlyEnd();
+}
+
 TEST_F(Tool, StopsAStreamAtTheFirstResultWhenOneIsWanted) {
     for (const char* stream : {"yes", "yes-rt"}) {
         const ToolResult result =
@@ -280,6 +288,18 @@ TEST_F(Tool, SetsTheParametersOfEverySession) {
     EXPECT_EQ(Count("bytes=4000"), 2) << Log();
     Run({Sound(1)});
     EXPECT_EQ(Count(" 4=6\n"), 1) << Log();
+}
+
+TEST_F(Tool, ShowsProgressOnATerminalOnly) {
+    const std::vector<std::string> arguments = {"--stream", "continue", Sound(1), Sound(2)};
+    const Json answer = {{"texts", {"hi"}}, {"delay_ms", 150}};
+    const Json script = {{"answers", {{"1", answer}, {"2", answer}}}};
+    EXPECT_EQ(Run(arguments, script).err, "");
+    run_.has_terminal = true;
+    const ToolResult result = Run(arguments, script);
+    EXPECT_NE(result.err.find(" %  1 of 2 files"), std::string::npos) << result.err;
+    EXPECT_TRUE(result.err.ends_with("\r\033[K")) << "the bar is erased at the end";
+    EXPECT_EQ(result.out.find('['), std::string::npos);
 }
 
 TEST_F(Tool, EndsCleanlyOnInterruption) {

@@ -6,8 +6,12 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <stdexcept>
 
 #include "TempDir.h"
+#include "UniqueFd.h"
+
+using recognize::UniqueFd;
 
 namespace {
 
@@ -40,22 +44,47 @@ void Redirect(const std::string& path, int flags, int target) {
     ::_exit(127);
 }
 
+// The controlling side of a new terminal.
+UniqueFd OpenTerminal() {
+    UniqueFd terminal(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+    if (!terminal || ::grantpt(terminal.Get()) != 0 || ::unlockpt(terminal.Get()) != 0) {
+        throw std::runtime_error("no terminal");
+    }
+    return terminal;
+}
+
+// What is shown on the terminal until its last writer has gone.
+std::string ReadTerminal(int terminal) {
+    std::string shown;
+    char block[1024];
+    for (ssize_t count; (count = ::read(terminal, block, sizeof block)) > 0;) {
+        shown.append(block, static_cast<std::size_t>(count));
+    }
+    return shown;
+}
+
 }  // namespace
 
 ToolResult RunTool(const ToolRun& run) {
     const TempDir dir;
     const std::string out = run.output_file.empty() ? dir.Write("out", "") : run.output_file;
-    const std::string err = dir.Write("err", "");
+    const UniqueFd terminal = run.has_terminal ? OpenTerminal() : UniqueFd();
+    const std::string err = terminal ? ::ptsname(terminal.Get()) : dir.Write("err", "");
     const pid_t pid = ::fork();
     if (pid == 0) {
         BecomeTool(run, out, err);
     }
+    ToolResult result;
+    if (terminal) {
+        result.err = ReadTerminal(terminal.Get());
+    }
     int status = 0;
     while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
     }
-    ToolResult result;
     result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     result.out = run.output_file.empty() ? ReadAll(out) : "";
-    result.err = ReadAll(err);
+    if (!terminal) {
+        result.err = ReadAll(err);
+    }
     return result;
 }

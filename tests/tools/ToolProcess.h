@@ -9,7 +9,8 @@ struct ToolRun {
     std::vector<std::string> arguments;
     std::map<std::string, std::string> environment;
     std::string input_file = "/dev/null";
-    std::string output_file;  // empty: what is written is returned in ToolResult::out
+    bool has_terminal = false;  // standard error is one
+    std::string output_file;    // empty: what is written is returned in ToolResult::out
 };
 
 struct ToolResult {
