@@ -30,7 +30,7 @@ struct DecoderPool::Job {
     std::size_t decoded = 0;  // samples that the leased decoder has had
     bool is_complete = false;
     bool is_cancelled = false;
-    bool has_failed = false;  // while it was open: it is begun anew when it is complete
+    bool has_failed = false;  // once; it is begun anew when it is complete
     bool has_lease = false;
     Clock::time_point last_fed = Clock::now();
     Done done;
@@ -178,8 +178,7 @@ void DecoderPool::FinishJob(Worker* worker, Lock* lock) {
 
 void DecoderPool::Fail(Worker* worker, Lock* lock, const char* what) {
     const JobHandle job = worker->task;
-    if (job->is_complete) return Deliver(worker, lock, {{}, what});
-    job->has_failed = true;
+    if (std::exchange(job->has_failed, true)) return Deliver(worker, lock, {{}, what});
     TakeLease(worker);
 }
 
@@ -250,7 +249,12 @@ void DecoderPool::TakeLease(Worker* worker) {
     const JobHandle job = std::exchange(worker->lease, nullptr);
     job->has_lease = false;
     job->decoded = 0;
-    if (!job->is_cancelled) open_.push_back(job);
+    if (job->is_cancelled) return;
+    if (job->is_complete) {
+        QueueComplete(job);
+    } else {
+        open_.push_back(job);
+    }
 }
 
 // An idle worker without a lease, or else the one whose lease was fed longest ago, before the given

@@ -5,6 +5,7 @@
 #include <asio/ip/address.hpp>
 #include <charconv>
 #include <filesystem>
+#include <sstream>
 #include <thread>
 
 namespace orvx {
@@ -59,71 +60,101 @@ CLI::Validator IsEndpoint() {
             return ParseEndpoint(text) ? std::string()
                                        : "must be ADDRESS:PORT, such as 127.0.0.1:8800 or [::1]:0";
         },
-        "ADDRESS:PORT");
+        "");
 }
 
-CLI::Range Between(double low, double high) {
-    return CLI::Range(low, high);
+// CLI11's own range lets "nan" pass.
+CLI::Validator IsBetween(double low, double high) {
+    return CLI::Validator(
+        [low, high](const std::string& text) {
+            double value = 0;
+            const char* const end = text.data() + text.size();
+            const auto [rest, error] = std::from_chars(text.data(), end, value);
+            if (error == std::errc() && rest == end && value >= low && value <= high)
+                return std::string();
+            std::ostringstream message;
+            message.precision(12);
+            message << "must be a number from " << low << " to " << high;
+            return message.str();
+        },
+        "");
 }
+
+// Adds options of one group of the help text.
+class Group {
+  public:
+    Group(CLI::App* app, const char* name) : app_(app), name_(name) {}
+
+    template <typename Value>
+    CLI::Option* Add(const char* option, Value* value, const char* type, const char* help) {
+        return app_->add_option(option, *value, help)->type_name(type)->group(name_);
+    }
+    template <typename Value>
+    void AddNumber(const char* option, Value* value, double low, double high, const char* type,
+                   const char* help) {
+        Add(option, value, type, help)->check(IsBetween(low, high));
+    }
+    void AddFlag(const char* option, bool* value, const char* help) {
+        app_->add_flag(option, *value, help)->group(name_);
+    }
+
+  private:
+    CLI::App* const app_;
+    const std::string name_;
+};
+
+constexpr double kLongestTimeout = 1e6;
+constexpr double kShortestTimeout = 0.001;
 
 void AddServing(CLI::App* app, RawOptions* raw) {
-    app->add_option("--listen", raw->listen, "Address and port; port 0 picks a free one")
-        ->check(IsEndpoint())
-        ->group("Serving");
-    app->add_option("--port-file", raw->port_file,
-                    "File to write the port to when the server is ready")
-        ->group("Serving");
-    app->add_option("--drain-timeout", raw->drain_timeout,
-                    "Seconds that running requests get to finish after SIGTERM or SIGINT")
-        ->check(Between(0, 3600))
-        ->group("Serving");
-    app->add_option("--log-config", raw->log_config,
-                    "log4cxx XML file; default: conf/orvx-server_log.xml as installed")
-        ->check(CLI::ExistingFile)
-        ->group("Serving");
-    app->add_flag("--verbose", raw->is_verbose, "Show the engine's own messages")->group("Serving");
+    Group group(app, "Serving");
+    group.Add("--listen", &raw->listen, "ADDRESS:PORT", "Where to listen; port 0 picks a free one")
+        ->check(IsEndpoint());
+    group.Add("--port-file", &raw->port_file, "FILE", "Gets the port when the server is ready");
+    group.AddNumber("--drain-timeout", &raw->drain_timeout, 0, kLongestTimeout, "SECONDS",
+                    "For running requests to finish after SIGTERM or SIGINT");
+    group
+        .Add("--log-config", &raw->log_config, "FILE",
+             "log4cxx XML; without it: orvx-server_log.xml as installed")
+        ->check(CLI::ExistingFile);
+    group.AddFlag("--verbose", &raw->is_verbose, "Show the engine's own messages");
 }
 
 void AddRecognition(CLI::App* app, RawOptions* raw) {
-    app->add_option("--workers", raw->workers,
-                    "Decoders, some 100 MB of memory each; default: one for each processor")
-        ->check(Between(1, 256))
-        ->group("Recognition");
-    app->add_option("--model-dir", raw->model_dir,
-                    "Folder with en-us (acoustic model), en-us.lm.bin and cmudict-en-us.dict")
-        ->group("Recognition");
-    app->add_option("--acoustic-model", raw->acoustic_model, "Folder, in place of the former's")
-        ->group("Recognition");
-    app->add_option("--language-model", raw->language_model, "File, in place of the former's")
-        ->group("Recognition");
-    app->add_option("--dictionary", raw->dictionary, "File, in place of the former's")
-        ->group("Recognition");
-    app->add_option("--nbest", raw->nbest, "Most sentences of a segment where nbest_result is yes")
-        ->check(Between(1, 100))
-        ->group("Recognition");
+    Group group(app, "Recognition");
+    group.AddNumber("--workers", &raw->workers, 1, 256, "N",
+                    "Decoders, some 100 MB of memory each; without it: one for each processor");
+    group.Add("--model-dir", &raw->model_dir, "FOLDER",
+              "With en-us (acoustic model), en-us.lm.bin and cmudict-en-us.dict");
+    group.Add("--acoustic-model", &raw->acoustic_model, "FOLDER", "In place of the former's");
+    group.Add("--language-model", &raw->language_model, "FILE", "In place of the former's");
+    group.Add("--dictionary", &raw->dictionary, "FILE", "In place of the former's");
+    group.AddNumber("--nbest", &raw->nbest, 1, 100, "N",
+                    "Most sentences of a segment where nbest_result is yes");
 }
 
 void AddLimits(CLI::App* app, RawOptions* raw) {
-    const auto add = [app](const char* name, auto* value, double low, double high,
-                           const char* help) {
-        app->add_option(name, *value, help)->check(Between(low, high))->group("Limits");
+    Group group(app, "Limits");
+    const auto timeout = [&group](const char* option, double* value, const char* help) {
+        group.AddNumber(option, value, kShortestTimeout, kLongestTimeout, "SECONDS", help);
     };
-    add("--max-connections", &raw->max_connections, 1, 100000, "Connections open at once");
-    add("--max-frame-bytes", &raw->max_frame_bytes, 1, 1 << 30, "Largest request");
-    add("--max-received-bytes", &raw->max_received_bytes, 1, 1e12,
-        "Bytes of large requests (above 64 KiB) that are received or served, all together");
-    add("--idle-timeout", &raw->idle_timeout, 0.001, 1e6, "Seconds between two requests");
-    add("--read-timeout", &raw->read_timeout, 0.001, 1e6, "Seconds for a request to arrive");
-    add("--write-timeout", &raw->write_timeout, 0.001, 1e6, "Seconds for an answer to be taken");
-    add("--max-utterances", &raw->max_utterances, 1, 1000000,
-        "Real-time utterances open at once; each takes 0.5 MB, and 2 MB more for a minute's "
-        "speech");
-    add("--utterance-idle-timeout", &raw->utterance_idle_timeout, 0.001, 1e6,
-        "Seconds without a chunk after which a real-time utterance is given up");
-    add("--max-request-seconds", &raw->max_request_seconds, 1, 86400,
-        "Seconds of audio in one recording or chunk");
-    add("--max-utterance-seconds", &raw->max_utterance_seconds, 1, 86400,
-        "Seconds of audio in one real-time utterance");
+    group.AddNumber("--max-connections", &raw->max_connections, 1, 100000, "N", "Open at once");
+    group.AddNumber("--max-frame-bytes", &raw->max_frame_bytes, 1, 1 << 30, "BYTES",
+                    "Largest request");
+    group.AddNumber("--max-received-bytes", &raw->max_received_bytes, 1, 1e12, "BYTES",
+                    "Of all requests above 64 KiB that are being received or served");
+    timeout("--idle-timeout", &raw->idle_timeout, "From one request to the next");
+    timeout("--read-timeout", &raw->read_timeout, "For a request to arrive, from its first byte");
+    timeout("--write-timeout", &raw->write_timeout, "For an answer to be taken");
+    group.AddNumber("--max-utterances", &raw->max_utterances, 1, 1000000, "N",
+                    "Real-time utterances open at once; each takes 0.5 MB, and up to 2 MB more for "
+                    "a minute of speech");
+    timeout("--utterance-idle-timeout", &raw->utterance_idle_timeout,
+            "Without a chunk, until a real-time utterance is given up");
+    group.AddNumber("--max-request-seconds", &raw->max_request_seconds, 1, 86400, "SECONDS",
+                    "Of audio in one recording or chunk");
+    group.AddNumber("--max-utterance-seconds", &raw->max_utterance_seconds, 1, 86400, "SECONDS",
+                    "Of audio in one real-time utterance");
 }
 
 std::chrono::milliseconds Seconds(double seconds) {

@@ -85,11 +85,11 @@ void SpeechSegmenter::Begin(std::size_t first_frame) {
     held_.erase(held_.begin(), held_.begin() + static_cast<std::ptrdiff_t>(dropped));
     held_from_ += static_cast<std::int64_t>(dropped * kFrameSamples);
     is_in_speech_ = true;
-    has_heard_speech_ = true;
     recent_activity_ = 0;
     silent_ms_ = 0;
     delivered_ms_ = 0;
     sink_->OnSpeechBegin(held_from_);
+    has_heard_speech_ = true;
     // The held frames run through the rules for frames within speech, like those that follow.
     std::deque<Frame> replay = std::exchange(held_, {});
     while (!replay.empty() && is_in_speech_) {

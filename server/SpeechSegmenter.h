@@ -47,7 +47,7 @@ class SpeechSegmenter {
     void Finish();
 
     bool IsInSpeech() const { return is_in_speech_; }
-    // Whether any stretch has begun so far.
+    // Whether any stretch has begun so far; false yet while the first one is announced.
     bool HasHeardSpeech() const { return has_heard_speech_; }
     // Length of all that was taken.
     std::int64_t Samples() const { return taken_; }

@@ -13,8 +13,10 @@ constexpr std::size_t kDecodedAtOnceBytes = std::size_t{32} << 10;
 // How much of a stream's speech the engine adapts to before it begins to decode. More makes the end
 // of a short stretch wait for all of its decoding, less costs words.
 constexpr std::size_t kStreamOpeningSamples = std::size_t{3} * kSampleRateHz;
-// From the first sound of speech until it counts as speech.
+// How long the detector takes from the first sound of speech until it is sure, and in the first
+// seconds of a stream, while it does not know the background yet.
 constexpr int kDetectionMs = 150;
+constexpr int kFirstDetectionMs = 1750;
 
 std::uint64_t NextId() {
     static std::atomic<std::uint64_t> last_id{0};
@@ -148,13 +150,19 @@ void Utterance::PushSamples() {
     }
 }
 
-// How much more may come until the silence before the first speech is too long; empty when there is
-// no such limit (any more).
-std::optional<std::size_t> Utterance::SamplesToSilenceLimit() const {
+// The silence before the first speech is limited, but for continuous streams.
+bool Utterance::IsSilenceLimited() const {
     const bool is_continuous = !is_recording_ && !EndsAtFirstResult();
-    if (is_continuous || segmenter_.HasHeardSpeech()) return std::nullopt;
-    const std::int64_t limit = std::int64_t{parameters_.vad_head_ms + kDetectionMs} * kSamplesPerMs;
-    return static_cast<std::size_t>(std::max(std::int64_t{0}, limit - segmenter_.Samples()));
+    return !is_continuous && !segmenter_.HasHeardSpeech();
+}
+
+// How much more may come until it is certain that no speech began in time; empty when there is no
+// such limit (any more).
+std::optional<std::size_t> Utterance::SamplesToSilenceLimit() const {
+    if (!IsSilenceLimited()) return std::nullopt;
+    const int limit_ms = std::max(parameters_.vad_head_ms + kDetectionMs, kFirstDetectionMs);
+    const std::int64_t left = std::int64_t{limit_ms} * kSamplesPerMs - segmenter_.Samples();
+    return static_cast<std::size_t>(std::max(std::int64_t{0}, left));
 }
 
 bool Utterance::EndsAtFirstResult() const {
@@ -163,6 +171,10 @@ bool Utterance::EndsAtFirstResult() const {
 
 void Utterance::OnSpeechBegin(std::int64_t first_sample) {
     open_start_ms_ = ToMs(first_sample);
+    if (IsSilenceLimited() && open_start_ms_ > parameters_.vad_head_ms) {
+        is_ended_ = true;
+        return;
+    }
     const std::size_t opening =
         is_recording_ ? std::numeric_limits<std::size_t>::max() : kStreamOpeningSamples;
     open_job_ = decoders_->Open(
@@ -170,10 +182,11 @@ void Utterance::OnSpeechBegin(std::int64_t first_sample) {
 }
 
 void Utterance::OnSpeech(std::span<const std::int16_t> samples) {
-    speech_.insert(speech_.end(), samples.begin(), samples.end());
+    if (open_job_) speech_.insert(speech_.end(), samples.begin(), samples.end());
 }
 
 void Utterance::OnSpeechEnd(std::int64_t end_sample) {
+    if (!open_job_) return;
     FlushSpeech();
     const std::uint64_t number = first_stretch_ + stretches_.size();
     stretches_.push_back({open_start_ms_, ToMs(end_sample), open_job_, std::nullopt});

@@ -96,6 +96,7 @@ class Utterance : public std::enable_shared_from_this<Utterance>, private Speech
     bool EndsAtFirstResult() const;
     bool MustWait() const;
     void OnResult(std::uint64_t stretch, const JobResult& result);
+    bool IsSilenceLimited() const;
     std::optional<std::size_t> SamplesToSilenceLimit() const;
     void AnswerChunk();
     Outcome SummariseChunk();

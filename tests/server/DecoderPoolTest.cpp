@@ -73,9 +73,9 @@ TEST(DecoderPoolTest, StartsWithTheOpeningOrWithAllThereIs) {
 TEST(DecoderPoolTest, TheLastSliceMayBeShort) {
     FakeEngine engine;
     DecoderPool pool(engine.Factory(), 1);
-    EXPECT_EQ(Text(Await(Close(&pool, Speak(&pool, kSecond / 2 - 1)))), "");
-    EXPECT_EQ(Text(Await(Close(&pool, Speak(&pool, kSecond / 2)))), "word");
-    EXPECT_EQ(engine.SamplesFed(), kSecond - 1);
+    EXPECT_EQ(Text(Await(Close(&pool, Speak(&pool, kSecond - 1)))), "");
+    EXPECT_EQ(Text(Await(Close(&pool, Speak(&pool, kSecond)))), "word");
+    EXPECT_EQ(engine.SamplesFed(), 2 * kSecond - 1);
     EXPECT_EQ(Text(Await(Close(&pool, Speak(&pool, 0)))), "");
 }
 

@@ -9,7 +9,7 @@
 namespace orvx::test {
 namespace {
 
-constexpr std::size_t kSamplesPerWord = 8000;
+constexpr std::size_t kSamplesPerWord = 16000;
 
 }  // namespace
 
@@ -64,7 +64,7 @@ class FakeEngine::FakeRecogniser : public Recogniser {
         RecognisedSentence sentence{text, 50, {}};
         for (std::size_t at = 0; at < text.size(); at += 5) {
             const int word = static_cast<int>(at / 5);
-            sentence.words.push_back({word * 500, word * 500 + 500, 50, at, 4});
+            sentence.words.push_back({word * 1000, word * 1000 + 1000, 50, at, 4});
         }
         return std::vector(max_sentences, sentence);
     }

@@ -1,5 +1,5 @@
-// An engine that hears a word for every half second of a stretch: what a test's audio is recognised
-// as can be told from its length alone. Tests hold it up, make it fail and see what it was asked.
+// An engine that hears a word for every second of a stretch: what a test's audio is recognised as
+// can be told from its length alone. Tests hold it up, make it fail and see what it was asked.
 #pragma once
 
 #include <condition_variable>
@@ -38,7 +38,7 @@ class FakeEngine {
     std::size_t LongestOpening() const;
     std::vector<std::string> Finished() const;  // the texts, in the order they were finished
 
-    // The text of a stretch of so many samples; "" below half a second.
+    // The text of a stretch of so many samples; "" below a second.
     static std::string Text(std::size_t samples);
 
   private:

@@ -110,6 +110,15 @@ Samples Noise(int ms, double level_db) {
     return samples;
 }
 
+Samples Syllables(int ms) {
+    Samples samples = Noise(ms, -20);
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        const std::size_t ms_in_pair = i / 16 % 250;
+        if (ms_in_pair >= 90 && ms_in_pair < 160) samples[i] = 0;
+    }
+    return samples;
+}
+
 Samples Join(std::initializer_list<Samples> parts) {
     Samples all;
     for (const Samples& part : parts) all.insert(all.end(), part.begin(), part.end());

@@ -26,6 +26,8 @@ std::vector<Recording> BookSentences();
 Samples Load(const std::string& file);
 Samples Silence(int ms);
 Samples Noise(int ms, double level_db);  // white, dB relative to full scale
+// What the speech detector takes for speech, unlike steady noise: loud bursts, eight a second.
+Samples Syllables(int ms);
 Samples Join(std::initializer_list<Samples> parts);
 Samples Mix(Samples a, const Samples& b);  // as long as `a`
 double LevelDb(const Samples& samples);
