@@ -287,6 +287,16 @@ TEST_F(FailureTest, TheLengthOfTheAnswerMayLeaveBytesOut) {
     EXPECT_EQ(session.Recognize(), (Outcome{LEXO_ERR_NONE, 0}));
 }
 
+TEST_F(FailureTest, AnAnswerToAnEarlierRequestIsRefused) {
+    Session session("freetalk");
+    ASSERT_EQ(session.Recognize(), (Outcome{LEXO_ERR_NONE, 0}));
+    const std::string earlier = server_.LastRequest().inner.identify();
+    server_.Then(OtherIdentity(earlier));
+    EXPECT_EQ(session.Recognize(), (Outcome{LEXO_ERR_ENGINE_FAILED, 1}));
+    server_.Then(Answer(Echo([](LexoResponseMessage& m) { m.mutable_identify()->back() = 'E'; })));
+    EXPECT_EQ(session.Recognize(), (Outcome{LEXO_ERR_ENGINE_FAILED, 1})) << "one letter differs";
+}
+
 TEST_F(FailureTest, TheStatusIsTheServersOnGoodAnswers) {
     struct Case {
         int error;

@@ -2,6 +2,7 @@
 // bad while idle.
 #include <chrono>
 #include <future>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -24,26 +25,29 @@ class PoolTest : public HostTest {
   protected:
     int LastConnection() const { return server_.LastRequest().connection; }
 
-    // Two exchanges at once, of which the one that arrived first ends first. Returns their
-    // connections in that order, which is the order of the idle list afterwards.
-    std::vector<int> TwoAtOnce() {
-        std::promise<void> gates[2];
-        Session sessions[2] = {Session("freetalk"), Session("grammar")};
-        std::future<Outcome> exchanges[2];
+    // Three exchanges at once, of which the one that arrived first ends first, and so on. Returns
+    // their connections in that order, which is the order of the idle list afterwards.
+    std::vector<int> ThreeAtOnce() {
+        std::promise<void> gates[3];
+        Session sessions[3] = {Session("freetalk"), Session("grammar"), Session("analysis")};
+        std::future<Outcome> exchanges[3];
         const std::size_t before = server_.RequestCount();
-        for (std::size_t i = 0; i < 2; ++i) {
+        for (std::size_t i = 0; i < 3; ++i) {
             server_.Then(Sequence({WaitFor(gates[i].get_future().share()), Answer()}));
             Session* session = &sessions[i];
             exchanges[i] =
                 std::async(std::launch::async, [session] { return session->Recognize(); });
             EXPECT_TRUE(server_.WaitForRequests(before + i + 1));
         }
-        for (std::size_t i = 0; i < 2; ++i) {
+        for (std::size_t i = 0; i < 3; ++i) {
             gates[i].set_value();
             EXPECT_EQ(exchanges[i].get(), kGood);
         }
-        const auto requests = server_.Requests();
-        return {requests[before].connection, requests[before + 1].connection};
+        std::vector<int> connections;
+        for (const scripted::Request& request : server_.Requests()) {
+            connections.push_back(request.connection);
+        }
+        return {connections.end() - 3, connections.end()};
     }
 };
 
@@ -61,15 +65,15 @@ TEST_F(PoolTest, OneConnectionServesRequestAfterRequest) {
 }
 
 TEST_F(PoolTest, IdleConnectionsAreUsedInTurn) {
-    const std::vector<int> both = TwoAtOnce();
-    ASSERT_NE(both[0], both[1]);
+    const std::vector<int> idle = ThreeAtOnce();
+    ASSERT_EQ(std::set<int>(idle.begin(), idle.end()).size(), 3u);
     Session session("freetalk");
-    for (const int expected : {both[0], both[1], both[0], both[1]}) {
+    for (std::size_t i = 0; i < 7; ++i) {
         EXPECT_EQ(session.Recognize(), kGood);
-        EXPECT_EQ(LastConnection(), expected);
+        EXPECT_EQ(LastConnection(), idle[i % 3]) << i;
     }
-    TwoAtOnce();
-    EXPECT_TRUE(server_.WaitForOpenConnections(2)) << "no third one was needed";
+    ThreeAtOnce();
+    EXPECT_TRUE(server_.WaitForOpenConnections(3)) << "no fourth one was needed";
 }
 
 TEST_F(PoolTest, EachServerHasItsOwnConnections) {
@@ -149,30 +153,53 @@ TEST_F(PoolTest, AConnectionClosedWhileIdleIsOpenedAnew) {
     EXPECT_EQ(server_.RequestCount(), 3u);
 }
 
+const scripted::FrameMaker kStray = Echo([](auto& m) { m.set_error_no(98); });
+
+// The good answer and, in the same piece, the first bytes of an answer that nobody asked for.
+scripted::FrameMaker EchoAndStray(std::size_t stray_bytes) {
+    return [stray_bytes](const scripted::Request& request) {
+        return Echo()(request) + kStray(request).substr(0, stray_bytes);
+    };
+}
+
 TEST_F(PoolTest, BytesThatNobodyAskedForNeverReachTheNextRequest) {
-    const scripted::FrameMaker stray = Echo([](auto& m) { m.set_error_no(98); });
+    // Long enough for the answer before it to be read on its own.
+    const scripted::Reaction pause = scripted::Pause(std::chrono::milliseconds(10));
     const std::pair<const char*, scripted::Reaction> cases[] = {
         {"answered twice", Sequence({Answer(), Answer()})},
-        {"a stray answer behind", Sequence({Answer(), Answer(stray)})},
-        {"in one piece", Answer([stray](const scripted::Request& request) {
-             return Echo()(request) + stray(request);
-         })},
-        {"half of a stray answer", Answer([stray](const scripted::Request& request) {
-             return Echo()(request) + stray(request).substr(0, 7);
-         })},
-        {"garbage", Sequence({Answer(), Answer(Bytes("garbage"))})},
-        {"an answer to the last request only", Sequence({Answer(), Answer(), scripted::HangUp()})},
+        {"answered twice, later", Sequence({Answer(), pause, Answer()})},
+        {"a stray answer", Sequence({Answer(), pause, Answer(kStray)})},
+        {"in one piece", Answer(EchoAndStray(1000))},
+        {"half of one", Answer(EchoAndStray(7))},
+        {"garbage", Sequence({Answer(), pause, Answer(Bytes("garbage"))})},
+        {"then the end", Sequence({Answer(), pause, Answer(), scripted::HangUp()})},
     };
     Session session("freetalk");
     for (const auto& [name, reaction] : cases) {
         SCOPED_TRACE(name);
-        server_.Then(reaction);
+        std::promise<void> sent;
+        server_.Then(Sequence({reaction, [&](const auto&, auto&) { sent.set_value(); }}));
         EXPECT_EQ(session.Recognize(), kGood);
-        // The stray bytes travel on their own; give them time to arrive, as they would have.
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        sent.get_future().wait();
         EXPECT_EQ(session.Recognize(), kGood);
         EXPECT_EQ(session.Recognize(), kGood);
     }
+}
+
+TEST_F(PoolTest, AnAnswerThatRunsOverEndsItsConnection) {
+    Session session("freetalk");
+    server_.Then(Answer(EchoAndStray(7)));
+    EXPECT_EQ(session.Recognize(), kGood);
+    const int connection = LastConnection();
+    // What is left of the stray answer comes when the next request is under way.
+    server_.Then([connection](const scripted::Request& request, scripted::Connection& now) {
+        if (now.Number() == connection) {
+            now.Send(kStray(request).substr(7));
+        }
+        now.Send(Echo()(request));
+    });
+    EXPECT_EQ(session.Recognize(), kGood);
+    EXPECT_NE(LastConnection(), connection);
 }
 
 TEST_F(PoolTest, AnAnswerMayArriveInAnyPieces) {

@@ -206,7 +206,7 @@ TEST_F(RealtimeTest, TheResourceIsSentWithTheFirstChunkOnly) {
 
 TEST_F(RealtimeTest, AnUtteranceStaysWithItsServer) {
     Stream session;
-    scripted::ScriptedServer other;
+    scripted::ScriptedServer other("127.0.0.2");
     EXPECT_EQ(session.Recognize(), kGood);
     ASSERT_EQ(InitProxy(other.Address()).code, LEXO_ERR_NONE);
     EXPECT_EQ(session.Recognize(), kGood);

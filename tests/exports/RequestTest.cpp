@@ -209,6 +209,10 @@ TEST_F(RequestTest, TheTaskConfigurationOfEachCapability) {
         EXPECT_TRUE(Logged(log, "INFO",
                            std::string("Config for [") + capability + "] is [" + config + "]"));
         EXPECT_TRUE(Logged(log, "DEBUG", "GetConfig  LEXO_PARAM_POST_PROCESS"));
+        EXPECT_EQ(static_cast<bool>(Logged(log, "DEBUG",
+                                           "GetConfig LEXO_PARAM_FT_POST_PROCESS "
+                                           "LEXO_FT_POST_PROCESS_NONE")),
+                  std::string(capability) == "asr.cloud.freetalk");
     }
 }
 

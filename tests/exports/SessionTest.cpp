@@ -38,6 +38,16 @@ TEST_F(SessionTest, ARefusedStartUsesNoNumber) {
     EXPECT_EQ(Session("freetalk").Number(), first + 1);
 }
 
+TEST_F(SessionTest, AStartLogsTheParameters) {
+    const Session session("analysis");
+    const auto log = home_.NewLog();
+    for (const char* text : {"engine_type:3", "1:10000", "2:500", "3:30", "4:0", "5:10", "7:0",
+                             "9:0", "10:0", "11:0", "12:chinese", "13:0", "14:common"}) {
+        EXPECT_TRUE(Logged(log, "DEBUG", text));
+    }
+    EXPECT_TRUE(LoggedLike(log, "DEBUG", "15:-?[0-9]+")) << "the word itself";
+}
+
 TEST_F(SessionTest, UnknownHandlesAreRefusedByEveryCall) {
     Lexo_ParamValue value = nullptr;
     Lexo_RecogResult* result = nullptr;
@@ -113,17 +123,55 @@ TEST_F(SessionTest, NullOutputsHaveNoEffect) {
 }
 
 // The gate is declared behind the server, so that a failing test opens it before the server goes.
-TEST_F(SessionTest, AStartWaitsForTheExchangesInProgress) {
+TEST_F(SessionTest, WhatChangesTheRegistryWaitsForTheExchangesInProgress) {
+    std::promise<void> gate;
+    Session session("freetalk");
+    Lexo_Handle started = nullptr;
+    Lexo_Handle stopped = nullptr;
+    unsigned int loaded = 0;
+    unsigned int unloaded = 0;
+    const auto load = [](unsigned int* id) {
+        return orvx_proxy_LoadResource("grammar", LEXO_RESOURCE_BUFFER, "x", 1,
+                                       LEXO_RESOURCE_GRAMMAR_ABNF, id);
+    };
+    ASSERT_EQ(orvx_proxy_SessionStart("grammar", &stopped), LEXO_ERR_NONE);
+    ASSERT_EQ(load(&unloaded), LEXO_ERR_NONE);
+    server_.Then(Sequence({WaitFor(gate.get_future().share()), Answer()}));
+    auto exchange = std::async(std::launch::async, [&] { return session.Recognize(); });
+    ASSERT_TRUE(server_.WaitForRequests(1));
+
+    std::future<int> calls[] = {
+        std::async(std::launch::async,
+                   [&]() -> int { return orvx_proxy_SessionStart("freetalk", &started); }),
+        std::async(std::launch::async, [&]() -> int { return orvx_proxy_SessionStop(stopped); }),
+        std::async(std::launch::async, [&]() -> int { return load(&loaded); }),
+        std::async(std::launch::async,
+                   [&]() -> int { return orvx_proxy_UnloadResource("grammar", unloaded); }),
+    };
+    for (auto& call : calls) {
+        EXPECT_EQ(call.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    }
+    gate.set_value();
+    EXPECT_EQ(exchange.get(), (Outcome{LEXO_ERR_NONE, 0}));
+    for (auto& call : calls) {
+        EXPECT_EQ(call.get(), LEXO_ERR_NONE);
+    }
+    EXPECT_EQ(orvx_proxy_SessionStop(started), LEXO_ERR_NONE);
+    EXPECT_EQ(orvx_proxy_UnloadResource("grammar", loaded), LEXO_ERR_NONE);
+}
+
+TEST_F(SessionTest, InitWaitsForTheExchangesInProgress) {
     std::promise<void> gate;
     Session session("freetalk");
     server_.Then(Sequence({WaitFor(gate.get_future().share()), Answer()}));
     auto exchange = std::async(std::launch::async, [&] { return session.Recognize(); });
     ASSERT_TRUE(server_.WaitForRequests(1));
-    auto start = std::async(std::launch::async, [] { return Session("freetalk").Number(); });
-    EXPECT_EQ(start.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+    const std::string address = server_.Address();
+    auto init = std::async(std::launch::async, [&] { return InitProxy(address).code; });
+    EXPECT_EQ(init.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
     gate.set_value();
     EXPECT_EQ(exchange.get(), (Outcome{LEXO_ERR_NONE, 0}));
-    EXPECT_EQ(start.get(), session.Number() + 1);
+    EXPECT_EQ(init.get(), LEXO_ERR_NONE);
 }
 
 TEST_F(SessionTest, OtherCallsDoNotWaitForAnExchange) {

@@ -21,15 +21,15 @@ namespace protocol = quorlan::protocol;
 constexpr std::chrono::seconds kPatience{10};
 constexpr int kBacklog = 512;
 
-// Bound to the loopback port, or to a free one when `port` is 0.
-int BoundSocket(int port) {
+// Bound to the port, or to a free one when `port` is 0.
+int BoundSocket(const std::string& ip, int port) {
     const int bound = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const int on = 1;
     ::setsockopt(bound, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<std::uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_addr.s_addr = ::inet_addr(ip.c_str());
     if (::bind(bound, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
         ::close(bound);
         throw std::runtime_error("scripted server: cannot bind");
@@ -71,7 +71,8 @@ bool ReadFrame(Connection& connection, FrameReader& reader) {
 
 }  // namespace
 
-ScriptedServer::ScriptedServer() : reservation_(BoundSocket(0)), otherwise_(Answer()) {
+ScriptedServer::ScriptedServer(std::string ip)
+    : ip_(std::move(ip)), reservation_(BoundSocket(ip_, 0)), otherwise_(Answer()) {
     port_ = PortOf(reservation_);
     Start();
 }
@@ -82,11 +83,11 @@ ScriptedServer::~ScriptedServer() {
 }
 
 std::string ScriptedServer::Address() const {
-    return "127.0.0.1:" + std::to_string(port_);
+    return ip_ + ":" + std::to_string(port_);
 }
 
 void ScriptedServer::Start() {
-    listener_ = BoundSocket(port_);
+    listener_ = BoundSocket(ip_, port_);
     if (::listen(listener_, kBacklog) != 0) {
         throw std::runtime_error("scripted server: cannot listen");
     }

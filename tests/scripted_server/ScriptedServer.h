@@ -38,13 +38,14 @@ using Reaction = std::function<void(const Request&, Connection&)>;
 // Any thread may call any function, but Start and Stop come from one thread.
 class ScriptedServer {
   public:
-    ScriptedServer();  // starts listening
+    // Starts listening on a free port of a loopback address, of which there are many.
+    explicit ScriptedServer(std::string ip = "127.0.0.1");
     ~ScriptedServer();
     ScriptedServer(const ScriptedServer&) = delete;
     ScriptedServer& operator=(const ScriptedServer&) = delete;
 
     int Port() const { return port_; }
-    std::string Address() const;  // "127.0.0.1:port"
+    std::string Address() const;  // "ip:port"
 
     // Stop refuses new connections and ends the open ones; Start listens again on the same port,
     // which stays taken in between.
@@ -82,6 +83,7 @@ class ScriptedServer {
     Reaction Record(Request request);
     std::size_t OpenConnections() const;  // needs mutex_
 
+    const std::string ip_;
     int port_ = 0;
     int reservation_ = -1;  // bound to the port, never listening
     int listener_ = -1;
