@@ -151,7 +151,9 @@ TEST_P(RecordedSpeechTest, SilenceIsNoVoiceInput) {
     EXPECT_EQ(session.Results(), 0);
 }
 
-TEST_P(RecordedSpeechTest, MostWordsOfEverySentenceAreHeard) {
+using RecordedSentencesTest = RecordedSpeechTest;
+
+TEST_P(RecordedSentencesTest, MostWordsOfEverySentenceAreHeard) {
     std::ifstream transcription(std::string(kRecordings) + "librivox/transcription");
     int sentences = 0;
     for (std::string line; std::getline(transcription, line); ++sentences) {
@@ -170,6 +172,8 @@ INSTANTIATE_TEST_SUITE_P(StreamModes, RecordedSpeechTest, testing::Range(0, 5),
                              std::replace(name.begin(), name.end(), '-', '_');
                              return name;
                          });
+
+INSTANTIATE_TEST_SUITE_P(OneShotAndContinuous, RecordedSentencesTest, testing::Values(0, 3));
 
 using RecordedSpeechDetailsTest = RecordedSpeechTest;
 
