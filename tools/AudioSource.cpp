@@ -36,12 +36,16 @@ class ContainerSource : public AudioSource {
         }
         rate_ = info.samplerate;
         channels_ = info.channels;
+        frames_left_ = info.frames;
         if (!input_.IsLive()) {
             seconds_ = static_cast<double>(info.frames) / rate_;
         }
     }
 
     std::size_t Read(std::span<float> mono) override {
+        if (input_.IsLive() && frames_left_ <= 0) {
+            return 0;  // whoever wrote it may keep the pipe open
+        }
         input_.WaitForBytes();
         const auto channels = static_cast<std::size_t>(channels_);
         interleaved_.resize(mono.size() * channels);
@@ -50,6 +54,7 @@ class ContainerSource : public AudioSource {
         if (frames <= 0 && ::sf_error(file_.get()) != SF_ERR_NO_ERROR) {
             throw AudioError(std::string("is damaged: ") + ::sf_strerror(file_.get()));
         }
+        frames_left_ -= frames;
         const auto count = static_cast<std::size_t>(std::max<sf_count_t>(frames, 0));
         MixDown(count, mono);
         return count;
@@ -73,6 +78,7 @@ class ContainerSource : public AudioSource {
 
     InputFile input_;
     std::unique_ptr<SNDFILE, Closer> file_;
+    sf_count_t frames_left_ = 0;  // by the header, which claims very many of an endless recording
     std::vector<float> interleaved_;
 };
 

@@ -1,12 +1,16 @@
 #include "InputFile.h"
 
 #include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -18,7 +22,14 @@ namespace recognize {
 
 namespace {
 
-constexpr std::size_t kMagicBytes = 4;
+// "RIFF", length, "WAVE", "fmt ", length, and the tag of the coding.
+constexpr std::size_t kWavTagAt = 20;
+constexpr std::size_t kWavTagEnd = 22;
+// PCM, float, A-law, mu-law, and PCM in its extensible form.
+constexpr unsigned kPlainTags[] = {1, 3, 6, 7, 0xFFFE};
+
+// Between two looks at a pipe whose writer has begun a header and not ended it.
+constexpr auto kPeekInterval = std::chrono::milliseconds(2);
 
 [[noreturn]] void ThrowErrno(const std::string& doing) {
     throw AudioError(doing + ": " + std::strerror(errno));
@@ -76,17 +87,42 @@ void InputFile::PrepareForHeader() {
         return;
     }
     WaitForBytes();
-    if (!StartsLikeFlowingContainer()) {
+    if (!StartsLikePlainWav()) {
         CopyToTemporaryFile();
     }
 }
 
-// Looks at the first bytes without taking them, as the header's reader wants them too.
-bool InputFile::StartsLikeFlowingContainer() const {
-    std::array<char, kMagicBytes> magic{};
-    ssize_t seen = 0;
+bool InputFile::StartsLikePlainWav() const {
+    // A recorder may write its header piece by piece.
+    int available = 0;
+    while (::ioctl(fd_.Get(), FIONREAD, &available) == 0 &&
+           available < static_cast<int>(kWavTagEnd) && !IsAtEnd()) {
+        if (!WaitUntil(std::chrono::steady_clock::now() + kPeekInterval)) {
+            throw InterruptedError();
+        }
+    }
+    const std::string header = Peek(kWavTagEnd);
+    if (header.size() < kWavTagEnd || !header.starts_with("RIFF") ||
+        header.compare(8, 8, "WAVEfmt ") != 0) {
+        return false;
+    }
+    const unsigned low = static_cast<unsigned char>(header[kWavTagAt]);
+    const unsigned high = static_cast<unsigned char>(header[kWavTagAt + 1]);
+    return std::ranges::find(kPlainTags, high << 8 | low) != std::end(kPlainTags);
+}
+
+// Whether the writer has gone, so that no more comes than is there.
+bool InputFile::IsAtEnd() const {
+    pollfd fd = {fd_.Get(), POLLIN | POLLRDHUP, 0};
+    return ::poll(&fd, 1, 0) > 0 && (fd.revents & (POLLHUP | POLLRDHUP | POLLERR)) != 0;
+}
+
+// The next bytes, without taking them: the header's reader wants them too.
+std::string InputFile::Peek(std::size_t bytes) const {
+    std::string seen(bytes, '\0');
+    ssize_t count = 0;
     if (is_socket_) {
-        seen = ::recv(fd_.Get(), magic.data(), magic.size(), MSG_PEEK);
+        count = ::recv(fd_.Get(), seen.data(), bytes, MSG_PEEK);
     } else {
         int ends[2];
         if (::pipe2(ends, O_CLOEXEC) != 0) {
@@ -94,12 +130,12 @@ bool InputFile::StartsLikeFlowingContainer() const {
         }
         const UniqueFd reading(ends[0]);
         const UniqueFd writing(ends[1]);
-        if (::tee(fd_.Get(), writing.Get(), magic.size(), SPLICE_F_NONBLOCK) > 0) {
-            seen = ::read(reading.Get(), magic.data(), magic.size());
+        if (::tee(fd_.Get(), writing.Get(), bytes, SPLICE_F_NONBLOCK) > 0) {
+            count = ::read(reading.Get(), seen.data(), bytes);
         }
     }
-    const std::string_view text(magic.data(), seen > 0 ? static_cast<std::size_t>(seen) : 0);
-    return text == "RIFF" || text == "RIFX" || text == "RF64" || text == ".snd" || text == "FORM";
+    seen.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+    return seen;
 }
 
 void InputFile::CopyToTemporaryFile() {

@@ -25,19 +25,21 @@ class InputFile {
     // Waits until bytes or the end can be read; throws InterruptedError.
     void WaitForBytes() const;
 
-    // Makes the recording readable by its header. A container that is written front to back, such
-    // as WAV, is left to flow, so that a microphone is heard at once. Others (FLAC, Ogg) jump
-    // about while they are read: from a pipe they are first copied, whole, to a temporary file.
+    // Makes the recording readable by its header. A WAV file of plain samples is left to flow
+    // through its pipe, so that a microphone is heard at once. Whatever else comes by a pipe is
+    // first copied, whole, to a temporary file: its header cannot be read without jumping about.
     // Throws AudioError, InterruptedError.
     void PrepareForHeader();
 
   private:
-    bool StartsLikeFlowingContainer() const;
+    bool StartsLikePlainWav() const;
+    bool IsAtEnd() const;
+    std::string Peek(std::size_t bytes) const;
     void CopyToTemporaryFile();
 
     UniqueFd fd_;
     bool is_live_ = false;
-    bool is_socket_ = false;
+    bool is_socket_ = false;  // otherwise a live recording is a pipe
 };
 
 }  // namespace recognize

@@ -198,26 +198,58 @@ TEST(Audio, LimitsWhatIsSentInOnePiece) {
     EXPECT_THROW(reader.All(31999), AudioError);
 }
 
-TEST(Audio, FlowsThroughAPipe) {
+TEST(Audio, ComesThroughAPipeAsFromAFile) {
+    const TempDir dir;
+    const struct {
+        const char* name;
+        int format;
+        int rate;
+    } cases[] = {
+        {"a.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 16000},
+        {"b.wav", SF_FORMAT_WAVEX | SF_FORMAT_PCM_24, 44100},
+        {"c.wav", SF_FORMAT_WAV | SF_FORMAT_ALAW, 8000},
+        {"d.wav", SF_FORMAT_WAV | SF_FORMAT_GSM610, 8000},
+        {"e.wav", SF_FORMAT_RF64 | SF_FORMAT_PCM_16, 16000},
+        {"f.flac", SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 16000},
+        {"g.ogg", SF_FORMAT_OGG | SF_FORMAT_VORBIS, 16000},
+        {"h.aiff", SF_FORMAT_AIFF | SF_FORMAT_PCM_16, 16000},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const std::string file = dir.Path(c.name);
+        WriteSound(file, c.format, c.rate, 1, Tone(c.rate, 1));
+        const std::string pipe = file + ".pipe";
+        ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+        const std::jthread writer(
+            [&] { std::ofstream(pipe, std::ios::binary) << ReadAll(file) << std::flush; });
+        EXPECT_EQ(ReadAllSpeech(pipe), ReadAllSpeech(file));
+    }
+}
+
+TEST(Audio, TakesWhatARecorderWrites) {
     const TempDir dir;
     const Samples tone = Tone(16000, 1);
     WriteWav(dir.Path("a.wav"), tone);
-    WriteSound(dir.Path("a.flac"), SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 16000, 1, tone);
-    // A recorder does not know the length when it writes the header.
-    std::string endless = ReadAll(dir.Path("a.wav"));
-    endless.replace(endless.find("data") + 4, 4, "\xFF\xFF\xFF\xFF");
     const struct {
         const char* name;
-        std::string content;
-    } cases[] = {{"pipe.wav", ReadAll(dir.Path("a.wav"))},
-                 {"endless.wav", endless},
-                 {"pipe.flac", ReadAll(dir.Path("a.flac"))},
-                 {"pipe.raw", Bytes(tone)}};
+        std::string header;
+    } cases[] = {{"live.wav", ReadAll(dir.Path("a.wav")).substr(0, 44)}, {"live.raw", ""}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         const std::string pipe = dir.Path(c.name);
         ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
-        const std::jthread writer([&] { std::ofstream(pipe, std::ios::binary) << c.content; });
+        // The header comes in pieces, and a recorder does not know the length when it writes it.
+        const std::jthread writer([&] {
+            std::ofstream out(pipe, std::ios::binary);
+            std::string header = c.header;
+            if (!header.empty()) {
+                header.replace(40, 4, "\xFF\xFF\xFF\xFF");
+                out << header.substr(0, 12) << std::flush;
+                std::this_thread::sleep_for(std::chrono::milliseconds(20));
+                out << header.substr(12);
+            }
+            out << Bytes(tone);
+        });
         EXPECT_EQ(ReadAllSpeech(pipe, kPcm16k16Bit, 16000), Bytes(tone));
     }
 }

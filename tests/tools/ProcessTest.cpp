@@ -257,9 +257,10 @@ TEST_F(Tool, ShowsResultsOfAStreamBeforeItsEnd) {
         std::ifstream in(pipe);
         std::getline(in, first);
         WriteWav(dir_.Path("2.wav"), Recording(2));
-        // Opened for both, so that this thread ends also when the tool is gone.
-        std::fstream(dir_.Path("go"), std::ios::in | std::ios::out | std::ios::binary)
-            << ReadAll(dir_.Path("2.wav"));
+        // Opened for both, so that this thread ends also when the tool is gone, and kept open until
+        // the tool has read it.
+        std::fstream go(dir_.Path("go"), std::ios::in | std::ios::out | std::ios::binary);
+        go << ReadAll(dir_.Path("2.wav")) << std::flush;
         for (std::string rest; std::getline(in, rest);) {
         }
     });
