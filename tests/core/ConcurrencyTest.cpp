@@ -70,8 +70,8 @@ TEST(PoolConcurrencyTest, RentedWhileDestroyed) {
 }
 
 TEST(IdentityConcurrencyTest, EveryIndexOnceAcrossTheWrapAround) {
-    constexpr int kRequests = 300;
-    ProxySessionTestAccess::IdentifyIndex() = INT_MAX - 2000;
+    constexpr int kRequests = 1000;
+    ProxySessionTestAccess::IdentifyIndex() = INT_MAX - 8000;
     std::mutex mutex;
     std::multiset<int> indices;
     RunThreads([&](int) {
@@ -84,7 +84,7 @@ TEST(IdentityConcurrencyTest, EveryIndexOnceAcrossTheWrapAround) {
         indices.insert(own.begin(), own.end());
     });
     std::multiset<int> expected;
-    for (int i = 0, index = INT_MAX - 2000; i < kThreads * kRequests; ++i) {
+    for (int i = 0, index = INT_MAX - 8000; i < kThreads * kRequests; ++i) {
         expected.insert(index);
         index = index == INT_MAX - 1 ? 1 : index + 1;
     }
