@@ -1,11 +1,10 @@
-#include "ConfigFile.h"
-
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <climits>
 #include <string>
 
+#include "ConfigFile.h"
 #include "TempDir.h"
 
 namespace {

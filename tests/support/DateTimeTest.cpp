@@ -1,11 +1,11 @@
-#include "DateTime.h"
-
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
 #include <ctime>
 #include <iterator>
 #include <string>
+
+#include "DateTime.h"
 
 namespace {
 

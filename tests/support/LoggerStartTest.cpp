@@ -6,10 +6,10 @@
 #include <algorithm>
 #include <string>
 
-#include "Logger.h"
-#include "TempDir.h"
 #include "ChildProcess.h"
 #include "LogConfiguration.h"
+#include "Logger.h"
+#include "TempDir.h"
 
 namespace {
 

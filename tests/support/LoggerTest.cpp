@@ -1,6 +1,4 @@
 // What becomes of a message: before the start, after it, and while the process ends.
-#include "Logger.h"
-
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -9,10 +7,11 @@
 #include <cstring>
 #include <string>
 
-#include "FuncTracer.h"
-#include "TempDir.h"
 #include "ChildProcess.h"
+#include "FuncTracer.h"
 #include "LogConfiguration.h"
+#include "Logger.h"
+#include "TempDir.h"
 
 namespace {
 

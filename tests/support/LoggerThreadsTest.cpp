@@ -11,10 +11,10 @@
 #include <utility>
 #include <vector>
 
-#include "Logger.h"
-#include "TempDir.h"
 #include "ChildProcess.h"
 #include "LogConfiguration.h"
+#include "Logger.h"
+#include "TempDir.h"
 
 namespace {
 

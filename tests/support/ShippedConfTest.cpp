@@ -7,10 +7,10 @@
 #include <sstream>
 #include <string>
 
+#include "ChildProcess.h"
 #include "ConfigFile.h"
 #include "Logger.h"
 #include "TempDir.h"
-#include "ChildProcess.h"
 
 namespace {
 

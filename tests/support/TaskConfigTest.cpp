@@ -1,9 +1,9 @@
-#include "TaskConfig.h"
-
 #include <gtest/gtest.h>
 
 #include <map>
 #include <string>
+
+#include "TaskConfig.h"
 
 namespace {
 
