@@ -1,28 +1,18 @@
-// Conversion of answers into the public records, for every engine type and every list in them.
+// Conversion of answers into the public records, for every engine type.
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <csignal>
 #include <cstdint>
 #include <cstring>
-#include <functional>
 #include <string>
 
 #include "LexoMessage.pb.h"
-#include "RecogResult.h"
 #include "ResultBuilders.h"
+#include "TestResult.h"
 
 namespace {
 
 using quorlan::protocol::LexoResponseMessage;
-
-// A record that is released at the end, like a session's.
-struct Result : Lexo_RecogResult {
-    Result() : Lexo_RecogResult{} {}
-    ~Result() { ReleaseResult(this); }
-    Result(const Result&) = delete;
-    Result& operator=(const Result&) = delete;
-};
 
 // ---- Every field, on answers in which no value repeats ----
 
@@ -73,7 +63,7 @@ void ExpectKeywords(const Keywords& messages, int count, const Lexo_Keyword* rec
 TEST(ResultConversionTest, Freetalk) {
     for (const int elements : {0, 1, 3}) {
         const LexoResponseMessage response = scripted::FreetalkResult(3, 2, elements);
-        Result result;
+        TestResult result;
         ASSERT_TRUE(ParseResponse(response, &result));
         EXPECT_EQ(result.nEngineType, LEXO_ENGINE_FREETALK);
         ASSERT_EQ(result.sFreetalkResult.nSegmentCount, 3);
@@ -87,7 +77,7 @@ TEST(ResultConversionTest, Freetalk) {
 
 TEST(ResultConversionTest, Grammar) {
     const LexoResponseMessage response = scripted::GrammarResult(2, 3);
-    Result result;
+    TestResult result;
     ASSERT_TRUE(ParseResponse(response, &result));
     EXPECT_EQ(result.nEngineType, LEXO_ENGINE_GRAMMAR);
     ASSERT_EQ(result.sGrammarResult.nSegmentCount, 2);
@@ -99,7 +89,7 @@ TEST(ResultConversionTest, Grammar) {
 
 TEST(ResultConversionTest, Keywordspot) {
     const LexoResponseMessage response = scripted::KeywordResult(3);
-    Result result;
+    TestResult result;
     ASSERT_TRUE(ParseResponse(response, &result));
     EXPECT_EQ(result.nEngineType, LEXO_ENGINE_KEYWORDSPOT);
     ExpectKeywords(response.skeywordspotresult().pkeywordresults(),
@@ -111,7 +101,7 @@ TEST(ResultConversionTest, Analysis) {
     const scripted::AnalysisShape shape = {
         .silences = 2, .segments = 3, .sentences = 2, .elements = 2, .emotions = 4, .keywords = 2};
     const LexoResponseMessage response = scripted::AnalysisResult(shape);
-    Result result;
+    TestResult result;
     ASSERT_TRUE(ParseResponse(response, &result));
     EXPECT_EQ(result.nEngineType, LEXO_ENGINE_ANALYSIS);
     ASSERT_EQ(result.sAnalysisResult.nSilenceCount, 2);
@@ -139,117 +129,6 @@ TEST(ResultConversionTest, Analysis) {
     }
 }
 
-// ---- Every count, against a list of two entries ----
-
-struct List {
-    int count;
-    const void* entries;
-};
-
-struct CountCase {
-    const char* name;
-    LexoResponseMessage response;
-    std::function<void(LexoResponseMessage&, int)> set_count;
-    std::function<List(const Lexo_RecogResult&)> list;
-};
-
-const LexoResponseMessage& Analysis() {
-    static const LexoResponseMessage response = scripted::AnalysisResult({.silences = 2,
-                                                                          .segments = 2,
-                                                                          .sentences = 2,
-                                                                          .elements = 2,
-                                                                          .emotions = 2,
-                                                                          .keywords = 2});
-    return response;
-}
-
-#define SET_COUNT(expression) [](LexoResponseMessage& r, int n) { r.expression(n); }
-#define LIST(record, count, entries) \
-    [](const Lexo_RecogResult& r) { return List{r.record.count, r.record.entries}; }
-
-const CountCase kCountCases[] = {
-    {"free talk segments", scripted::FreetalkResult(2, 2, 2),
-     SET_COUNT(mutable_sfreetalkresult()->set_nsegmentcount),
-     LIST(sFreetalkResult, nSegmentCount, pSegmentList)},
-    {"free talk sentences", scripted::FreetalkResult(1, 2, 0),
-     SET_COUNT(mutable_sfreetalkresult()->mutable_psegmentlist(0)->set_nresultcount),
-     LIST(sFreetalkResult.pSegmentList[0], nResultCount, pSentenceResults)},
-    {"free talk elements", scripted::FreetalkResult(1, 1, 2),
-     SET_COUNT(mutable_sfreetalkresult()
-                   ->mutable_psegmentlist(0)
-                   ->mutable_pelementlistresults(0)
-                   ->set_nelementcount),
-     LIST(sFreetalkResult.pSegmentList[0].pElementListResults[0], nElementCount, pElementList)},
-    {"grammar segments", scripted::GrammarResult(2, 1),
-     SET_COUNT(mutable_sgrammarresult()->set_nresultcount),
-     LIST(sGrammarResult, nSegmentCount, pSegmentResults)},
-    {"grammar sentences", scripted::GrammarResult(1, 2),
-     SET_COUNT(mutable_sgrammarresult()->mutable_psegmentresults(0)->set_nresultcount),
-     LIST(sGrammarResult.pSegmentResults[0], nResultCount, pSentenceResults)},
-    {"keywords", scripted::KeywordResult(2),
-     SET_COUNT(mutable_skeywordspotresult()->set_nkeywordcount),
-     LIST(sKeywordspotResult, nKeywordCount, pKeywordResults)},
-    {"silences", Analysis(), SET_COUNT(mutable_sanalysisresult()->set_nsilencecount),
-     LIST(sAnalysisResult, nSilenceCount, pSilenceResults)},
-    {"analysis segments", Analysis(), SET_COUNT(mutable_sanalysisresult()->set_nsegmentcount),
-     LIST(sAnalysisResult, nSegmentCount, pSegmentResults)},
-    {"analysis sentences", Analysis(),
-     SET_COUNT(mutable_sanalysisresult()->mutable_psegmentresults(0)->set_nresultcount),
-     LIST(sAnalysisResult.pSegmentResults[0], nResultCount, pSentenceResults)},
-    {"analysis element lists", Analysis(),
-     SET_COUNT(mutable_sanalysisresult()->mutable_psegmentresults(0)->set_nresultcount),
-     LIST(sAnalysisResult.pSegmentResults[0], nResultCount, pElementListResults)},
-    {"analysis elements", Analysis(),
-     SET_COUNT(mutable_sanalysisresult()
-                   ->mutable_psegmentresults(0)
-                   ->mutable_pelementlistresults(1)
-                   ->set_nelementcount),
-     LIST(sAnalysisResult.pSegmentResults[0].pElementListResults[1], nElementCount, pElementList)},
-    {"emotions", Analysis(),
-     SET_COUNT(mutable_sanalysisresult()->mutable_psegmentresults(1)->set_nemotioncount),
-     LIST(sAnalysisResult.pSegmentResults[1], nEmotionCount, pEmotionResults)},
-    {"analysis keywords", Analysis(),
-     SET_COUNT(mutable_sanalysisresult()->mutable_psegmentresults(1)->set_nkeywordcount),
-     LIST(sAnalysisResult.pSegmentResults[1], nKeywordCount, pKeywordResults)},
-};
-
-TEST(ResultCountTest, TheCountRulesUpToTheLengthOfTheList) {
-    for (const CountCase& c : kCountCases) {
-        for (const int count : {2, 1, 0, -1, INT_MIN}) {
-            SCOPED_TRACE(c.name + std::string(" ") + std::to_string(count));
-            LexoResponseMessage response = c.response;
-            c.set_count(response, count);
-            Result result;
-            ASSERT_TRUE(ParseResponse(response, &result));
-            EXPECT_EQ(c.list(result).count, count);
-            EXPECT_EQ(c.list(result).entries == nullptr, count < 1);
-        }
-    }
-}
-
-// A broken promise of the server ends the process, before anything is allocated for it.
-TEST(ResultCountDeathTest, CountAboveItsList) {
-    for (const CountCase& c : kCountCases) {
-        for (const int count : {3, INT_MAX}) {
-            SCOPED_TRACE(c.name + std::string(" ") + std::to_string(count));
-            LexoResponseMessage response = c.response;
-            c.set_count(response, count);
-            Result result;
-            EXPECT_EXIT(ParseResponse(response, &result), ::testing::KilledBySignal(SIGABRT),
-                        "CHECK failed: \\(index\\) < \\(size\\(\\)\\): ");
-        }
-    }
-}
-
-TEST(ResultCountDeathTest, ElementListsForSomeSentencesOnly) {
-    LexoResponseMessage response = scripted::FreetalkResult(1, 2, 2);
-    auto* const segment = response.mutable_sfreetalkresult()->mutable_psegmentlist(0);
-    segment->mutable_pelementlistresults()->RemoveLast();
-    Result result;
-    EXPECT_EXIT(ParseResponse(response, &result), ::testing::KilledBySignal(SIGABRT),
-                "CHECK failed: \\(index\\) < \\(size\\(\\)\\): ");
-}
-
 // ---- Texts and numbers that are out of the ordinary ----
 
 TEST(ResultConversionTest, KeywordTextsAreCutToTheirArray) {
@@ -257,7 +136,7 @@ TEST(ResultConversionTest, KeywordTextsAreCutToTheirArray) {
         LexoResponseMessage response = scripted::KeywordResult(2);
         const std::string text(length, 'k');
         response.mutable_skeywordspotresult()->mutable_pkeywordresults(0)->set_sztext(text);
-        Result result;
+        TestResult result;
         ASSERT_TRUE(ParseResponse(response, &result));
         EXPECT_EQ(result.sKeywordspotResult.pKeywordResults[0].szText, text.substr(0, 255));
         ExpectSpan(response.skeywordspotresult().pkeywordresults(0),
@@ -298,7 +177,7 @@ TEST(ResultConversionTest, UnknownRolesAndEmotionsReadAsTheFirst) {
         const std::string analysis =
             Varint(LexoResponseMessage::Lexo_Analysis_Result::kNsegmentcountFieldNumber, 1) +
             Nested(LexoResponseMessage::Lexo_Analysis_Result::kPsegmentresultsFieldNumber, segment);
-        Result result;
+        TestResult result;
         ASSERT_TRUE(ParseResponse(
             Parsed(Varint(kEngineTypeField, LEXO_ENGINE_ANALYSIS) +
                    Nested(LexoResponseMessage::kSanalysisresultFieldNumber, analysis)),
@@ -329,7 +208,7 @@ TEST(ResultConversionTest, UnknownEngineTypeIsRefused) {
     for (const auto& c : cases) {
         const LexoResponseMessage response = Parsed(c.bytes);
         EXPECT_EQ(EngineTypeInAnswer(response), c.type);
-        Result result;
+        TestResult result;
         ASSERT_TRUE(ParseResponse(scripted::KeywordResult(2), &result));
         const Lexo_RecogResult before = result;
         EXPECT_FALSE(ParseResponse(response, &result)) << c.type;
@@ -344,14 +223,14 @@ TEST(ResultConversionTest, UnknownFieldsBesideAKnownEngineType) {
         Parsed(Nested(14, Varint(kEngineTypeField, 9)) + Varint(15, 9) +
                Varint(kEngineTypeField, LEXO_ENGINE_GRAMMAR));
     EXPECT_EQ(EngineTypeInAnswer(response), LEXO_ENGINE_GRAMMAR);
-    Result result;
+    TestResult result;
     EXPECT_TRUE(ParseResponse(response, &result));
     EXPECT_EQ(result.nEngineType, LEXO_ENGINE_GRAMMAR);
     EXPECT_EQ(result.sGrammarResult.pSegmentResults, nullptr);
 }
 
 TEST(ResultConversionTest, AnswerWithoutAResultIsAnEmptyFreetalkResult) {
-    Result result;
+    TestResult result;
     ASSERT_TRUE(ParseResponse(scripted::AnalysisResult({.silences = 2, .keywords = 2}), &result));
     EXPECT_TRUE(ParseResponse(LexoResponseMessage(), &result));
     const Lexo_RecogResult empty{};
