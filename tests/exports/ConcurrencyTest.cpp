@@ -1,20 +1,17 @@
 // Many host threads at once. Each test runs for two seconds at most; ORVX_STRESS_SECONDS makes the
 // timed ones longer.
 #include <atomic>
-#include <barrier>
 #include <chrono>
-#include <cstdlib>
-#include <functional>
 #include <map>
 #include <memory>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "CapturedOutput.h"
 #include "FreshProcess.h"
 #include "TestHost.h"
+#include "Threads.h"
 
 namespace {
 
@@ -22,50 +19,8 @@ using scripted::Answer;
 using scripted::Echo;
 using scripted::Request;
 using scripted::ScriptedServer;
-using Clock = std::chrono::steady_clock;
 
 const Outcome kGood = {LEXO_ERR_NONE, 0};
-
-std::chrono::seconds StressTime() {
-    const char* seconds = std::getenv("ORVX_STRESS_SECONDS");
-    return std::chrono::seconds(seconds != nullptr ? std::atoi(seconds) : 2);
-}
-
-// Runs the function in so many threads, which start together, and waits for all of them.
-void InThreads(int count, const std::function<void(int)>& function) {
-    std::barrier start(count);
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < count; ++i) {
-        threads.emplace_back([&, i] {
-            start.arrive_and_wait();
-            function(i);
-        });
-    }
-}
-
-// The longest of the durations that any thread reports.
-class Longest {
-  public:
-    void Add(Clock::duration time) {
-        Clock::rep seen = ticks_.load();
-        while (time.count() > seen && !ticks_.compare_exchange_weak(seen, time.count())) {
-        }
-    }
-    std::chrono::milliseconds Get() const {
-        return std::chrono::duration_cast<std::chrono::milliseconds>(
-            Clock::duration(ticks_.load()));
-    }
-
-  private:
-    std::atomic<Clock::rep> ticks_{0};
-};
-
-template <typename Function>
-Clock::duration Timed(Function function) {
-    const auto start = Clock::now();
-    function();
-    return Clock::now() - start;
-}
 
 // The answer whose result is one sentence: the audio itself.
 scripted::FrameMaker AudioAsText() {

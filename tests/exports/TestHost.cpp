@@ -19,6 +19,14 @@ InitOutcome InitProxy(const std::string& argument) {
     return InitProxy(argument.c_str());
 }
 
+int CapabilityCount() {
+    Lexo_CapabilityInfoList list = {-1, nullptr};
+    EXPECT_EQ(orvx_proxy_GetCapabilityInfoList(&list), LEXO_ERR_NONE);
+    const int count = list.nCapabilityCount;
+    EXPECT_EQ(orvx_proxy_ReleaseCapabilityInfoList(&list), LEXO_ERR_NONE);
+    return count;
+}
+
 Session::Session(const char* capability) {
     is_started_ = orvx_proxy_SessionStart(capability, &handle_) == LEXO_ERR_NONE;
     EXPECT_TRUE(is_started_) << capability;
@@ -87,4 +95,16 @@ void HostTest::SetUp() {
 
 void HostTest::TearDown() {
     EXPECT_EQ(orvx_proxy_End(), LEXO_ERR_NONE);
+}
+
+scripted::Request HostTest::Sent(Session& session, std::string_view audio) {
+    EXPECT_EQ(session.Recognize(audio), (Outcome{LEXO_ERR_NONE, 0}));
+    return server_.LastRequest();
+}
+
+const Lexo_RecogResult* HostTest::Deliver(Session& session,
+                                          const quorlan::protocol::LexoResponseMessage& result) {
+    server_.Then(scripted::Answer(scripted::EchoResult(result)));
+    EXPECT_EQ(session.Recognize(), (Outcome{LEXO_ERR_NONE, 2}));
+    return session.GetResult();
 }

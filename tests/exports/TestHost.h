@@ -34,6 +34,9 @@ struct InitOutcome {
 InitOutcome InitProxy(const char* argument);
 InitOutcome InitProxy(const std::string& argument);
 
+// How many capabilities the library lists.
+int CapabilityCount();
+
 // A session from construction to destruction, which gives back what is still held first.
 class Session {
   public:
@@ -70,6 +73,12 @@ class HostTest : public ::testing::Test {
 
     void SetUp() override;
     void TearDown() override;
+
+    // The request of one call that the server answers well and without a result.
+    scripted::Request Sent(Session& session, std::string_view audio = "audio");
+    // The result that the host is lent when the server answers with this one.
+    const Lexo_RecogResult* Deliver(Session& session,
+                                    const quorlan::protocol::LexoResponseMessage& result);
 
     scripted::TestHome home_;
     scripted::ScriptedServer server_;
