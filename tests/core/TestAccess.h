@@ -24,15 +24,12 @@ struct ProxySessionTestAccess {
     static std::string NewIdentify() { return ProxySession::NewIdentify(); }
 
     static const std::string& Property(const ProxySession& session) { return session.property_; }
-    static const std::string& QaText(const ProxySession& session) { return session.qa_paramter_; }
     static const std::string& Identify(const ProxySession& session) { return session.identify_; }
     static int NextChunk(const ProxySession& session) { return session.chunk_no_; }
     static bool IsRealTime(const ProxySession& session) { return session.is_realtime_; }
     static const ProxySession::ParamMap& Params(const ProxySession& session) {
         return session.params_;
     }
-    static bool& HasResult(ProxySession& session) { return session.has_result_; }
-    static Lexo_RecogResult& Result(ProxySession& session) { return session.result_; }
 };
 
 struct ConnectionPoolTestAccess {
@@ -46,7 +43,6 @@ struct ConnectionPoolTestAccess {
 
 struct OrvexProxyTestAccess {
     static bool GetEngineList() { return OrvexProxy::GetInstance()->GetEngineList(); }
-    static bool ReadConfig(const char* path) { return OrvexProxy::GetInstance()->ReadConfig(path); }
     static std::map<std::string, EngineInfo>& Engines() {
         return OrvexProxy::GetInstance()->engine_list_;
     }
