@@ -92,29 +92,6 @@ void CheckInitWithoutLogSettings() {
     EXPECT_FALSE(scripted::MatchWhole(init.out, pattern).empty()) << init.out;
 }
 
-void CheckAFailedSecondLoggerStart() {
-    ScriptedServer server;
-    TestHome first;
-    ASSERT_EQ(InitProxy(server.Address()).code, LEXO_ERR_NONE);
-    first.NewLog();
-    scripted::HomeOptions options;
-    options.has_log = false;
-    const TestHome second(options);
-    EXPECT_EQ(InitProxy(server.Address()).out,
-              "conf_file=" + second.LogSettingsPath() + "\nout fire. connect error, errno = 0\n");
-    EXPECT_TRUE(Logged(first.NewLog(), "INFO",
-                       "Not found [,] in pcszLibPath[" + second.SettingsPath() + "]"))
-        << "the former log goes on";
-}
-
-void CheckEndBeforeAnything() {
-    EXPECT_EQ(orvx_proxy_End(), LEXO_ERR_NONE);
-    TestHome home;
-    ScriptedServer server;
-    ASSERT_EQ(InitProxy(server.Address()).code, LEXO_ERR_NONE);
-    EXPECT_EQ(Session("freetalk").Number(), 0);
-}
-
 TEST(FreshProcessTest, SessionsAreNumberedFrom10000AndAfterEndFrom0) {
     IN_FRESH_PROCESS(CheckNumbering());
 }
@@ -125,14 +102,6 @@ TEST(FreshProcessTest, EveryCallBeforeInitReturnsItsOwnCode) {
 
 TEST(FreshProcessTest, WithoutLogSettingsMessagesArePrinted) {
     IN_FRESH_PROCESS(CheckInitWithoutLogSettings());
-}
-
-TEST(FreshProcessTest, AFailedSecondLoggerStartKeepsTheFirst) {
-    IN_FRESH_PROCESS(CheckAFailedSecondLoggerStart());
-}
-
-TEST(FreshProcessTest, AnEndThatEndsNothingStillResetsTheNumbering) {
-    IN_FRESH_PROCESS(CheckEndBeforeAnything());
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 #include <string>
 #include <vector>
 
-#include "FreshProcess.h"
 #include "ResultBuilders.h"
 #include "TestHost.h"
 
@@ -12,6 +11,7 @@ using quorlan::protocol::LexoRequestMessage;
 using quorlan::protocol::LexoResponseMessage;
 using scripted::Answer;
 using scripted::Echo;
+using scripted::Logged;
 using scripted::Reaction;
 
 const Outcome kGood = {LEXO_ERR_NONE, 0};
@@ -53,8 +53,11 @@ struct Stream : Session {
 
 TEST_F(RealtimeTest, AnUtteranceFromFirstToLastChunk) {
     Stream session;
-    for (const char* audio : {"one", "two", "three"}) {
+    for (const std::string audio : {"one", "two", "three"}) {
         EXPECT_EQ(session.Recognize(audio), kGood);
+        EXPECT_TRUE(Logged(home_.NewLog(), "DEBUG",
+                           std::string("is_realtime_:true,is_first_of_realtime_:") +
+                               (audio == "one" ? "true" : "false")));
     }
     EXPECT_EQ(session.Close("not sent"), kGood);
     EXPECT_EQ(ChunkNumbers(), (std::vector<int>{1, 2, 3, -4}));
@@ -98,38 +101,6 @@ TEST_F(RealtimeTest, AClosingCallNeedsNoData) {
     EXPECT_EQ(ChunkNumbers(), (std::vector<int>{1, -2, -1, 1}));
 }
 
-TEST_F(RealtimeTest, AFirstChunkThatIsAlsoTheLastLeavesNothingOpen) {
-    Stream session;
-    EXPECT_EQ(session.Close(), kGood);
-    EXPECT_EQ(session.Close(), kGood);
-    EXPECT_EQ(session.Recognize(), kGood);
-    EXPECT_EQ(ChunkNumbers(), (std::vector<int>{-1, -1, 1}));
-    EXPECT_TRUE(Inner()[0].has_task_config());
-    EXPECT_FALSE(Inner()[0].has_result_token());
-    EXPECT_NE(Inner()[0].identify(), Inner()[1].identify());
-}
-
-TEST_F(RealtimeTest, TheTokenIsThatOfTheFirstAnswer) {
-    Stream session;
-    server_.Then(AnswerToken("first"));
-    server_.Then(AnswerToken("second"));
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(session.Recognize(), kGood);
-    }
-    EXPECT_EQ(Inner()[1].result_token(), "first");
-    EXPECT_EQ(Inner()[2].result_token(), "first");
-}
-
-TEST_F(RealtimeTest, AnEmptyTokenIsSentToo) {
-    Stream session;
-    server_.Otherwise(Answer());
-    EXPECT_EQ(session.Recognize(), kGood);
-    EXPECT_EQ(session.Recognize(), kGood);
-    EXPECT_FALSE(Inner()[0].has_result_token());
-    EXPECT_TRUE(Inner()[1].has_result_token());
-    EXPECT_EQ(Inner()[1].result_token(), "");
-}
-
 TEST_F(RealtimeTest, WhatMakesASessionRealTime) {
     struct Case {
         const char* capability;
@@ -152,23 +123,6 @@ TEST_F(RealtimeTest, WhatMakesASessionRealTime) {
     }
 }
 
-TEST_F(RealtimeTest, DefaultsOfTheSettingsMakeSessionsRealTime) {
-    home_.WriteFile("conf/Lexo_SDK.conf", "[default]\nstream = 4\nmode = 1\n");
-    ASSERT_EQ(InitProxy(server_.Address()).code, LEXO_ERR_NONE);
-    for (const char* capability : kCapabilities) {
-        Session session(capability);
-        EXPECT_EQ(session.Recognize(), kGood);
-        EXPECT_EQ(session.Recognize(), kGood);
-    }
-    EXPECT_EQ(ChunkNumbers(), (std::vector<int>{1, 2, 1, 2, 1, 2, 1, 2}));
-    home_.WriteFile("conf/Lexo_SDK.conf", "[default]\nstream = 5\nmode = 2\n");
-    ASSERT_EQ(InitProxy(server_.Address()).code, LEXO_ERR_NONE);
-    for (const char* capability : kCapabilities) {
-        EXPECT_EQ(Session(capability).Recognize(), kGood);
-        EXPECT_EQ(Inner().back().chunk_no(), -1) << "a value outside its table is no mode";
-    }
-}
-
 TEST_F(RealtimeTest, AOneShotCallInBetweenLeavesTheUtteranceOpen) {
     Stream session;
     EXPECT_EQ(session.Recognize(), kGood);
@@ -181,18 +135,6 @@ TEST_F(RealtimeTest, AOneShotCallInBetweenLeavesTheUtteranceOpen) {
     EXPECT_FALSE(Inner()[1].has_result_token());
     EXPECT_EQ(Inner()[2].result_token(), "token");
     EXPECT_EQ(Inner()[2].identify(), Inner()[1].identify()) << "a session has one identity at once";
-}
-
-TEST_F(RealtimeTest, ParametersOfAnOpenUtteranceReachTheNextOne) {
-    Stream session;
-    EXPECT_EQ(session.Recognize(), kGood);
-    session.SetNumber(LEXO_PARAM_VAD_HEAD, 77);
-    session.SetText(LEXO_PARAM_PROPERTY_DOMAIN, "law");
-    EXPECT_EQ(session.Recognize(), kGood);
-    EXPECT_EQ(server_.LastRequest().access.property(), "chinese_8k_law,need_nlu=no");
-    EXPECT_EQ(session.Close(), kGood);
-    EXPECT_EQ(session.Recognize(), kGood);
-    EXPECT_EQ(Inner().back().task_config().substr(0, 12), "vad_head=77,");
 }
 
 TEST_F(RealtimeTest, TheResourceIsSentWithTheFirstChunkOnly) {
@@ -227,21 +169,11 @@ TEST_F(RealtimeTest, AResultInTheMiddleHoldsUpTheUtteranceOnly) {
     home_.NewLog();
     EXPECT_EQ(session.Recognize(), (Outcome{LEXO_ERR_RESULT_NOT_FREE, kUntouched}));
     EXPECT_EQ(session.Close(), (Outcome{LEXO_ERR_RESULT_NOT_FREE, kUntouched}));
-    EXPECT_TRUE(scripted::Logged(home_.NewLog(), "ERROR", "Last recog result not free."));
+    EXPECT_TRUE(Logged(home_.NewLog(), "ERROR", "Last recog result not free."));
     EXPECT_EQ(session.FreeResult(), LEXO_ERR_NONE);
     EXPECT_EQ(session.Recognize(), kGood);
     EXPECT_EQ(ChunkNumbers(), (std::vector<int>{1, 2})) << "refused calls are not counted";
     EXPECT_EQ(Inner()[1].result_token(), "of the result");
-}
-
-TEST_F(RealtimeTest, AResultOnTheClosingCallClosesToo) {
-    Stream session;
-    EXPECT_EQ(session.Recognize(), kGood);
-    server_.Then(Answer(scripted::EchoResult(scripted::FreetalkResult(1, 1, 0))));
-    EXPECT_EQ(session.Close(), (Outcome{LEXO_ERR_NONE, 2}));
-    EXPECT_EQ(session.FreeResult(), LEXO_ERR_NONE);
-    EXPECT_EQ(session.Recognize(), kGood);
-    EXPECT_EQ(ChunkNumbers(), (std::vector<int>{1, -2, 1}));
 }
 
 TEST_F(RealtimeTest, NoVoiceInputIsAGoodAnswer) {
@@ -255,17 +187,6 @@ TEST_F(RealtimeTest, NoVoiceInputIsAGoodAnswer) {
     EXPECT_EQ(session.Recognize(), kGood);
     EXPECT_EQ(ChunkNumbers(), (std::vector<int>{1, 2}));
     EXPECT_EQ(Inner()[1].result_token(), "quiet");
-}
-
-TEST_F(RealtimeTest, TheStateIsLogged) {
-    Stream session;
-    home_.NewLog();
-    session.Recognize();
-    EXPECT_TRUE(
-        scripted::Logged(home_.NewLog(), "DEBUG", "is_realtime_:true,is_first_of_realtime_:true"));
-    session.Recognize();
-    EXPECT_TRUE(
-        scripted::Logged(home_.NewLog(), "DEBUG", "is_realtime_:true,is_first_of_realtime_:false"));
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-/* A host in C that walks through the whole interface in named phases.
+/* A host in C that walks through the whole interface function by function.
  *
  * c_host IPv4:port    QUORLAN_HOME names its home. The server answers with a free-talk result when
  *                     it gets one-shot audio, and with the status 0 otherwise.
@@ -10,24 +10,17 @@
 
 #include "Lexo.h"
 
-static const char* phase = "";
-
-static void StartPhase(const char* name) {
-    phase = name;
-    fprintf(stderr, "=== c_host: %s\n", name);
-}
-
-#define EXPECT(condition)                                                                \
-    do {                                                                                 \
-        if (!(condition)) {                                                              \
-            fprintf(stderr, "c_host:%d: %s: failed: %s\n", __LINE__, phase, #condition); \
-            exit(1);                                                                     \
-        }                                                                                \
+#define EXPECT(condition)                                                                   \
+    do {                                                                                    \
+        if (!(condition)) {                                                                 \
+            fprintf(stderr, "c_host:%d: %s: failed: %s\n", __LINE__, __func__, #condition); \
+            exit(1);                                                                        \
+        }                                                                                   \
     } while (0)
+#define EXPECT_OK(call) EXPECT((call) == LEXO_ERR_NONE)
 
 static void BeforeInit(void) {
     Lexo_Handle session = NULL;
-    StartPhase("before init");
     EXPECT(orvx_proxy_SessionStart("freetalk", &session) == LEXO_ERR_CAPABILITY_NOT_EXIST);
     EXPECT(orvx_proxy_PreLoad("freetalk") == LEXO_ERR_NOT_SUPPORT);
     EXPECT(orvx_proxy_SaveCompiledResource("freetalk", 1, "file") == LEXO_ERR_NOT_SUPPORT);
@@ -35,25 +28,22 @@ static void BeforeInit(void) {
 
 static void Capabilities(void) {
     Lexo_CapabilityInfoList list = {0, NULL};
-    StartPhase("capabilities");
-    EXPECT(orvx_proxy_GetCapabilityInfoList(&list) == LEXO_ERR_NONE);
+    EXPECT_OK(orvx_proxy_GetCapabilityInfoList(&list));
     EXPECT(list.nCapabilityCount == 4);
     EXPECT(strcmp(list.pCapabilityInfoList[1].szCapabilityName, "asr.cloud.freetalk") == 0);
     EXPECT(list.pCapabilityInfoList[1].eEngineType == LEXO_ENGINE_FREETALK);
-    EXPECT(orvx_proxy_ReleaseCapabilityInfoList(&list) == LEXO_ERR_NONE);
+    EXPECT_OK(orvx_proxy_ReleaseCapabilityInfoList(&list));
     EXPECT(list.pCapabilityInfoList == NULL);
 }
 
 static void Parameters(Lexo_Handle session) {
     Lexo_ParamValue value = NULL;
     char language[] = "english";
-    StartPhase("parameters");
-    EXPECT(orvx_proxy_SetParam(session, LEXO_PARAM_VAD_HEAD, (Lexo_ParamValue)(intptr_t)1234) ==
-           LEXO_ERR_NONE);
-    EXPECT(orvx_proxy_GetParam(session, LEXO_PARAM_VAD_HEAD, &value) == LEXO_ERR_NONE);
+    EXPECT_OK(orvx_proxy_SetParam(session, LEXO_PARAM_VAD_HEAD, (Lexo_ParamValue)(intptr_t)1234));
+    EXPECT_OK(orvx_proxy_GetParam(session, LEXO_PARAM_VAD_HEAD, &value));
     EXPECT((intptr_t)value == 1234);
-    EXPECT(orvx_proxy_SetParam(session, LEXO_PARAM_PROPERTY_LANGUAGE, language) == LEXO_ERR_NONE);
-    EXPECT(orvx_proxy_GetParam(session, LEXO_PARAM_PROPERTY_LANGUAGE, &value) == LEXO_ERR_NONE);
+    EXPECT_OK(orvx_proxy_SetParam(session, LEXO_PARAM_PROPERTY_LANGUAGE, language));
+    EXPECT_OK(orvx_proxy_GetParam(session, LEXO_PARAM_PROPERTY_LANGUAGE, &value));
     EXPECT(value != (Lexo_ParamValue)language);
     EXPECT(strcmp((const char*)value, "english") == 0);
     EXPECT(orvx_proxy_SetParam(session, LEXO_PARAM_NBEST_RESULT, NULL) == LEXO_ERR_NOT_SUPPORT);
@@ -64,56 +54,51 @@ static void OneShot(Lexo_Handle session) {
     Lexo_RecogStatus status = 0;
     Lexo_RecogResult* result = NULL;
     const Lexo_Freetalk_Segment* segment;
-    StartPhase("one-shot recognition");
-    EXPECT(orvx_proxy_Recognize(session, audio, (int)sizeof(audio), 0, &status) == LEXO_ERR_NONE);
+    EXPECT_OK(orvx_proxy_Recognize(session, audio, (int)sizeof(audio), 0, &status));
     EXPECT((status & 2) != 0);
     EXPECT(orvx_proxy_SessionStop(session) == LEXO_ERR_RESULT_NOT_FREE);
-    EXPECT(orvx_proxy_GetRecogResult(session, &result) == LEXO_ERR_NONE);
+    EXPECT_OK(orvx_proxy_GetRecogResult(session, &result));
     EXPECT(result->nEngineType == LEXO_ENGINE_FREETALK);
     EXPECT(result->sFreetalkResult.nSegmentCount == 1);
     segment = &result->sFreetalkResult.pSegmentList[0];
     EXPECT(segment->nResultCount == 2);
     EXPECT(strncmp(segment->pSentenceResults[1].pszText, "sentence ", 9) == 0);
     EXPECT(segment->pElementListResults[1].nElementCount == 3);
-    EXPECT(orvx_proxy_FreeRecogResult(session, &result) == LEXO_ERR_NONE);
+    EXPECT_OK(orvx_proxy_FreeRecogResult(session, &result));
     EXPECT(orvx_proxy_GetRecogResult(session, &result) == LEXO_ERR_GET_RECOG_RESULT_FAILED);
 }
 
 static void RealTime(Lexo_Handle session) {
     Lexo_RecogStatus status = -1;
     int chunk;
-    StartPhase("real-time recognition");
-    EXPECT(orvx_proxy_SetParam(session, LEXO_PARAM_STREAM, (Lexo_ParamValue)(intptr_t)1) ==
-           LEXO_ERR_NONE);
+    EXPECT_OK(orvx_proxy_SetParam(session, LEXO_PARAM_STREAM, (Lexo_ParamValue)(intptr_t)1));
     for (chunk = 0; chunk < 3; ++chunk) {
-        EXPECT(orvx_proxy_Recognize(session, "chunk", 5, 0, &status) == LEXO_ERR_NONE);
+        EXPECT_OK(orvx_proxy_Recognize(session, "chunk", 5, 0, &status));
         EXPECT(status == 0);
     }
-    EXPECT(orvx_proxy_Recognize(session, NULL, 0, 1, &status) == LEXO_ERR_NONE);
+    EXPECT_OK(orvx_proxy_Recognize(session, NULL, 0, 1, &status));
 }
 
 static void Resources(void) {
     Lexo_Handle session = NULL;
     unsigned int id = 0;
-    StartPhase("resources");
-    EXPECT(orvx_proxy_LoadResource("grammar", LEXO_RESOURCE_BUFFER, "yes\nno\n", 7,
-                                   LEXO_RESOURCE_GRAMMAR_WORDLIST, &id) == LEXO_ERR_NONE);
+    EXPECT_OK(orvx_proxy_LoadResource("grammar", LEXO_RESOURCE_BUFFER, "yes\nno\n", 7,
+                                      LEXO_RESOURCE_GRAMMAR_WORDLIST, &id));
     EXPECT(id == 2);
-    EXPECT(orvx_proxy_SessionStart("grammar", &session) == LEXO_ERR_NONE);
-    EXPECT(orvx_proxy_ActiveResource(session, id) == LEXO_ERR_NONE);
+    EXPECT_OK(orvx_proxy_SessionStart("grammar", &session));
+    EXPECT_OK(orvx_proxy_ActiveResource(session, id));
     EXPECT(orvx_proxy_UnloadResource("grammar", id) == LEXO_ERR_UNLOAD_RESOURCE_FAILED);
-    EXPECT(orvx_proxy_ActivePreloadResource(session, "digits") == LEXO_ERR_NONE);
-    EXPECT(orvx_proxy_DeactiveResource(session) == LEXO_ERR_NONE);
-    EXPECT(orvx_proxy_SessionStop(session) == LEXO_ERR_NONE);
-    EXPECT(orvx_proxy_UnloadResource("grammar", id) == LEXO_ERR_NONE);
+    EXPECT_OK(orvx_proxy_ActivePreloadResource(session, "digits"));
+    EXPECT_OK(orvx_proxy_DeactiveResource(session));
+    EXPECT_OK(orvx_proxy_SessionStop(session));
+    EXPECT_OK(orvx_proxy_UnloadResource("grammar", id));
 }
 
 static void Finish(Lexo_Handle session) {
-    StartPhase("finish");
     EXPECT(orvx_proxy_End() == LEXO_ERR_ACTIVE_SESSION_EXIST);
-    EXPECT(orvx_proxy_SessionStop(session) == LEXO_ERR_NONE);
+    EXPECT_OK(orvx_proxy_SessionStop(session));
     EXPECT(orvx_proxy_SessionStop(session) == LEXO_ERR_SESSION_INVALID);
-    EXPECT(orvx_proxy_End() == LEXO_ERR_NONE);
+    EXPECT_OK(orvx_proxy_End());
 }
 
 int main(int argc, char** argv) {
@@ -123,17 +108,14 @@ int main(int argc, char** argv) {
         return 2;
     }
     BeforeInit();
-    StartPhase("init");
-    EXPECT(orvx_proxy_Init(argv[1]) == LEXO_ERR_NONE);
+    EXPECT_OK(orvx_proxy_Init(argv[1]));
     Capabilities();
-    StartPhase("session");
-    EXPECT(orvx_proxy_SessionStart("freetalk", &session) == LEXO_ERR_NONE);
+    EXPECT_OK(orvx_proxy_SessionStart("freetalk", &session));
     EXPECT((intptr_t)session == 10000);
     Parameters(session);
     OneShot(session);
     RealTime(session);
     Resources();
     Finish(session);
-    fprintf(stderr, "=== c_host: done\n");
     return 0;
 }

@@ -4,6 +4,8 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "FreshProcess.h"
+
 namespace scripted {
 namespace {
 
@@ -37,6 +39,17 @@ std::string LogSettings(const std::string& log_file, const std::string& level) {
 }
 
 }  // namespace
+
+ScratchFolder::ScratchFolder()
+    : parent_(std::filesystem::temp_directory_path()), path_(MakeFolder()) {
+    ::setenv("TMPDIR", path_.c_str(), 1);
+}
+
+ScratchFolder::~ScratchFolder() {
+    ::setenv("TMPDIR", parent_.c_str(), 1);
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
 
 TestHome::TestHome(const HomeOptions& options) : path_(MakeFolder()), log_(path_ / "test.log") {
     std::filesystem::create_directory(path_ / "conf");
