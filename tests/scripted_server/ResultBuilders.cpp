@@ -18,16 +18,16 @@ class Values {
     int last_ = 100;
 };
 
+LexoResponseMessage OfType(quorlan::protocol::LexoResponseMessage_Lexo_EngineType type) {
+    LexoResponseMessage response;
+    response.set_nenginetype(type);
+    return response;
+}
+
 template <typename Message>
 void FillSpan(Message* message, Values& values) {
     message->set_nstarttime(values.Number());
     message->set_nendtime(values.Number());
-}
-
-template <typename Sentence>
-void FillSentence(Sentence* sentence, Values& values) {
-    sentence->set_psztext(values.Text("sentence "));
-    sentence->set_nscore(values.Number());
 }
 
 template <typename ElementList>
@@ -47,7 +47,9 @@ template <typename Segment>
 void FillSentences(Segment* segment, int sentences, Values& values) {
     segment->set_nresultcount(sentences);
     for (int i = 0; i < sentences; ++i) {
-        FillSentence(segment->add_psentenceresults(), values);
+        auto* sentence = segment->add_psentenceresults();
+        sentence->set_psztext(values.Text("sentence "));
+        sentence->set_nscore(values.Number());
     }
 }
 
@@ -93,9 +95,7 @@ void FillAnalysisSegment(quorlan::protocol::LexoResponseMessage_Lexo_Analysis_Se
 
 LexoResponseMessage FreetalkResult(int segments, int sentences, int elements) {
     Values values;
-    LexoResponseMessage response;
-    response.set_nenginetype(
-        quorlan::protocol::LexoResponseMessage_Lexo_EngineType_LEXO_ENGINE_FREETALK);
+    LexoResponseMessage response = OfType(LexoResponseMessage::LEXO_ENGINE_FREETALK);
     auto* result = response.mutable_sfreetalkresult();
     result->set_nsegmentcount(segments);
     for (int i = 0; i < segments; ++i) {
@@ -109,9 +109,7 @@ LexoResponseMessage FreetalkResult(int segments, int sentences, int elements) {
 
 LexoResponseMessage GrammarResult(int segments, int sentences) {
     Values values;
-    LexoResponseMessage response;
-    response.set_nenginetype(
-        quorlan::protocol::LexoResponseMessage_Lexo_EngineType_LEXO_ENGINE_GRAMMAR);
+    LexoResponseMessage response = OfType(LexoResponseMessage::LEXO_ENGINE_GRAMMAR);
     auto* result = response.mutable_sgrammarresult();
     result->set_nresultcount(segments);
     for (int i = 0; i < segments; ++i) {
@@ -124,9 +122,7 @@ LexoResponseMessage GrammarResult(int segments, int sentences) {
 
 LexoResponseMessage KeywordResult(int keywords) {
     Values values;
-    LexoResponseMessage response;
-    response.set_nenginetype(
-        quorlan::protocol::LexoResponseMessage_Lexo_EngineType_LEXO_ENGINE_KEYWORDSPOT);
+    LexoResponseMessage response = OfType(LexoResponseMessage::LEXO_ENGINE_KEYWORDSPOT);
     auto* result = response.mutable_skeywordspotresult();
     result->set_nkeywordcount(keywords);
     for (int i = 0; i < keywords; ++i) {
@@ -137,9 +133,7 @@ LexoResponseMessage KeywordResult(int keywords) {
 
 LexoResponseMessage AnalysisResult(const AnalysisShape& shape) {
     Values values;
-    LexoResponseMessage response;
-    response.set_nenginetype(
-        quorlan::protocol::LexoResponseMessage_Lexo_EngineType_LEXO_ENGINE_ANALYSIS);
+    LexoResponseMessage response = OfType(LexoResponseMessage::LEXO_ENGINE_ANALYSIS);
     auto* result = response.mutable_sanalysisresult();
     result->set_nsilencecount(shape.silences);
     for (int i = 0; i < shape.silences; ++i) {

@@ -56,9 +56,7 @@ TestHome::TestHome(const HomeOptions& options) : path_(MakeFolder()), log_(path_
     if (options.has_log) {
         WriteFile("conf/Lexo_SDK_log.xml", LogSettings(path_ / "test.log", options.level));
     }
-    if (options.has_settings) {
-        WriteFile("conf/Lexo_SDK.conf", options.settings);
-    }
+    WriteFile("conf/Lexo_SDK.conf", options.settings);
     ::setenv("QUORLAN_HOME", path_.c_str(), 1);
 }
 

@@ -12,7 +12,6 @@ struct HomeOptions {
     std::string level = "debug";  // lowest level that reaches the log file
     std::string settings = {};    // content of conf/Lexo_SDK.conf
     bool has_log = true;          // whether conf/Lexo_SDK_log.xml exists
-    bool has_settings = true;     // whether conf/Lexo_SDK.conf exists
 };
 
 class TestHome {
