@@ -30,6 +30,8 @@ struct ProxySessionTestAccess {
     static const ProxySession::ParamMap& Params(const ProxySession& session) {
         return session.params_;
     }
+    static bool& HasResult(ProxySession& session) { return session.has_result_; }
+    static Lexo_RecogResult& Result(ProxySession& session) { return session.result_; }
 };
 
 struct ConnectionPoolTestAccess {

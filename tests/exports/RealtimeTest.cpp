@@ -101,6 +101,38 @@ TEST_F(RealtimeTest, AClosingCallNeedsNoData) {
     EXPECT_EQ(ChunkNumbers(), (std::vector<int>{1, -2, -1, 1}));
 }
 
+TEST_F(RealtimeTest, AFirstChunkThatIsAlsoTheLastLeavesNothingOpen) {
+    Stream session;
+    EXPECT_EQ(session.Close(), kGood);
+    EXPECT_EQ(session.Close(), kGood);
+    EXPECT_EQ(session.Recognize(), kGood);
+    EXPECT_EQ(ChunkNumbers(), (std::vector<int>{-1, -1, 1}));
+    EXPECT_TRUE(Inner()[0].has_task_config());
+    EXPECT_FALSE(Inner()[0].has_result_token());
+    EXPECT_NE(Inner()[0].identify(), Inner()[1].identify());
+}
+
+TEST_F(RealtimeTest, TheTokenIsThatOfTheFirstAnswer) {
+    Stream session;
+    server_.Then(AnswerToken("first"));
+    server_.Then(AnswerToken("second"));
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(session.Recognize(), kGood);
+    }
+    EXPECT_EQ(Inner()[1].result_token(), "first");
+    EXPECT_EQ(Inner()[2].result_token(), "first");
+}
+
+TEST_F(RealtimeTest, AResultOnTheClosingCallClosesToo) {
+    Stream session;
+    EXPECT_EQ(session.Recognize(), kGood);
+    server_.Then(Answer(scripted::EchoResult(scripted::FreetalkResult(1, 1, 0))));
+    EXPECT_EQ(session.Close(), (Outcome{LEXO_ERR_NONE, 2}));
+    EXPECT_EQ(session.FreeResult(), LEXO_ERR_NONE);
+    EXPECT_EQ(session.Recognize(), kGood);
+    EXPECT_EQ(ChunkNumbers(), (std::vector<int>{1, -2, 1}));
+}
+
 TEST_F(RealtimeTest, WhatMakesASessionRealTime) {
     struct Case {
         const char* capability;

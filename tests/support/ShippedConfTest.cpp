@@ -1,5 +1,6 @@
 // The configuration files that are shipped with the engine.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <map>
@@ -78,6 +79,26 @@ TEST(ShippedConf, EngineLogsToStandardErrorIfTheFileCannotBeOpened) {
     EXPECT_EQ(child.out, "");
     EXPECT_NE(child.err.find(kWarning), std::string::npos) << child.err;
     EXPECT_EQ(child.err.find("an info"), std::string::npos);
+}
+
+// A host's folder may hold log4cxx settings of its own, here ones that would empty its log.
+TEST(ShippedConf, SettingsInTheCurrentFolderAreLeftAlone) {
+    const TempDir dir;
+    const std::string others_log = dir.Write("others.log", "theirs");
+    dir.Write("log4cxx.properties",
+              "log4j.rootLogger=DEBUG, A\nlog4j.appender.A=org.apache.log4j.FileAppender\n"
+              "log4j.appender.A.layout=org.apache.log4j.SimpleLayout\n"
+              "log4j.appender.A.Append=false\nlog4j.appender.A.File=" +
+                  others_log + "\n");
+    const ChildResult child = RunInChild([&] {
+        ASSERT_EQ(chdir(dir.Path("").c_str()), 0);
+        setenv("QUORLAN_HOME", dir.Path("").c_str(), 1);
+        g_logger.Init((kConfDir + "Lexo_SDK_log.xml").c_str(), "Lexo_SDK");
+        ORVX_LOG_WARNING("ours");
+    });
+    EXPECT_TRUE(child.exited_normally);
+    EXPECT_EQ(ReadAll(others_log), "theirs");
+    EXPECT_NE(ReadAll(dir.Path("log/Lexo_SDK.log")).find("ours"), std::string::npos);
 }
 
 TEST(ShippedConf, ServerLogsInfoToStandardError) {
