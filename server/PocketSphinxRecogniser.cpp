@@ -11,6 +11,7 @@
 #include <cmath>
 #include <cstdarg>
 #include <cstdio>
+#include <filesystem>
 #include <map>
 #include <numeric>
 #include <stdexcept>
@@ -47,17 +48,31 @@ void PrintMessage(void*, err_lvl_t, const char* format, ...) {
     va_end(args);
 }
 
+// PocketSphinx ends the process over some files that it cannot read.
+void CheckExists(const char* what, const std::string& path) {
+    if (!std::filesystem::exists(path)) {
+        throw std::runtime_error(std::string("no ") + what + " at " + path);
+    }
+}
+
 Config MakeConfig(const PocketSphinxModel& model) {
-    // The engine must not cut silence: that would shift the times of the words behind it.
-    std::array<const char*, 9> arguments{"orvx-server",
-                                         "-hmm",
-                                         model.acoustic_model.c_str(),
-                                         "-lm",
-                                         model.language_model.c_str(),
-                                         "-dict",
-                                         model.dictionary.c_str(),
-                                         "-remove_silence",
-                                         "no"};
+    CheckExists("acoustic model", model.acoustic_model + "/mdef");
+    CheckExists("language model", model.language_model);
+    CheckExists("dictionary", model.dictionary);
+    // -remove_silence: the engine must not cut silence, that would shift the times of the words
+    // behind it. -maxhmmpf: how many paths are followed at once; with six times as many, the
+    // default, noisy speech takes up to twice as long and not one word more is recognised.
+    std::array<const char*, 11> arguments{"orvx-server",
+                                          "-hmm",
+                                          model.acoustic_model.c_str(),
+                                          "-lm",
+                                          model.language_model.c_str(),
+                                          "-dict",
+                                          model.dictionary.c_str(),
+                                          "-remove_silence",
+                                          "no",
+                                          "-maxhmmpf",
+                                          "5000"};
     Config config(cmd_ln_parse_r(nullptr, ps_args(), static_cast<int>(arguments.size()),
                                  const_cast<char**>(arguments.data()), TRUE));
     if (!config) throw std::runtime_error("PocketSphinx refuses its settings");

@@ -96,9 +96,9 @@ struct RecognitionService::OpenUtterance {
 RecognitionService::RecognitionService(const ServiceSettings& settings,
                                        const RecogniserFactory& factory)
     : settings_(settings),
+      request_threads_(settings.request_threads),
       decoders_(factory, settings.decoders),
-      utterances_(settings.max_utterances, settings.utterance_idle_timeout),
-      request_threads_(settings.request_threads) {}
+      utterances_(settings.max_utterances, settings.utterance_idle_timeout) {}
 
 RecognitionService::~RecognitionService() {
     Stop();

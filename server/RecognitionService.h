@@ -70,9 +70,9 @@ class RecognitionService {
     std::shared_ptr<Utterance> MakeUtterance(const TaskParameters& parameters);
 
     const ServiceSettings settings_;
+    asio::thread_pool request_threads_;  // outlives all that posts to it
     DecoderPool decoders_;
     Store utterances_;
-    asio::thread_pool request_threads_;
 };
 
 }  // namespace orvx

@@ -55,7 +55,7 @@ class Utterance : public std::enable_shared_from_this<Utterance>, private Speech
   public:
     using Done = std::function<void(Outcome)>;
 
-    // Borrows the pools, which must outlive it.
+    // Borrows the pools. The request threads must outlive the decoders, and both the utterance.
     Utterance(const TaskParameters& parameters, const UtteranceLimits& limits,
               asio::thread_pool* request_threads, DecoderPool* decoders);
 

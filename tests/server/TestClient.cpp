@@ -156,9 +156,9 @@ Answer TestClient::Ask(const MessageHeader& header) {
     return answer.value_or(Answer{});
 }
 
-bool TestClient::IsClosedByServer() {
+bool TestClient::IsClosedByServer(int ms) {
     char byte = 0;
-    return WaitFor(socket_, POLLIN, kPatienceMs) && ::recv(socket_, &byte, 1, 0) <= 0;
+    return WaitFor(socket_, POLLIN, ms) && ::recv(socket_, &byte, 1, 0) <= 0;
 }
 
 void TestClient::CloseSendingSide() {

@@ -55,8 +55,8 @@ class TestClient {
     Answer Ask(const MessageHeader& header);
     Answer Ask(const LexoRequestMessage& request) { return Ask(Wrap(request)); }
 
-    // Whether the server closes the connection, without sending anything.
-    bool IsClosedByServer();
+    // Whether the server closes the connection within `ms`, without sending anything.
+    bool IsClosedByServer(int ms = 60000);
     void CloseSendingSide();
     void HangUp();  // at once, with a reset
 

@@ -48,8 +48,8 @@ class UtteranceTest : public testing::Test {
     Outcome Recognise(const std::string& audio) { return Await(Post(1, true, audio)); }
 
     FakeEngine engine_;
-    DecoderPool decoders_{engine_.Factory(), 2};
     asio::thread_pool threads_{2};
+    DecoderPool decoders_{engine_.Factory(), 2};
     std::shared_ptr<Utterance> utterance_;
     int number_ = 0;
 };
@@ -103,6 +103,7 @@ TEST_F(UtteranceTest, TheEngineAdaptsToAllOfARecordingButNotOfAStream) {
     Open("");
     Recognise(Voice(5000));
     EXPECT_EQ(engine_.LongestOpening(), 16000U * 5);
+    utterance_.reset();
     FakeEngine other;
     DecoderPool decoders(other.Factory(), 1);
     TaskParameters parameters;
@@ -114,6 +115,7 @@ TEST_F(UtteranceTest, TheEngineAdaptsToAllOfARecordingButNotOfAStream) {
     EXPECT_EQ(other.LongestOpening(), 16000U * 3);
     ExpectOutcome(Close(), 0, kResultPresent, FakeEngine::Text(5 * 16000));
     EXPECT_EQ(other.Starts(), 1);
+    utterance_.reset();
 }
 
 TEST_F(UtteranceTest, ASingleResultComesAtTheEndOfSpeech) {
