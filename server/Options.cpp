@@ -34,7 +34,7 @@ struct RawOptions {
     double drain_timeout = 10;
     std::size_t max_utterances = 256;
     double utterance_idle_timeout = 30;
-    int max_request_seconds = 600;
+    int max_request_seconds = 2400;
     int max_utterance_seconds = 4 * 3600;
 };
 

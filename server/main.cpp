@@ -1,6 +1,7 @@
 // orvx-server: starts the server and says when it is ready.
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
@@ -45,6 +46,8 @@ std::string Text(const asio::ip::tcp::endpoint& endpoint) {
 int main(int argc, char** argv) {
     const orvx::ParsedOptions parsed = orvx::ParseOptions(argc, argv);
     if (!parsed.options) return parsed.exit_status;
+    // Where the reader of the log goes away, lines are lost, not the server.
+    std::signal(SIGPIPE, SIG_IGN);
     StartLogging(*parsed.options);
     try {
         orvx::Server server(*parsed.options);

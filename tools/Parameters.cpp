@@ -59,6 +59,17 @@ constexpr Parameter kParameters[] = {
     {"textpostproc", LEXO_PARAM_FT_POST_PROCESS, Kind::kFlags, 0, 0, kPostProcesses},
 };
 
+// The language and the domain travel in a list that is joined by commas: one within them would
+// smuggle in another parameter.
+bool MayHoldComma(const Parameter& parameter) {
+    return parameter.key == LEXO_PARAM_POST_PROCESS;
+}
+
+bool IsLegalText(const Parameter& parameter, std::string_view text) {
+    return !text.empty() && text.size() <= static_cast<std::size_t>(parameter.high) &&
+           (MayHoldComma(parameter) || text.find(',') == std::string_view::npos);
+}
+
 std::string Quoted(std::string_view text) {
     return "\"" + std::string(text) + "\"";
 }
@@ -84,7 +95,8 @@ std::string AllowedValues(const Parameter& parameter) {
         case Kind::kText:
             break;
     }
-    return "a text of 1 to " + std::to_string(parameter.high) + " bytes";
+    return "a text of 1 to " + std::to_string(parameter.high) + " bytes" +
+           (MayHoldComma(parameter) ? "" : " without \",\"");
 }
 
 [[noreturn]] void RefuseValue(const Parameter& parameter, std::string_view value) {
@@ -170,7 +182,7 @@ ParameterSetting ParseParameter(std::string_view assignment) {
             setting.number = ParseFlags(parameter, value);
             break;
         case Kind::kText:
-            if (value.empty() || value.size() > static_cast<std::size_t>(parameter.high)) {
+            if (!IsLegalText(parameter, value)) {
                 RefuseValue(parameter, value);
             }
             setting.text = value;

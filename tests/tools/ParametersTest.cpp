@@ -98,6 +98,7 @@ TEST(Parameters, AnswersWrongOnesWithTheRightOnes) {
         {"textpostproc=smooth;", {"paragraph"}},
         {"property_language=", {"1 to 256 bytes"}},
         {"property_domain=" + std::string(257, 'x'), {"1 to 256 bytes"}},
+        {"property_domain=a,audio_format=alaw", {"without \",\""}},
         {"qa_paramter=" + std::string(1025, 'x'), {"1 to 1024 bytes"}},
     };
     for (const auto& c : cases) {
