@@ -8,7 +8,7 @@ packages=(
     g++ cmake ninja-build ccache pkg-config
     liblog4cxx-dev libprotobuf-dev protobuf-compiler
     libasio-dev libpocketsphinx-dev pocketsphinx-en-us
-    libsndfile1-dev libsoxr-dev libcli11-dev nlohmann-json3-dev
+    libsndfile1-dev libsamplerate0-dev libsoxr-dev libcli11-dev nlohmann-json3-dev
     libgtest-dev pocketsphinx-testdata jq clang-format
 )
 

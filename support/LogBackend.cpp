@@ -125,6 +125,7 @@ void LogBackend::ReplaceUnopenedFiles() {
     for (log4cxx::LoggerPtr logger = logger_; logger; logger = logger->getParent()) {
         for (const log4cxx::AppenderPtr& appender : logger->getAllAppenders()) {
             if (!IsFileWritable(appender)) {
+                replaced_.push_back(appender);
                 logger->removeAppender(appender);
                 logger->addAppender(StandardError());
             }

@@ -12,6 +12,7 @@
 #include <atomic>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "Logger.h"
 
@@ -47,7 +48,8 @@ class LogBackend {
 
     const log4cxx::HierarchyPtr hierarchy_;
     const log4cxx::LoggerPtr logger_;
-    const log4cxx::LevelPtr levels_[4];  // log4cxx's level of each LogLevel
+    const log4cxx::LevelPtr levels_[4];           // log4cxx's level of each LogLevel
+    std::vector<log4cxx::AppenderPtr> replaced_;  // by standard error; kept, as said above
     LogBackend* former_ = nullptr;
     std::atomic_flag has_complained_;  // of a line that could not be written
 };
