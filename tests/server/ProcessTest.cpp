@@ -5,7 +5,7 @@
 
 #include <filesystem>
 #include <fstream>
-#include <regex>
+#include <sstream>
 #include <thread>
 
 #include "ServerProcess.h"
@@ -23,6 +23,19 @@ std::vector<std::string> FreePort(const std::vector<std::string>& more = {}) {
     std::vector<std::string> arguments{"--listen", "127.0.0.1:0", "--workers", "1"};
     arguments.insert(arguments.end(), more.begin(), more.end());
     return arguments;
+}
+
+// Whether a line of `log` has these pieces in this order.
+bool HasLine(const std::string& log, const std::vector<std::string>& pieces) {
+    std::istringstream lines(log);
+    for (std::string line; std::getline(lines, line);) {
+        std::size_t at = 0;
+        for (const std::string& piece : pieces) {
+            if (at != std::string::npos) at = line.find(piece, at);
+        }
+        if (at != std::string::npos) return true;
+    }
+    return false;
 }
 
 TEST(ProcessTest, SaysWhereItIsServesAndEndsWithStatus0) {
@@ -60,17 +73,16 @@ TEST(ProcessTest, LogsWhatItDoesAndNoClientForgesALine) {
     server.Signal(SIGTERM);
     EXPECT_EQ(server.AwaitEnd(), 0);
     const std::string log = server.Errors();
-    const auto has = [&log](const char* pattern) {
-        return std::regex_search(log, std::regex(pattern));
-    };
-    EXPECT_TRUE(has("loaded 1 decoders in [0-9.]+ s: [0-9]+ MB")) << log;
-    EXPECT_TRUE(has(R"(recognition: peer=127\.0\.0\.1:\d+ identify="line\\x0A2026-01-01)"));
-    EXPECT_TRUE(has(R"(bytes=89160 audio=2\.79s took=\d+ms error=0 status=2 segments=1)"));
-    EXPECT_TRUE(has(R"(refused: .*capability="cap\\x0D\\x0Aforged")"));
-    EXPECT_TRUE(has(R"(utterance: .*chunks=2 bytes=16000 audio=0\.50s .*error=12)"));
-    EXPECT_TRUE(has(R"(connection: peer=.* requests=2 .*end=closed by the client)"));
-    EXPECT_FALSE(has("\n2026-01-01")) << log;
-    EXPECT_FALSE(has("-hmm")) << "the engine's own messages are not wanted";
+    EXPECT_TRUE(HasLine(log, {"loaded 1 decoders in ", " s: ", " MB, "})) << log;
+    EXPECT_TRUE(HasLine(log, {"recognition: peer=127.0.0.1:", "identify=\"line\\x0A2026-01-01",
+                              "capability=\"asr.cloud.freetalk\" bytes=89160 audio=2.79s took=",
+                              "ms error=0 status=2 segments=1"}))
+        << log;
+    EXPECT_TRUE(HasLine(log, {"refused: ", "capability=\"cap\\x0D\\x0Aforged\"", "error=6"}));
+    EXPECT_TRUE(HasLine(log, {"utterance: ", "chunks=2 bytes=16000 audio=0.50s ", "error=12"}));
+    EXPECT_TRUE(HasLine(log, {"connection: peer=", "requests=2 ", "end=closed by the client"}));
+    EXPECT_EQ(log.find("\n2026-01-01"), std::string::npos) << log;
+    EXPECT_EQ(log.find("-hmm"), std::string::npos) << "the engine's own messages are not wanted";
 }
 
 TEST(ProcessTest, SigtermWaitsForTheRecognitionUnderWay) {

@@ -156,9 +156,7 @@ std::string Encode(const Samples& samples, AudioFormat format) {
 }
 
 std::string Bytes(const Samples& samples) {
-    std::string bytes(samples.size() * 2, '\0');
-    std::memcpy(bytes.data(), samples.data(), bytes.size());
-    return bytes;
+    return {reinterpret_cast<const char*>(samples.data()), samples.size() * sizeof samples[0]};
 }
 
 std::pair<int, int> WordsHeard(const std::string& said, const std::string& heard) {
