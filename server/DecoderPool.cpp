@@ -5,36 +5,9 @@
 #include <future>
 #include <utility>
 
+#include "DecoderJob.h"
+
 namespace orvx {
-namespace {
-
-constexpr std::size_t kSliceSamples = 1600;  // 0.1 s: how long a complete job may wait for a lease
-constexpr std::chrono::seconds kStaleAfter{1};
-
-}  // namespace
-
-// Guarded by the pool's mutex.
-struct DecoderPool::Job {
-    explicit Job(const JobSettings& job_settings) : settings(job_settings) {}
-
-    // Whether there is something to decode now.
-    bool IsReady() const {
-        if (is_complete) return true;
-        if (has_failed) return false;
-        return samples.size() >= settings.opening_samples &&
-               samples.size() - decoded >= kSliceSamples;
-    }
-
-    const JobSettings settings;
-    std::vector<std::int16_t> samples;
-    std::size_t decoded = 0;  // samples that the leased decoder has had
-    bool is_complete = false;
-    bool is_cancelled = false;
-    bool has_failed = false;  // once; it is begun anew when it is complete
-    bool has_lease = false;
-    Clock::time_point last_fed = Clock::now();
-    Done done;
-};
 
 DecoderPool::DecoderPool(const RecogniserFactory& factory, std::size_t decoders) {
     Load(factory, decoders);
@@ -157,9 +130,9 @@ void DecoderPool::Serve(Worker* worker, Lock* lock) {
 bool DecoderPool::DecodeSlice(Worker* worker, Lock* lock) {
     Job& job = *worker->task;
     const std::size_t left = job.samples.size() - job.decoded;
-    if (left == 0 || (left < kSliceSamples && !job.is_complete)) return false;
+    if (left == 0 || (left < kDecodedSliceSamples && !job.is_complete)) return false;
     const auto from = job.samples.begin() + static_cast<std::ptrdiff_t>(job.decoded);
-    const std::size_t count = std::min(left, kSliceSamples);
+    const std::size_t count = std::min(left, kDecodedSliceSamples);
     const std::vector<std::int16_t> slice(from, from + static_cast<std::ptrdiff_t>(count));
     job.decoded += count;
     lock->unlock();
@@ -189,116 +162,6 @@ void DecoderPool::Deliver(Worker* worker, Lock* lock, JobResult result) {
     lock->unlock();
     if (done) done(std::move(result));
     lock->lock();
-}
-
-// ---- Who gets which decoder ---------------------------------------------------------------------
-
-void DecoderPool::Schedule() {
-    GiveLeaseholdersTheirEnds();
-    GiveCompleteJobs();
-    if (!complete_.empty()) return;
-    GiveLeaseholdersTheirAudio();
-    GiveNewLeases();
-}
-
-void DecoderPool::GiveLeaseholdersTheirEnds() {
-    for (Worker& worker : workers_) {
-        if (!worker.task && worker.lease && worker.lease->is_complete) Give(&worker, worker.lease);
-    }
-}
-
-void DecoderPool::GiveCompleteJobs() {
-    while (!complete_.empty()) {
-        Worker* const worker = FindIdle(Clock::time_point::max());
-        if (worker == nullptr) return;
-        if (worker->lease) TakeLease(worker);
-        Give(worker, NextComplete());
-    }
-}
-
-void DecoderPool::GiveLeaseholdersTheirAudio() {
-    for (Worker& worker : workers_) {
-        if (!worker.task && worker.lease && worker.lease->IsReady()) Give(&worker, worker.lease);
-    }
-}
-
-void DecoderPool::GiveNewLeases() {
-    for (auto i = open_.begin(); i != open_.end();) {
-        const JobHandle job = *i;
-        const auto stale = std::min(Clock::now() - kStaleAfter, job->last_fed);
-        Worker* const worker = job->IsReady() ? FindIdle(stale) : nullptr;
-        if (worker == nullptr) {
-            ++i;
-            continue;
-        }
-        i = open_.erase(i);
-        if (worker->lease) TakeLease(worker);
-        Give(worker, job);
-    }
-}
-
-void DecoderPool::Give(Worker* worker, const JobHandle& job) {
-    worker->task = job;
-    worker->lease = job;
-    job->has_lease = true;
-    worker->wake.notify_one();
-}
-
-// The job that loses its decoder starts again from its beginning when it gets another.
-void DecoderPool::TakeLease(Worker* worker) {
-    const JobHandle job = std::exchange(worker->lease, nullptr);
-    job->has_lease = false;
-    job->decoded = 0;
-    if (job->is_cancelled) return;
-    if (job->is_complete) {
-        QueueComplete(job);
-    } else {
-        open_.push_back(job);
-    }
-}
-
-// An idle worker without a lease, or else the one whose lease was fed longest ago, before the given
-// time.
-DecoderPool::Worker* DecoderPool::FindIdle(Clock::time_point leases_older_than) {
-    Worker* best = nullptr;
-    for (Worker& worker : workers_) {
-        if (worker.task) continue;
-        if (!worker.lease) return &worker;
-        if (worker.lease->last_fed < leases_older_than) {
-            leases_older_than = worker.lease->last_fed;
-            best = &worker;
-        }
-    }
-    return best;
-}
-
-void DecoderPool::QueueComplete(const JobHandle& job) {
-    const std::uint64_t owner = job->settings.owner;
-    const auto found = std::find_if(complete_.begin(), complete_.end(),
-                                    [owner](const auto& known) { return known.owner == owner; });
-    if (found != complete_.end()) {
-        found->jobs.push_back(job);
-    } else {
-        complete_.push_back({owner, {job}});
-    }
-}
-
-DecoderPool::JobHandle DecoderPool::NextComplete() {
-    OwnersJobs owner = std::move(complete_.front());
-    complete_.pop_front();
-    JobHandle job = std::move(owner.jobs.front());
-    owner.jobs.pop_front();
-    if (!owner.jobs.empty()) complete_.push_back(std::move(owner));
-    return job;
-}
-
-void DecoderPool::Forget(const JobHandle& job) {
-    open_.remove(job);
-    for (Worker& worker : workers_) {
-        if (!worker.task && worker.lease == job) worker.lease = nullptr;
-    }
-    for (OwnersJobs& owner : complete_) std::erase(owner.jobs, job);
-    std::erase_if(complete_, [](const OwnersJobs& owner) { return owner.jobs.empty(); });
 }
 
 }  // namespace orvx

@@ -72,6 +72,7 @@ void Listener::Drain(std::function<void()> done) {
 }
 
 void Listener::CloseAll() {
+    on_drained_ = nullptr;
     for (const auto& connection : std::vector(connections_.begin(), connections_.end())) {
         connection->Close("the server ends without waiting any longer");
     }

@@ -27,7 +27,7 @@ class Listener {
     // Accepts nothing more, and closes every connection once it has its answer; `done` is called
     // when none is left.
     void Drain(std::function<void()> done);
-    // Closes every connection at once.
+    // Closes every connection at once; nobody is told that none is left.
     void CloseAll();
 
     std::size_t Connections() const { return connections_.size(); }

@@ -1,0 +1,35 @@
+// A stretch of speech on its way through the decoder pool; of the pool's own sources only.
+#pragma once
+
+#include "DecoderPool.h"
+
+namespace orvx {
+
+// The least that is decoded at once, but at a stretch's end: 0.1 s. It is also how long a complete
+// stretch may have to wait until an open one lets go of its decoder.
+constexpr std::size_t kDecodedSliceSamples = 1600;
+
+// Guarded by the pool's mutex.
+struct DecoderPool::Job {
+    explicit Job(const JobSettings& job_settings) : settings(job_settings) {}
+
+    // Whether there is something to decode now.
+    bool IsReady() const {
+        if (is_complete) return true;
+        if (has_failed) return false;
+        return samples.size() >= settings.opening_samples &&
+               samples.size() - decoded >= kDecodedSliceSamples;
+    }
+
+    const JobSettings settings;
+    std::vector<std::int16_t> samples;
+    std::size_t decoded = 0;  // samples that the leased decoder has had
+    bool is_complete = false;
+    bool is_cancelled = false;
+    bool has_failed = false;  // once; it is begun anew when it is complete
+    bool has_lease = false;
+    Clock::time_point last_fed = Clock::now();
+    Done done;
+};
+
+}  // namespace orvx

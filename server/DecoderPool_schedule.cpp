@@ -1,0 +1,125 @@
+// Who gets which decoder. Everything here runs with the pool's lock held.
+#include <algorithm>
+#include <utility>
+
+#include "DecoderJob.h"
+#include "DecoderPool.h"
+
+namespace orvx {
+namespace {
+
+// A stretch that was fed nothing for so long may lose its decoder to one that speaks.
+constexpr std::chrono::seconds kStaleAfter{1};
+
+}  // namespace
+
+void DecoderPool::Schedule() {
+    GiveLeaseholdersTheirEnds();
+    GiveCompleteJobs();
+    if (!complete_.empty()) return;
+    GiveLeaseholdersTheirAudio();
+    GiveNewLeases();
+}
+
+void DecoderPool::GiveLeaseholdersTheirEnds() {
+    for (Worker& worker : workers_) {
+        if (!worker.task && worker.lease && worker.lease->is_complete) Give(&worker, worker.lease);
+    }
+}
+
+void DecoderPool::GiveCompleteJobs() {
+    while (!complete_.empty()) {
+        Worker* const worker = FindIdle(Clock::time_point::max());
+        if (worker == nullptr) return;
+        if (worker->lease) TakeLease(worker);
+        Give(worker, NextComplete());
+    }
+}
+
+void DecoderPool::GiveLeaseholdersTheirAudio() {
+    for (Worker& worker : workers_) {
+        if (!worker.task && worker.lease && worker.lease->IsReady()) Give(&worker, worker.lease);
+    }
+}
+
+void DecoderPool::GiveNewLeases() {
+    if (FindIdle(Clock::time_point::max()) == nullptr) return;
+    for (auto i = open_.begin(); i != open_.end();) {
+        const JobHandle job = *i;
+        const auto stale = std::min(Clock::now() - kStaleAfter, job->last_fed);
+        Worker* const worker = job->IsReady() ? FindIdle(stale) : nullptr;
+        if (worker == nullptr) {
+            ++i;
+            continue;
+        }
+        i = open_.erase(i);
+        if (worker->lease) TakeLease(worker);
+        Give(worker, job);
+    }
+}
+
+void DecoderPool::Give(Worker* worker, const JobHandle& job) {
+    worker->task = job;
+    worker->lease = job;
+    job->has_lease = true;
+    worker->wake.notify_one();
+}
+
+// The job that loses its decoder starts again from its beginning when it gets another.
+void DecoderPool::TakeLease(Worker* worker) {
+    const JobHandle job = std::exchange(worker->lease, nullptr);
+    job->has_lease = false;
+    job->decoded = 0;
+    if (job->is_cancelled) return;
+    if (job->is_complete) {
+        QueueComplete(job);
+    } else {
+        open_.push_back(job);
+    }
+}
+
+// An idle worker without a lease, or else the one whose lease was fed longest ago, before the given
+// time.
+DecoderPool::Worker* DecoderPool::FindIdle(Clock::time_point leases_older_than) {
+    Worker* best = nullptr;
+    for (Worker& worker : workers_) {
+        if (worker.task) continue;
+        if (!worker.lease) return &worker;
+        if (worker.lease->last_fed < leases_older_than) {
+            leases_older_than = worker.lease->last_fed;
+            best = &worker;
+        }
+    }
+    return best;
+}
+
+void DecoderPool::QueueComplete(const JobHandle& job) {
+    const std::uint64_t owner = job->settings.owner;
+    const auto found = std::find_if(complete_.begin(), complete_.end(),
+                                    [owner](const auto& known) { return known.owner == owner; });
+    if (found != complete_.end()) {
+        found->jobs.push_back(job);
+    } else {
+        complete_.push_back({owner, {job}});
+    }
+}
+
+DecoderPool::JobHandle DecoderPool::NextComplete() {
+    OwnersJobs owner = std::move(complete_.front());
+    complete_.pop_front();
+    JobHandle job = std::move(owner.jobs.front());
+    owner.jobs.pop_front();
+    if (!owner.jobs.empty()) complete_.push_back(std::move(owner));
+    return job;
+}
+
+void DecoderPool::Forget(const JobHandle& job) {
+    open_.remove(job);
+    for (Worker& worker : workers_) {
+        if (!worker.task && worker.lease == job) worker.lease = nullptr;
+    }
+    for (OwnersJobs& owner : complete_) std::erase(owner.jobs, job);
+    std::erase_if(complete_, [](const OwnersJobs& owner) { return owner.jobs.empty(); });
+}
+
+}  // namespace orvx

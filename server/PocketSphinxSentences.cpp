@@ -1,0 +1,142 @@
+#include "PocketSphinxSentences.h"
+
+#include <pocketsphinx.h>
+#include <ps_lattice.h>
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <string_view>
+#include <utility>
+
+namespace orvx {
+namespace {
+
+constexpr int kFrameDurationMs = 10;
+constexpr int kMostPathsTried = 200;  // paths of the lattice often differ in their pauses only
+
+// "tomato(2)", the second way to say it, is the word "tomato".
+std::string_view BaseWord(std::string_view word) {
+    const std::size_t variant = word.find('(');
+    return variant == 0 ? word : word.substr(0, variant);
+}
+
+// Pauses and noises: "<sil>", "[NOISE]".
+bool IsFiller(std::string_view word) {
+    return word.empty() || word.front() == '<' || word.front() == '[' || word.front() == '+';
+}
+
+int Percent(double probability) {
+    return static_cast<int>(std::lround(100 * std::clamp(probability, 0.0, 1.0)));
+}
+
+class SentenceReader {
+  public:
+    explicit SentenceReader(ps_decoder_t* decoder) : decoder_(decoder) {}
+
+    std::vector<RecognisedSentence> Read(std::size_t max_sentences) const;
+
+  private:
+    using WordProbability = std::map<std::pair<int, std::string>, double>;  // by first frame, word
+
+    double Probability(int log) const { return logmath_exp(ps_get_logmath(decoder_), log); }
+    WordProbability LatticeProbabilities() const;
+    RecognisedSentence ReadPath(ps_seg_t* path, const WordProbability* probabilities) const;
+    void AddAlternatives(std::size_t max_sentences, double best_log_probability,
+                         std::vector<RecognisedSentence>* sentences) const;
+
+    ps_decoder_t* const decoder_;
+};
+
+std::vector<RecognisedSentence> SentenceReader::Read(std::size_t max_sentences) const {
+    std::vector<RecognisedSentence> sentences;
+    sentences.push_back(ReadPath(ps_seg_iter(decoder_), nullptr));
+    const std::size_t words = sentences[0].words.size();
+    if (words == 0) return {};
+    // The posterior probability of a whole sentence shrinks with every word; its geometric mean for
+    // each word tells good from bad whatever the length.
+    const double log_probability = std::log(std::max(Probability(ps_get_prob(decoder_)), 1e-300));
+    sentences[0].score = Percent(std::exp(log_probability / static_cast<double>(words)));
+    if (max_sentences > 1) AddAlternatives(max_sentences, log_probability, &sentences);
+    return sentences;
+}
+
+// `probabilities` where the path itself knows none.
+RecognisedSentence SentenceReader::ReadPath(ps_seg_t* path,
+                                            const WordProbability* probabilities) const {
+    RecognisedSentence sentence{};
+    for (; path != nullptr; path = ps_seg_next(path)) {
+        const std::string_view spoken = ps_seg_word(path);
+        if (IsFiller(spoken)) continue;
+        const std::string_view word = BaseWord(spoken);
+        int first = 0;
+        int last = 0;
+        ps_seg_frames(path, &first, &last);
+        double probability = 0;
+        if (probabilities == nullptr) {
+            probability = Probability(ps_seg_prob(path, nullptr, nullptr, nullptr));
+        } else if (auto found = probabilities->find({first, std::string(spoken)});
+                   found != probabilities->end()) {
+            probability = found->second;
+        }
+        if (!sentence.text.empty()) sentence.text += ' ';
+        sentence.words.push_back({first * kFrameDurationMs, (last + 1) * kFrameDurationMs,
+                                  Percent(probability), sentence.text.size(), word.size()});
+        sentence.text += word;
+    }
+    return sentence;
+}
+
+SentenceReader::WordProbability SentenceReader::LatticeProbabilities() const {
+    WordProbability probabilities;
+    ps_lattice_t* const lattice = ps_get_lattice(decoder_);
+    if (lattice == nullptr) return probabilities;
+    for (ps_latnode_iter_t* i = ps_latnode_iter(lattice); i != nullptr;
+         i = ps_latnode_iter_next(i)) {
+        ps_latnode_t* const node = ps_latnode_iter_node(i);
+        const int first = ps_latnode_times(node, nullptr, nullptr);
+        const double probability = Probability(ps_latnode_prob(lattice, node, nullptr));
+        probabilities[{first, ps_latnode_word(lattice, node)}] = probability;
+    }
+    return probabilities;
+}
+
+// An alternative is as probable as the best reading times what its path's score falls short.
+void SentenceReader::AddAlternatives(std::size_t max_sentences, double best_log_probability,
+                                     std::vector<RecognisedSentence>* sentences) const {
+    constexpr double kScoreUnit = 1024;  // path scores are logarithms shifted right by 10 bits
+    const double nats = kScoreUnit * std::log(logmath_get_base(ps_get_logmath(decoder_))) /
+                        cmd_ln_float32_r(ps_get_config(decoder_), "-ascale");
+    const WordProbability probabilities = LatticeProbabilities();
+    const double words = static_cast<double>(sentences->front().words.size());
+    ps_nbest_t* path = ps_nbest(decoder_);
+    int32 best_score = 0;
+    for (int tried = 0; path != nullptr && tried < kMostPathsTried; ++tried) {
+        int32 score = 0;
+        ps_nbest_hyp(path, &score);
+        if (tried == 0) best_score = score;
+        RecognisedSentence sentence = ReadPath(ps_nbest_seg(path), &probabilities);
+        const bool is_new =
+            !sentence.words.empty() && std::none_of(sentences->begin(), sentences->end(),
+                                                    [&](const RecognisedSentence& known) {
+                                                        return known.text == sentence.text;
+                                                    });
+        if (is_new) {
+            const double log_probability = best_log_probability + (score - best_score) * nats;
+            sentence.score =
+                std::min(sentences->back().score, Percent(std::exp(log_probability / words)));
+            sentences->push_back(std::move(sentence));
+            if (sentences->size() == max_sentences) break;
+        }
+        path = ps_nbest_next(path);
+    }
+    if (path != nullptr) ps_nbest_free(path);
+}
+
+}  // namespace
+
+std::vector<RecognisedSentence> ReadSentences(ps_decoder_s* decoder, std::size_t max_sentences) {
+    return SentenceReader(decoder).Read(max_sentences);
+}
+
+}  // namespace orvx

@@ -1,0 +1,16 @@
+// What a PocketSphinx decoder has heard, once its utterance has ended.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "Recogniser.h"
+
+struct ps_decoder_s;
+
+namespace orvx {
+
+// At most `max_sentences` different readings, best first; empty when no word was heard.
+std::vector<RecognisedSentence> ReadSentences(ps_decoder_s* decoder, std::size_t max_sentences);
+
+}  // namespace orvx
