@@ -31,6 +31,15 @@ class BadClientTest : public testing::Test {
         EXPECT_EQ(witness_->Ask(GoodRequest()).Text(), "word");
         EXPECT_EQ(TestClient(server_->Port()).Ask(GoodRequest()).Text(), "word");
     }
+    // Tries new connections until one is served.
+    void AwaitFreePlace() {
+        const auto is_served = [this] {
+            TestClient client(server_->Port());
+            client.TrySend(Frame(Wrap(GoodRequest())), 1000);
+            return client.Receive().has_value();
+        };
+        while (!is_served()) std::this_thread::yield();
+    }
 
     FakeEngine engine_;
     Options options_ = DefaultOptions(2);
@@ -181,13 +190,8 @@ TEST_F(BadClientTest, TooManyConnections) {
     for (TestClient& client : clients) EXPECT_EQ(client.Ask(GoodRequest()).Text(), "word");
     EXPECT_TRUE(TestClient(server_->Port()).IsClosedByServer());
     EXPECT_EQ(clients[0].Ask(GoodRequest()).Text(), "word");
-    const auto served = [this] {
-        TestClient client(server_->Port());
-        client.TrySend(Frame(Wrap(GoodRequest())), 1000);
-        return client.Receive().has_value();
-    };
     clients.clear();
-    while (!served()) std::this_thread::yield();
+    AwaitFreePlace();
 }
 
 TEST_F(BadClientTest, HangUpDoesNotFreeItsPlaceBeforeItsRequestIsDone) {
@@ -200,12 +204,7 @@ TEST_F(BadClientTest, HangUpDoesNotFreeItsPlaceBeforeItsRequestIsDone) {
     client.HangUp();
     EXPECT_TRUE(TestClient(server_->Port()).IsClosedByServer());
     engine_.GoOn();
-    const auto served = [this] {
-        TestClient next(server_->Port());
-        next.TrySend(Frame(Wrap(GoodRequest())), 1000);
-        return next.Receive().has_value();
-    };
-    while (!served()) std::this_thread::yield();
+    AwaitFreePlace();
 }
 
 }  // namespace
