@@ -1,5 +1,9 @@
 #include "Connection.h"
 
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+
 #include <asio/buffer.hpp>
 #include <asio/error.hpp>
 #include <asio/post.hpp>
@@ -13,6 +17,17 @@ namespace {
 
 // What every connection may hold without being charged for it.
 constexpr std::size_t kFreeBytes = std::size_t{64} << 10;
+constexpr std::chrono::milliseconds kWatchInterval{100};
+
+// A client that closed its connection looks like one that only sends no more, until its system has
+// forgotten the connection, which Linux does after a minute, and refuses the next probe.
+void ProbeClient(int socket) {
+    const std::pair<int, int> settings[] = {
+        {TCP_KEEPIDLE, 10}, {TCP_KEEPINTVL, 5}, {TCP_KEEPCNT, 3}};
+    for (const auto& [option, value] : settings) {
+        ::setsockopt(socket, IPPROTO_TCP, option, &value, sizeof value);
+    }
+}
 
 std::string PeerName(const asio::ip::tcp::socket& socket) {
     asio::error_code error;
@@ -26,7 +41,7 @@ std::string PeerName(const asio::ip::tcp::socket& socket) {
 Connection::Connection(asio::ip::tcp::socket socket, const ConnectionLimits& limits,
                        RecognitionService* service, ReceivedBytes* received, OnClosed on_closed)
     : socket_(std::move(socket)),
-      deadline_(socket_.get_executor()),
+      timer_(socket_.get_executor()),
       limits_(limits),
       service_(service),
       received_(received),
@@ -38,6 +53,7 @@ void Connection::Start() {
     asio::error_code ignored;
     socket_.set_option(asio::ip::tcp::no_delay(true), ignored);
     socket_.set_option(asio::socket_base::keep_alive(true), ignored);
+    ProbeClient(socket_.native_handle());
     LookAtFrame();
 }
 
@@ -51,10 +67,11 @@ void Connection::Close(const std::string& reason) {
     if (state_ == State::kClosed) return;
     const bool is_serving = state_ == State::kServing;
     state_ = State::kClosed;
-    deadline_.cancel();
+    timer_.cancel();
     asio::error_code ignored;
     socket_.close(ignored);
     ReleaseFrame();
+    if (is_serving) RecognitionService::Tell(ticket_, RecognitionService::ClientState::kGone);
     ORVX_LOG_INFO("connection: peer=%s requests=%llu in=%llu out=%llu open=%.2fs end=%s",
                   peer_.c_str(), static_cast<unsigned long long>(requests_),
                   static_cast<unsigned long long>(bytes_in_),
@@ -126,14 +143,27 @@ void Connection::ReleaseFrame() {
 
 void Connection::Serve() {
     state_ = State::kServing;
-    deadline_.cancel();
     ++requests_;
-    service_->Handle(
+    ticket_ = service_->Handle(
         reader_.Body(), peer_, [self = shared_from_this()](std::vector<char> frame) mutable {
             asio::post(self->socket_.get_executor(), [self, frame = std::move(frame)]() mutable {
                 self->OnAnswer(std::move(frame));
             });
         });
+    WatchClient();
+}
+
+// While a request is served nothing is read, so the socket itself is asked whether its client has
+// hung up. The events of epoll would say it without asking; but then the end of what the client
+// sends, which is all that most closed connections show, needs a watch of its own that must be
+// ended before the next read.
+void Connection::WatchClient() {
+    using ClientState = RecognitionService::ClientState;
+    pollfd entry{socket_.native_handle(), POLLRDHUP, 0};
+    ::poll(&entry, 1, 0);
+    if ((entry.revents & (POLLERR | POLLHUP)) != 0) return Close("hung up without its answer");
+    if ((entry.revents & POLLRDHUP) != 0) service_->Tell(ticket_, ClientState::kSendsNoMore);
+    SetTimer(kWatchInterval, [this] { WatchClient(); });
 }
 
 void Connection::OnAnswer(std::vector<char> frame) {
@@ -163,12 +193,17 @@ void Connection::OnWritten() {
 }
 
 void Connection::SetDeadline(std::chrono::milliseconds timeout, const char* reason) {
-    deadline_.expires_after(timeout);
-    deadline_.async_wait([self = shared_from_this(), reason](const asio::error_code& error) {
-        // A new deadline may have been set after this one was reached, before this ran.
-        if (error || self->deadline_.expiry() > std::chrono::steady_clock::now()) return;
-        self->Close(reason);
-    });
+    SetTimer(timeout, [this, reason] { Close(reason); });
+}
+
+void Connection::SetTimer(std::chrono::milliseconds time, std::function<void()> then) {
+    timer_.expires_after(time);
+    timer_.async_wait(
+        [self = shared_from_this(), then = std::move(then)](const asio::error_code& error) {
+            // It may have been set anew after this time was reached, before this ran.
+            if (error || self->timer_.expiry() > std::chrono::steady_clock::now()) return;
+            then();
+        });
 }
 
 }  // namespace orvx

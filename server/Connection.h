@@ -53,14 +53,16 @@ class Connection : public std::enable_shared_from_this<Connection> {
     void OnReadEnd(const std::string& error);
     void LookAtFrame();
     void Serve();
+    void WatchClient();
     void OnAnswer(std::vector<char> frame);
     void OnWritten();
     void SetDeadline(std::chrono::milliseconds timeout, const char* reason);
+    void SetTimer(std::chrono::milliseconds time, std::function<void()> then);
     bool ChargeFrame();
     void ReleaseFrame();
 
     asio::ip::tcp::socket socket_;
-    asio::steady_timer deadline_;
+    asio::steady_timer timer_;
     const ConnectionLimits& limits_;
     RecognitionService* const service_;
     ReceivedBytes* const received_;
@@ -71,6 +73,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
     State state_ = State::kReading;
     bool is_draining_ = false;
     FrameReader reader_;
+    RecognitionService::Ticket ticket_;  // of the request under way
     std::vector<char> answer_;
     std::size_t frame_bytes_ = 0;  // received of the frame that is being read
     std::size_t charged_ = 0;      // our part of received_

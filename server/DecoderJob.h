@@ -21,6 +21,8 @@ struct DecoderPool::Job {
                samples.size() - decoded >= kDecodedSliceSamples;
     }
 
+    bool Yields() const { return settings.yields && settings.yields->load(); }
+
     const JobSettings settings;
     std::vector<std::int16_t> samples;
     std::size_t decoded = 0;  // samples that the leased decoder has had

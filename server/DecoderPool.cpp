@@ -116,7 +116,9 @@ void DecoderPool::Serve(Worker* worker, Lock* lock) {
         lock->lock();
     }
     while (!is_stopping_ && !job->is_cancelled && DecodeSlice(worker, lock)) {
-        if (!job->is_complete && !complete_.empty()) return;  // somebody waits for an answer
+        if (!IsAnybodyWaiting()) continue;
+        if (!job->is_complete) return;
+        if (job->Yields()) return TakeLease(worker);
     }
     if (is_stopping_) return;
     if (job->is_cancelled) {

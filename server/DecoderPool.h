@@ -9,9 +9,11 @@
 // decoder of its own would be simpler, but each costs 100 MB.
 //
 // Complete stretches go first, and turn about between their owners: a long recording does not make
-// a short one wait for all of its stretches.
+// a short one wait for all of its stretches. Those whose clients may have gone come last, and give
+// their decoder back as soon as somebody else needs it.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -34,6 +36,8 @@ struct JobSettings {
     std::uint64_t owner;          // jobs of the same request or utterance share it
     std::size_t opening_samples;  // decoding starts when so many are there, or all
     std::size_t max_sentences;    // as in Recogniser::Finish
+    // While it is true, all other complete stretches come before this one. Null: never.
+    std::shared_ptr<const std::atomic<bool>> yields = nullptr;
 };
 
 struct JobResult {
@@ -98,6 +102,7 @@ class DecoderPool {
     void Give(Worker* worker, const JobHandle& job);
     void TakeLease(Worker* worker);
     Worker* FindIdle(Clock::time_point leases_older_than);
+    bool IsAnybodyWaiting() const;
     void QueueComplete(const JobHandle& job);
     JobHandle NextComplete();
     void Forget(const JobHandle& job);

@@ -104,9 +104,18 @@ void DecoderPool::QueueComplete(const JobHandle& job) {
     }
 }
 
+// Whether a complete stretch that does not yield lacks a decoder.
+bool DecoderPool::IsAnybodyWaiting() const {
+    return std::any_of(complete_.begin(), complete_.end(),
+                       [](const OwnersJobs& owner) { return !owner.jobs.front()->Yields(); });
+}
+
 DecoderPool::JobHandle DecoderPool::NextComplete() {
-    OwnersJobs owner = std::move(complete_.front());
-    complete_.pop_front();
+    auto next = std::find_if(complete_.begin(), complete_.end(),
+                             [](const OwnersJobs& owner) { return !owner.jobs.front()->Yields(); });
+    if (next == complete_.end()) next = complete_.begin();
+    OwnersJobs owner = std::move(*next);
+    complete_.erase(next);
     JobHandle job = std::move(owner.jobs.front());
     owner.jobs.pop_front();
     if (!owner.jobs.empty()) complete_.push_back(std::move(owner));

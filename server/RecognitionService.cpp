@@ -3,6 +3,7 @@
 #include <asio/post.hpp>
 #include <atomic>
 #include <exception>
+#include <mutex>
 #include <utility>
 
 #include "Capability.h"
@@ -54,12 +55,41 @@ struct RecognitionService::Exchange {
                           Since(start)));
     }
     void AnswerFailure(const Failure& failure) const;
+    // `sole` is an utterance that this request ends.
+    void Attach(const std::shared_ptr<Utterance>& sole);
+    void Tell(ClientState state);
 
     const std::string peer;
     const Reply reply;
     const steady_clock::time_point start = steady_clock::now();
     LexoRequestMessage request;  // its audio is moved out when recognition begins
+
+  private:
+    void Steer() const;
+
+    std::mutex mutex_;
+    ClientState client_ = ClientState::kThere;
+    std::weak_ptr<Utterance> utterance_;
 };
+
+void RecognitionService::Exchange::Attach(const std::shared_ptr<Utterance>& sole) {
+    const std::lock_guard lock(mutex_);
+    utterance_ = sole;
+    Steer();
+}
+
+void RecognitionService::Exchange::Tell(ClientState state) {
+    const std::lock_guard lock(mutex_);
+    client_ = state;
+    Steer();
+}
+
+void RecognitionService::Exchange::Steer() const {
+    const auto utterance = utterance_.lock();
+    if (!utterance) return;
+    if (client_ == ClientState::kSendsNoMore) utterance->Yield();
+    if (client_ == ClientState::kGone) utterance->Abandon();
+}
 
 void RecognitionService::Exchange::AnswerFailure(const Failure& failure) const {
     ORVX_LOG_WARNING("refused: peer=%s identify=%s capability=%s chunk=%d error=%d (%s)",
@@ -110,9 +140,15 @@ void RecognitionService::Stop() {
     request_threads_.join();
 }
 
-void RecognitionService::Handle(std::string_view body, std::string peer, Reply reply) {
+RecognitionService::Ticket RecognitionService::Handle(std::string_view body, std::string peer,
+                                                      Reply reply) {
     auto exchange = std::make_shared<Exchange>(std::move(peer), std::move(reply));
     asio::post(request_threads_, [this, body, exchange] { Serve(body, exchange); });
+    return exchange;
+}
+
+void RecognitionService::Tell(const Ticket& ticket, ClientState state) {
+    if (const auto exchange = ticket.lock()) exchange->Tell(state);
 }
 
 void RecognitionService::Serve(std::string_view body, const ExchangePtr& exchange) try {
@@ -170,6 +206,7 @@ void RecognitionService::RecogniseRecording(const ExchangePtr& exchange,
     const bool has_words = parameters.result_type == ResultType::kWordlist;
     std::string audio = std::move(*exchange->request.mutable_data());
     const std::size_t bytes = audio.size();
+    exchange->Attach(utterance);
     utterance->RecogniseRecording(
         std::move(audio), [exchange, has_words, bytes, heard = utterance.get()](Outcome outcome) {
             ORVX_LOG_INFO(
@@ -223,6 +260,7 @@ void RecognitionService::TakeChunk(const ExchangePtr& exchange, Store::Use use) 
     ++use->chunks;
     use->bytes += audio.size();
     const auto utterance = use->utterance;
+    if (is_closing) exchange->Attach(utterance);
     auto shared_use = std::make_shared<Store::Use>(std::move(use));
     utterance->TakeChunk(number, is_closing, std::move(audio),
                          [this, exchange, shared_use](Outcome outcome) {

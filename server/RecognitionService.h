@@ -31,7 +31,13 @@ struct ServiceSettings {
 
 // Every member may be called by any thread at any time.
 class RecognitionService {
+    struct Exchange;
+
   public:
+    // Names a request that is being served.
+    using Ticket = std::weak_ptr<Exchange>;
+    enum class ClientState { kThere, kSendsNoMore, kGone };
+
     // Gets the answer's frame; an empty one if the request's frame is undecodable.
     using Reply = std::function<void(std::vector<char> frame)>;
 
@@ -43,7 +49,13 @@ class RecognitionService {
 
     // `body` must stay valid until `reply` is called, which happens once, on any thread; or until
     // `reply` is destroyed uncalled, when the service stops. `peer` is for the log.
-    void Handle(std::string_view body, std::string peer, Reply reply);
+    Ticket Handle(std::string_view body, std::string peer, Reply reply);
+
+    // How the request's client stands. Where nothing but an answer to it can come of a request, it
+    // goes behind all others once its client sends no more, for then it may be gone, and is
+    // abandoned, and answered at once, when the client is gone. A chunk that others may follow, by
+    // other connections, is not affected.
+    static void Tell(const Ticket& ticket, ClientState state);
 
     // Gives up the real-time utterances that have been idle for too long.
     void ExpireUtterances();
@@ -53,7 +65,6 @@ class RecognitionService {
     void Stop();
 
   private:
-    struct Exchange;
     struct OpenUtterance;
     using ExchangePtr = std::shared_ptr<Exchange>;
     using Store = UtteranceStore<OpenUtterance>;

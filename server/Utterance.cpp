@@ -56,9 +56,9 @@ void Utterance::TakeChunk(int number, bool is_closing, std::string audio, Done d
 }
 
 void Utterance::Abandon() {
+    is_abandoned_ = true;
     asio::post(strand_, [self = shared_from_this()] {
-        self->is_over_ = true;
-        self->Release();
+        self->Fail({LEXO_ERR_RECOG_FAILED, "the utterance was abandoned"});
     });
 }
 
@@ -100,7 +100,7 @@ std::optional<Failure> Utterance::CheckChunk() const {
 void Utterance::Advance() try {
     while (!is_ended_ && !(EndsAtFirstResult() && MustWait()) && FillSamples()) {
         PushSamples();
-        if (is_over_) return;
+        if (is_over_ || is_abandoned_) return;
     }
     const bool is_heard_out = is_input_finished_ && samples_position_ == samples_.size();
     if (is_heard_out && !is_ended_ && segmenter_.IsInSpeech()) segmenter_.Finish();
@@ -171,7 +171,7 @@ void Utterance::OnSpeechBegin(std::int64_t first_sample) {
     const std::size_t opening =
         is_recording_ ? std::numeric_limits<std::size_t>::max() : kStreamOpeningSamples;
     open_job_ = decoders_->Open(
-        {id_, opening, parameters_.wants_nbest ? limits_.max_sentences : std::size_t{1}});
+        {id_, opening, parameters_.wants_nbest ? limits_.max_sentences : std::size_t{1}, yields_});
 }
 
 void Utterance::OnSpeech(std::span<const std::int16_t> samples) {

@@ -64,8 +64,10 @@ class Utterance : public std::enable_shared_from_this<Utterance>, private Speech
     // Chunk `number` (from 1) of a stream; the closing one ends it. `done` as above; it may come
     // uncalled to its end when the server stops.
     void TakeChunk(int number, bool is_closing, std::string audio, Done done);
-    // Nobody will ask for it again: frees what it holds.
+    // Nobody wants it any more: frees what it holds. A chunk under way is answered with a failure.
     void Abandon();
+    // From now on other utterances' speech is recognised first.
+    void Yield() { *yields_ = true; }
 
     double SecondsOfAudio() const;  // listened to so far
 
@@ -113,6 +115,8 @@ class Utterance : public std::enable_shared_from_this<Utterance>, private Speech
     asio::strand<asio::thread_pool::executor_type> strand_;
 
     std::atomic<std::int64_t> samples_heard_{0};
+    std::atomic<bool> is_abandoned_{false};
+    const std::shared_ptr<std::atomic<bool>> yields_ = std::make_shared<std::atomic<bool>>(false);
 
     // All that follows is touched on the strand only.
     std::deque<Chunk> waiting_;

@@ -136,6 +136,44 @@ TEST(DecoderPoolTest, OwnersTakeTurns) {
     EXPECT_LE(place - finished.begin(), 2);
 }
 
+TEST(DecoderPoolTest, AStretchThatYieldsComesLastAndStillComesToItsEnd) {
+    FakeEngine engine;
+    DecoderPool pool(engine.Factory(), 1);
+    const auto yields = std::make_shared<std::atomic<bool>>(false);
+    const auto open = [&pool, &yields] {
+        const auto job = pool.Open({1, 0, 1, yields});
+        pool.Feed(job, Audio(2 * kSecond));
+        return job;
+    };
+    engine.HoldUp();
+    std::vector<std::future<JobResult>> results;
+    results.push_back(Close(&pool, open()));
+    engine.WaitFor([](const FakeEngine& e) { return e.HeldUp() == 1; });
+    results.push_back(Close(&pool, open()));
+    for (std::uint64_t owner = 2; owner < 5; ++owner) {
+        results.push_back(Close(&pool, Speak(&pool, kSecond, owner)));
+    }
+    *yields = true;
+    engine.GoOn();
+    for (auto& result : results) EXPECT_NE(Text(Await(std::move(result))), "");
+    EXPECT_EQ(engine.Finished().back(), FakeEngine::Text(2 * kSecond));
+}
+
+TEST(DecoderPoolTest, AStretchThatYieldsGivesItsDecoderBack) {
+    FakeEngine engine;
+    DecoderPool pool(engine.Factory(), 1);
+    const auto yields = std::make_shared<std::atomic<bool>>(true);
+    const auto job = pool.Open({1, 0, 1, yields});
+    pool.Feed(job, Audio(30 * kSecond));
+    std::promise<std::future<JobResult>> prompt;
+    engine.OnNextFeed([&] { prompt.set_value(Close(&pool, Speak(&pool, kSecond, 2))); });
+    auto late = Close(&pool, job);
+    EXPECT_EQ(Text(Await(prompt.get_future().get())), "word");
+    EXPECT_EQ(Text(Await(std::move(late))), FakeEngine::Text(30 * kSecond));
+    EXPECT_EQ(engine.Finished().front(), "word");
+    EXPECT_EQ(engine.Starts(), 3) << "the late one begins anew";
+}
+
 TEST(DecoderPoolTest, NobodyIsToldTheResultOfACancelledStretch) {
     FakeEngine engine;
     DecoderPool pool(engine.Factory(), 1);

@@ -19,6 +19,7 @@ struct FakeEngine::State {
     bool is_held_up = false;
     bool fails_feed = false;
     bool fails_finish = false;
+    std::function<void()> on_next_feed;
     int held_up = 0;
     int starts = 0;
     int failures = 0;
@@ -40,7 +41,12 @@ class FakeEngine::FakeRecogniser : public Recogniser {
     }
 
     void Feed(std::span<const std::int16_t> samples) override {
-        const std::lock_guard lock(state_->mutex);
+        std::unique_lock lock(state_->mutex);
+        if (const auto action = std::exchange(state_->on_next_feed, nullptr)) {
+            lock.unlock();
+            action();
+            lock.lock();
+        }
         if (state_->fails_feed) {
             ++state_->failures;
             throw std::runtime_error("the fake engine cannot listen");
@@ -99,6 +105,11 @@ void FakeEngine::FailFeed() {
 void FakeEngine::FailFinish() {
     const std::lock_guard lock(state_->mutex);
     state_->fails_finish = true;
+}
+
+void FakeEngine::OnNextFeed(std::function<void()> action) {
+    const std::lock_guard lock(state_->mutex);
+    state_->on_next_feed = std::move(action);
 }
 
 void FakeEngine::WaitFor(const std::function<bool(const FakeEngine&)>& condition) {

@@ -26,6 +26,8 @@ class FakeEngine {
     // From now on Feed and Finish fail, until GoOn.
     void FailFeed();
     void FailFinish();
+    // Runs at the next call of Feed, on the decoder's thread.
+    void OnNextFeed(std::function<void()> action);
 
     // How many stretches are being held up.
     int HeldUp() const;
