@@ -1,19 +1,21 @@
-// Text buffers and resource bytes that cannot be obtained. The non-throwing array allocation is
+// Text buffers, resource bytes and result lists that cannot be obtained. The array allocations are
 // replaced for the whole program, so that a test can make the n-th one fail.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <new>
 #include <string>
 
 #include "MessagesOf.h"
+#include "RecogResult.h"
 #include "ResourceFile.h"
+#include "ResultBuilders.h"
 #include "TestAccess.h"
 #include "TestEngine.h"
 
 namespace {
 
 int g_allocations_to_failure = 0;  // 0: none fails
+int g_live_arrays = 0;
 
 // Makes the n-th allocation from here on fail.
 class FailingAllocation {
@@ -26,15 +28,29 @@ class FailingAllocation {
 
 }  // namespace
 
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+void* operator new[](std::size_t size) {
     if (g_allocations_to_failure > 0 && --g_allocations_to_failure == 0) {
-        return nullptr;
+        throw std::bad_alloc();
     }
+    ++g_live_arrays;
+    return ::operator new(size);
+}
+
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
     try {
         return ::operator new[](size);
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
+}
+
+void operator delete[](void* array) noexcept {
+    g_live_arrays -= array != nullptr ? 1 : 0;
+    ::operator delete(array);
+}
+
+void operator delete[](void* array, std::size_t) noexcept {
+    ::operator delete[](array);
 }
 
 namespace {
@@ -44,7 +60,7 @@ using Access = ProxySessionTestAccess;
 constexpr Lexo_ParamKey kTextKeys[] = {LEXO_PARAM_PROPERTY_LANGUAGE, LEXO_PARAM_PROPERTY_DOMAIN,
                                        LEXO_PARAM_POST_PROCESS};
 
-// Which of the three texts are there, e.g. "10" for the language alone.
+// Which of the three texts are there, e.g. "100" for the language alone.
 template <typename Map>
 std::string TextsIn(const Map& params) {
     std::string texts;
@@ -77,7 +93,6 @@ TEST(SessionWithoutMemoryTest, ConstructionStopsAtTheMissingBuffer) {
                   Messages{c.message});
         EXPECT_EQ(TextsIn(Access::Params(*session)), c.texts);
         EXPECT_FALSE(Access::IsRealTime(*session));
-        EXPECT_EQ(Access::Property(*session), "");
 
         // What is left of the session is safe to use.
         char text[] = "text";
@@ -89,15 +104,14 @@ TEST(SessionWithoutMemoryTest, ConstructionStopsAtTheMissingBuffer) {
             EXPECT_STREQ(TextOf(value), code == LEXO_ERR_NONE ? "text" : "");
         }
         EXPECT_EQ(session->SetParam(LEXO_PARAM_PROPERTY_MODEL_TYPE, WordOf(1)), LEXO_ERR_NONE);
-        EXPECT_NE(session->GetConfig().find("property_model_type=16k"), std::string::npos);
         int status = -77;
         EXPECT_EQ(session->RecognizeStream("127.0.0.1", 1, "audio", 5, 0, &status),
                   LEXO_ERR_MEMORY);
         EXPECT_EQ(status, -77);
     }
-    EXPECT_STREQ(engine.Text(LEXO_PARAM_PROPERTY_LANGUAGE), "chinese");
 }
 
+// A configured text without a buffer goes nowhere; the rest of the file still counts.
 TEST(EngineWithoutMemoryTest, DefaultsStopAtTheMissingBuffer) {
     const struct {
         int failing;
@@ -109,43 +123,26 @@ TEST(EngineWithoutMemoryTest, DefaultsStopAtTheMissingBuffer) {
         {2, {"new LEXO_PARAM_PROPERTY_DOMAIN[256] failed!"}, "000", true},
         {3, {}, "110", true},
     };
+    ConfigFile file = Settings("[default]\nproperty_domain=bank\nvad_tail=7\n");
     for (const auto& c : cases) {
         SCOPED_TRACE(c.failing);
         EngineInfo engine;
         engine.engine_type = LEXO_ENGINE_ANALYSIS;
-        bool result = true;
         EXPECT_EQ(MessagesOf([&] {
                       const FailingAllocation failing(c.failing);
-                      result = engine.SetEngineDefaultParams();
+                      EXPECT_TRUE(engine.SetEngineDefaultParams(&file));
                   }),
                   c.messages);
-        if (c.failing < 3) {
-            EXPECT_FALSE(result);
-        }
         EXPECT_EQ(TextsIn(engine.default_params), c.texts);
         EXPECT_EQ(engine.default_params.contains(LEXO_PARAM_PROPERTY_MODEL_TYPE), c.has_model_type);
-        EXPECT_EQ(NumberOf(engine.default_params[LEXO_PARAM_VAD_TAIL]), 500);
-        EXPECT_EQ(NumberOf(engine.default_params[LEXO_PARAM_CHANNEL_TYPE]), 0);
+        EXPECT_EQ(NumberOf(engine.default_params[LEXO_PARAM_VAD_HEAD]), 10000);
+        EXPECT_EQ(NumberOf(engine.default_params[LEXO_PARAM_VAD_TAIL]), 7);
+        const bool has_domain = c.texts[1] == '1';
+        EXPECT_NE(engine.DescribeDefaults().find(has_domain ? "property_domain\t=\tbank\n"
+                                                            : "property_domain\t=\t\n"),
+                  std::string::npos);
         engine.FreeDefaultTexts();
     }
-}
-
-// A configured text without a buffer goes nowhere; the rest of the file still counts.
-TEST(EngineWithoutMemoryTest, ConfigurationWithoutBuffers) {
-    const scripted::TestHome home;
-    ConfigFile file;
-    ASSERT_TRUE(file.LoadFromFile(
-        home.WriteFile("a.conf", "[default]\nproperty_domain=bank\nvad_tail=7\n").c_str()));
-    EngineInfo engine;
-    engine.engine_type = LEXO_ENGINE_GRAMMAR;
-    {
-        const FailingAllocation failing(1);
-        EXPECT_TRUE(engine.SetEngineDefaultParams(&file));
-    }
-    EXPECT_EQ(TextsIn(engine.default_params), "000");
-    EXPECT_EQ(NumberOf(engine.default_params[LEXO_PARAM_VAD_TAIL]), 7);
-    EXPECT_NE(engine.DescribeDefaults().find("property_domain\t=\t\n"), std::string::npos);
-    engine.FreeDefaultTexts();
 }
 
 TEST(ResourceWithoutMemoryTest, BufferAndFile) {
@@ -166,6 +163,29 @@ TEST(ResourceWithoutMemoryTest, BufferAndFile) {
         EXPECT_EQ(code, LEXO_ERR_MEMORY);
         EXPECT_EQ(bytes.data, nullptr);
         EXPECT_EQ(bytes.length, 0);
+    }
+}
+
+// Whichever list is missing: what was converted before it is released, all of it.
+TEST(ResultWithoutMemoryTest, HalfConvertedResultsAreReleased) {
+    const quorlan::protocol::LexoResponseMessage responses[] = {
+        scripted::FreetalkResult(2, 2, 2), scripted::GrammarResult(2, 2),
+        scripted::KeywordResult(2), scripted::AnalysisResult({2, 2, 2, 2, 2, 2})};
+    for (const auto& response : responses) {
+        const int live_before = g_live_arrays;
+        int failures = 0;
+        for (bool failed = true; failed; failures += failed ? 1 : 0) {
+            Lexo_RecogResult result{};
+            try {
+                const FailingAllocation failing(failures + 1);
+                EXPECT_TRUE(ParseResponse(response, &result));
+                failed = false;
+            } catch (const std::bad_alloc&) {
+            }
+            EXPECT_TRUE(ReleaseResult(&result));
+            EXPECT_EQ(g_live_arrays, live_before) << "failure " << failures;
+        }
+        EXPECT_GT(failures, 0);
     }
 }
 

@@ -31,28 +31,16 @@ void Feed(FrameReader& reader, std::string_view bytes) {
     }
 }
 
-TEST(FrameCodecTest, PrefixIsBigEndian) {
-    const std::pair<std::uint32_t, std::string> cases[] = {
-        {0, std::string(4, '\0')},        {1, std::string("\0\0\0\1", 4)},
-        {0x01020304, "\1\2\3\4"},         {0x80FF7F00, std::string("\x80\xFF\x7F\0", 4)},
-        {UINT32_MAX, "\xFF\xFF\xFF\xFF"},
-    };
-    for (const auto& [length, bytes] : cases) {
-        std::string prefix(kFramePrefixBytes, 'x');
-        EncodeFramePrefix(length, prefix.data());
-        EXPECT_EQ(prefix, bytes);
-    }
-}
-
 TEST(FrameCodecTest, EncodesAMessage) {
     MessageHeader header;
     std::vector<char> frame(99, 'x');  // what it held before is replaced
     ASSERT_TRUE(EncodeFrame(header, &frame));
-    EXPECT_EQ(std::string(frame.begin(), frame.end()), Frame(""));
-    header.set_message_type(MessageHeader::LexoRecogRequest);
-    header.set_name(std::string(1000, 'n'));
+    EXPECT_EQ(std::string(frame.begin(), frame.end()), std::string(4, '\0'));
+    header.set_name(std::string(0xFF80, 'n'));
+    const std::string body = header.SerializeAsString();
+    ASSERT_EQ(body.size(), 0xFF84u);
     ASSERT_TRUE(EncodeFrame(header, &frame));
-    EXPECT_EQ(std::string(frame.begin(), frame.end()), Frame(header.SerializeAsString()));
+    EXPECT_EQ(std::string(frame.begin(), frame.end()), std::string("\0\0\xFF\x84", 4) + body);
 }
 
 // A message as large as its size says, without its memory.
@@ -80,18 +68,24 @@ TEST(FrameCodecTest, MessageThatIsTooLargeToSerialise) {
 
 TEST(FrameReaderTest, SplitAtEveryByte) {
     const std::string body("\0\1body\xFF", 7);
-    const std::string frame = Frame(body);
-    for (std::size_t split = 0; split <= frame.size(); ++split) {
+    const std::string stream = Frame(body) + Frame("") + "\1";
+    const std::size_t first = kFramePrefixBytes + body.size();
+    for (std::size_t split = 0; split <= stream.size(); ++split) {
+        SCOPED_TRACE(split);
         FrameReader reader;
-        EXPECT_TRUE(reader.IsEmpty());
-        EXPECT_EQ(reader.GetStatus(), Status::kNeedMore);
-        Feed(reader, frame.substr(0, split));
-        EXPECT_EQ(reader.GetStatus(), split < frame.size() ? Status::kNeedMore : Status::kComplete);
+        Feed(reader, stream.substr(0, split));
         EXPECT_EQ(reader.IsEmpty(), split == 0);
-        Feed(reader, frame.substr(split));
+        EXPECT_EQ(reader.GetStatus(), split < first ? Status::kNeedMore : Status::kComplete);
+        EXPECT_EQ(split >= first && reader.HasBytesBehindFrame(), split > first);
+        Feed(reader, stream.substr(split));
         ASSERT_EQ(reader.GetStatus(), Status::kComplete);
         EXPECT_EQ(reader.Body(), body);
-        EXPECT_FALSE(reader.HasBytesBehindFrame());
+        reader.NextFrame();
+        ASSERT_EQ(reader.GetStatus(), Status::kComplete);
+        EXPECT_EQ(reader.Body(), "");
+        reader.NextFrame();
+        EXPECT_EQ(reader.GetStatus(), Status::kNeedMore);
+        EXPECT_FALSE(reader.IsEmpty());
     }
 }
 
@@ -101,12 +95,10 @@ TEST(FrameReaderTest, LengthsAroundTheLimit) {
         std::uint32_t announced;
         Status status;  // after the prefix alone
     } cases[] = {
-        {10, 0, Status::kComplete},
-        {10, 9, Status::kNeedMore},
-        {10, 10, Status::kNeedMore},
-        {10, 11, Status::kTooLarge},
         {0, 0, Status::kComplete},
         {0, 1, Status::kTooLarge},
+        {10, 10, Status::kNeedMore},
+        {10, 11, Status::kTooLarge},
         {kMaxFrameBodyBytes, 64u << 20, Status::kNeedMore},
         {kMaxFrameBodyBytes, (64u << 20) + 1, Status::kTooLarge},
         {kMaxFrameBodyBytes, UINT32_MAX, Status::kTooLarge},
@@ -114,16 +106,12 @@ TEST(FrameReaderTest, LengthsAroundTheLimit) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.announced);
         FrameReader reader(c.limit);
-        std::string prefix(kFramePrefixBytes, '\0');
-        EncodeFramePrefix(c.announced, prefix.data());
-        Feed(reader, prefix);
+        char prefix[kFramePrefixBytes];
+        EncodeFramePrefix(c.announced, prefix);
+        Feed(reader, {prefix, sizeof prefix});
         EXPECT_EQ(reader.GetStatus(), c.status);
         // Nothing is set aside for what is only announced.
         EXPECT_LE(reader.WritableArea().size(), std::size_t{1} << 20);
-        if (c.announced > 0 && c.announced <= 10 && c.limit == 10) {
-            Feed(reader, std::string(c.announced, 'x'));
-            EXPECT_EQ(reader.GetStatus(), Status::kComplete);
-        }
     }
 }
 
@@ -146,25 +134,6 @@ TEST(FrameReaderTest, GrowsWithWhatArrived) {
     EXPECT_TRUE(reader.IsEmpty());
     EXPECT_EQ(reader.GetStatus(), Status::kNeedMore);
     EXPECT_LE(reader.WritableArea().size(), std::size_t{64} << 10) << "a rare size is not kept";
-}
-
-TEST(FrameReaderTest, TwoFramesInARow) {
-    FrameReader reader;
-    Feed(reader, Frame("first") + Frame("") + Frame("third").substr(0, 6));
-    ASSERT_EQ(reader.GetStatus(), Status::kComplete);
-    EXPECT_EQ(reader.Body(), "first");
-    EXPECT_TRUE(reader.HasBytesBehindFrame());
-    reader.NextFrame();
-    ASSERT_EQ(reader.GetStatus(), Status::kComplete);
-    EXPECT_EQ(reader.Body(), "");
-    reader.NextFrame();
-    EXPECT_EQ(reader.GetStatus(), Status::kNeedMore);
-    Feed(reader, Frame("third").substr(6));
-    ASSERT_EQ(reader.GetStatus(), Status::kComplete);
-    EXPECT_EQ(reader.Body(), "third");
-    EXPECT_FALSE(reader.HasBytesBehindFrame());
-    reader.NextFrame();
-    EXPECT_TRUE(reader.IsEmpty());
 }
 
 TEST(FrameReaderTest, RandomSplitsOfManyFrames) {

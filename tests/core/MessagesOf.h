@@ -13,20 +13,8 @@
 
 using Messages = std::vector<std::string>;
 
-// The message of a log line: without the prefix "PID : (FILE.cpp:LINE) " of this process. A line
-// whose prefix is not well formed stays as it is.
-inline std::string MessageIn(const std::string& line) {
-    int process = 0;
-    int number = 0;
-    int prefix_bytes = 0;
-    std::sscanf(line.c_str(), "%d : (%*[A-Za-z_].cpp:%d)%n", &process, &number, &prefix_bytes);
-    const auto end = static_cast<std::size_t>(prefix_bytes);
-    const bool has_prefix =
-        end > 0 && process == ::getpid() && number > 0 && line.compare(end, 1, " ") == 0;
-    return has_prefix ? line.substr(end + 1) : line;
-}
-
-// One entry for each line that `action` prints; what bypasses the log has no prefix to take off.
+// One entry for each line that `action` prints: the message without the prefix
+// "PID : (FILE.cpp:LINE) " of this process. A line whose prefix is not well formed stays as it is.
 template <typename Action>
 Messages MessagesOf(const Action& action) {
     const scripted::CapturedOutput output(stdout);
@@ -34,7 +22,12 @@ Messages MessagesOf(const Action& action) {
     Messages messages;
     std::istringstream lines(output.Text());
     for (std::string line; std::getline(lines, line);) {
-        messages.push_back(MessageIn(line));
+        int process = 0;
+        int prefix_bytes = 0;
+        std::sscanf(line.c_str(), "%d : (%*[A-Za-z_].cpp:%*d)%n", &process, &prefix_bytes);
+        const bool has_prefix = prefix_bytes > 0 && process == ::getpid();
+        messages.push_back(has_prefix ? line.substr(static_cast<std::size_t>(prefix_bytes) + 1)
+                                      : line);
     }
     return messages;
 }

@@ -23,9 +23,6 @@ struct ProxySessionTestAccess {
     static int& IdentifyIndex() { return ProxySession::identify_index_; }
     static std::string NewIdentify() { return ProxySession::NewIdentify(); }
 
-    static const std::string& Property(const ProxySession& session) { return session.property_; }
-    static const std::string& Identify(const ProxySession& session) { return session.identify_; }
-    static int NextChunk(const ProxySession& session) { return session.chunk_no_; }
     static bool IsRealTime(const ProxySession& session) { return session.is_realtime_; }
     static const ProxySession::ParamMap& Params(const ProxySession& session) {
         return session.params_;
