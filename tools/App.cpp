@@ -4,30 +4,44 @@
 #include <iostream>
 
 #include "Batch.h"
-#include "Capabilities.h"
+#include "CapabilityList.h"
 #include "CommandLine.h"
 #include "Console.h"
 #include "Engine.h"
 #include "Errors.h"
 #include "Interruption.h"
 #include "LibraryHome.h"
+#include "Resource.h"
 #include "ServerAddress.h"
 
 namespace recognize {
 
 namespace {
 
+// Leaves room for audio in a request.
+constexpr std::size_t kMaxResourceBytes = kMaxRequestBytes - (std::size_t{4} << 20);
+
 int List(const Engine& engine, Console& console) {
-    for (std::string name : engine.Capabilities()) {
-        const std::string short_name(ShortCapabilityName(name));
-        name.resize(24, ' ');
-        console.WriteResult(name + short_name + "\n");
+    console.WriteResult(DescribeCapabilities(engine.Capabilities()));
+    return InterruptionRequested() ? kSomeFailed : kAllRecognized;
+}
+
+// Before the engine starts, so that a wrong file costs no connection, and before signals are taken
+// over, so that a pipe without a writer can be left.
+ResourceData ReadChosenResource(const Options& options, Console& console) {
+    if (options.list || !options.resource.IsFile()) {
+        return {};
     }
-    return kAllRecognized;
+    ResourceData data = ReadResource(options.resource, kMaxResourceBytes);
+    if (options.verbose && !options.resource.format) {
+        console.Message(options.resource.Typed() + ": taken as " + ResourceFormatName(data.format));
+    }
+    return data;
 }
 
 int Run(const Options& options, Console& console) {
     EnsureLibraryHome();
+    const ResourceData data = ReadChosenResource(options, console);
     InstallInterruption();
     EngineSettings settings;
     settings.server_address = ResolveServerAddress(options.server);
@@ -37,7 +51,8 @@ int Run(const Options& options, Console& console) {
     if (options.list) {
         return List(engine, console);
     }
-    const std::size_t failed = Batch(options, console).Run();
+    const Resource resource(options.capability, options.resource, data);
+    const std::size_t failed = Batch(options, resource, console).Run();
     return failed > 0 || InterruptionRequested() ? kSomeFailed : kAllRecognized;
 }
 

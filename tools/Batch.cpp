@@ -18,6 +18,8 @@ std::unique_ptr<ResultFormatter> MakeFormatter(OutputFormat format, const FileCo
             return MakeJsonFormatter(context);
         case OutputFormat::kSrt:
             return MakeSrtFormatter(context);
+        case OutputFormat::kVtt:
+            return MakeVttFormatter(context);
         case OutputFormat::kText:
             break;
     }
@@ -39,8 +41,9 @@ std::string ShownName(const std::string& file) {
 
 }  // namespace
 
-Batch::Batch(const Options& options, Console& console)
+Batch::Batch(const Options& options, const Resource& resource, Console& console)
     : options_(options),
+      resource_(resource),
       console_(console),
       output_(options.files.size(), console),
       progress_(options.files.size()) {
@@ -104,6 +107,7 @@ FileOutcome Batch::RecognizeOne(std::size_t index, std::unique_ptr<Session>* ses
 
 FileOutcome Batch::Exchange(std::size_t index, Session& session, ResultFormatter& formatter) {
     FileJob job;
+    job.server = options_.server;
     job.file = options_.files[index];
     job.raw_rate = options_.raw_rate;
     job.format = &FindAudioFormat(options_.audio_format);
@@ -116,7 +120,7 @@ FileOutcome Batch::Exchange(std::size_t index, Session& session, ResultFormatter
 }
 
 std::unique_ptr<Session> Batch::OpenSession() const {
-    return std::make_unique<Session>(options_.capability, options_.parameters);
+    return std::make_unique<Session>(options_.capability, options_.parameters, resource_);
 }
 
 FileContext Batch::ContextOf(std::size_t index) const {

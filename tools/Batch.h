@@ -15,6 +15,7 @@
 #include "Console.h"
 #include "FileRecognizer.h"
 #include "OrderedOutput.h"
+#include "Resource.h"
 #include "ResultFormatter.h"
 #include "Session.h"
 
@@ -23,7 +24,7 @@ namespace recognize {
 class Batch {
   public:
     // Opens the sessions. Throws UsageError, EngineError. The arguments must outlive the batch.
-    Batch(const Options& options, Console& console);
+    Batch(const Options& options, const Resource& resource, Console& console);
 
     // Recognises the files. Returns how many were not recognised.
     std::size_t Run();
@@ -39,6 +40,7 @@ class Batch {
     void ShowProgress(std::size_t index, double fraction, double seconds);
 
     const Options& options_;
+    const Resource& resource_;
     Console& console_;
     OrderedOutput output_;
     std::vector<std::unique_ptr<Session>> sessions_;  // until the workers take them

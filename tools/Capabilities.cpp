@@ -11,14 +11,14 @@ namespace {
 
 constexpr std::string_view kShortNames[] = {"freetalk", "grammar", "keywordspot", "analysis"};
 
+}  // namespace
+
 std::string LowerCase(std::string_view text) {
     std::string lower(text);
     std::transform(lower.begin(), lower.end(), lower.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     return lower;
 }
-
-}  // namespace
 
 std::string FullCapabilityName(std::string_view name) {
     const std::string wanted = LowerCase(name);

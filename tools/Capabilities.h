@@ -12,6 +12,8 @@ inline constexpr std::string_view kCapabilityPrefix = "asr.cloud.";
 // Throws UsageError, listing the right names.
 std::string FullCapabilityName(std::string_view name);
 
+std::string LowerCase(std::string_view text);  // of ASCII
+
 // "freetalk" of "asr.cloud.freetalk".
 std::string_view ShortCapabilityName(std::string_view full_name);
 

@@ -23,12 +23,15 @@ constexpr char kDescription[] =
     "FILE is a WAV, FLAC, Ogg or other sound file of any rate; several channels are mixed down to\n"
     "one. Results go to standard output, messages to standard error.\n";
 
-const std::map<std::string, OutputFormat> kOutputFormats = {
-    {"text", OutputFormat::kText}, {"json", OutputFormat::kJson}, {"srt", OutputFormat::kSrt}};
+const std::map<std::string, OutputFormat> kOutputFormats = {{"text", OutputFormat::kText},
+                                                            {"json", OutputFormat::kJson},
+                                                            {"srt", OutputFormat::kSrt},
+                                                            {"vtt", OutputFormat::kVtt}};
 
 // What CLI11 reads, before it is checked and converted.
 struct RawOptions {
-    std::string capability = "freetalk";
+    std::optional<std::string> capability;
+    ResourceOptions resource;
     std::string stream;
     std::string format = "text";
     int raw_rate = 0;
@@ -47,9 +50,9 @@ void DeclareWork(CLI::App& app, RawOptions* raw) {
         ->type_name("HOST:PORT")
         ->capture_default_str();
     app.add_option("--capability", raw->capability,
-                   "What to do: freetalk, grammar, keywordspot or analysis")
-        ->type_name("NAME")
-        ->capture_default_str();
+                   "What to do: freetalk, grammar, keywordspot or analysis; follows from the\n"
+                   "resource when there is one, else freetalk")
+        ->type_name("NAME");
     app.add_option("--stream", raw->stream,
                    "Real-time: no, yes (until the first result), continue, yes-rt or\n"
                    "continue-rt; short for --param stream_recog=MODE")
@@ -65,6 +68,23 @@ void DeclareWork(CLI::App& app, RawOptions* raw) {
         ->check(CLI::Range(1, 64).description(""))
         ->type_name("N")
         ->capture_default_str();
+}
+
+void DeclareResources(CLI::App& app, RawOptions* raw) {
+    ResourceOptions& resource = raw->resource;
+    app.add_option("--grammar", resource.grammar, "Recognise within a grammar")->type_name("FILE");
+    app.add_option("--grammar-format", resource.grammar_format,
+                   "Its format: " + GrammarFormatNames() +
+                       ";\nwithout this told from the file's name or first bytes")
+        ->type_name("NAME");
+    app.add_option("--keywords", resource.keywords,
+                   "Spot the keywords of a list, also within an analysis")
+        ->type_name("FILE");
+    app.add_option("--words", resource.words, "Words of the user's own for free talk")
+        ->type_name("FILE");
+    app.add_option("--resource", resource.name,
+                   "A grammar or keyword list that the server holds; needs --capability")
+        ->type_name("NAME");
 }
 
 void DeclareAudio(CLI::App& app, RawOptions* raw) {
@@ -84,13 +104,14 @@ void DeclareAudio(CLI::App& app, RawOptions* raw) {
 void DeclareOutput(CLI::App& app, RawOptions* raw) {
     app.add_option("--format", raw->format,
                    "Form of the results: text, json (an object for each file, on one\n"
-                   "line) or srt (subtitles of one file)")
-        ->check(CLI::IsMember({"text", "json", "srt"}).description(""))
+                   "line), srt or vtt (subtitles of one file)")
+        ->check(CLI::IsMember({"text", "json", "srt", "vtt"}).description(""))
         ->type_name("NAME")
         ->capture_default_str();
     app.add_flag("--verbose,-v", raw->options.verbose,
                  "Also tell times, scores, durations and what the engine prints");
-    app.add_flag("--list", raw->options.list, "List the engine's capabilities and end");
+    app.add_flag("--list", raw->options.list,
+                 "List the engine's capabilities and their parameters, and end");
     app.set_version_flag("--version", "orvx-recognize " ORVX_VERSION, "Print the version and end");
     app.set_help_flag("--help,-h", "Print this help and end");
     app.get_formatter()->column_width(26);
@@ -110,22 +131,16 @@ bool Answered(CLI::App& app, int argc, const char* const* argv) {
     }
 }
 
-bool Sets(const Options& options, Lexo_ParamKey key) {
-    return std::any_of(options.parameters.begin(), options.parameters.end(),
-                       [key](const ParameterSetting& setting) { return setting.key == key; });
+using Settings = std::vector<ParameterSetting>;
+
+bool Sets(const Settings& settings, Lexo_ParamKey key) {
+    return std::ranges::find(settings, key, &ParameterSetting::key) != settings.end();
 }
 
-int LastNumber(const Options& options, Lexo_ParamKey key) {
-    const auto found =
-        std::find_if(options.parameters.rbegin(), options.parameters.rend(),
-                     [key](const ParameterSetting& setting) { return setting.key == key; });
-    return found == options.parameters.rend() ? 0 : found->number;
-}
-
-void AddUnlessSet(Lexo_ParamKey key, const std::string& assignment, Options* options) {
-    if (!Sets(*options, key)) {
-        options->parameters.push_back(ParseParameter(assignment));
-    }
+int LastNumber(const Settings& settings, Lexo_ParamKey key) {
+    const auto found = std::find_if(settings.rbegin(), settings.rend(),
+                                    [key](const ParameterSetting& s) { return s.key == key; });
+    return found == settings.rend() ? 0 : found->number;
 }
 
 void ReadParameters(const RawOptions& raw, Options* options) {
@@ -133,17 +148,13 @@ void ReadParameters(const RawOptions& raw, Options* options) {
         options->parameters.push_back(ParseParameter(assignment));
     }
     if (!raw.stream.empty()) {
-        if (Sets(*options, LEXO_PARAM_STREAM)) {
+        if (Sets(options->parameters, LEXO_PARAM_STREAM)) {
             throw UsageError("--stream and --param stream_recog=... say the same: leave one out");
         }
         options->parameters.push_back(ParseParameter("stream_recog=" + raw.stream));
     }
-    AddUnlessSet(LEXO_PARAM_AUDIOFORMAT, "audio_format=pcm16k16bit", options);
-    options->audio_format = LastNumber(*options, LEXO_PARAM_AUDIOFORMAT);
-    // The acoustic model that suits the audio: the engine's default is the 8 kHz one.
-    const bool is_wide = FindAudioFormat(options->audio_format).rate == 16000;
-    AddUnlessSet(LEXO_PARAM_PROPERTY_MODEL_TYPE,
-                 is_wide ? "property_model_type=16k" : "property_model_type=8k", options);
+    options->parameters = AudioParameters(std::move(options->parameters));
+    options->audio_format = LastNumber(options->parameters, LEXO_PARAM_AUDIOFORMAT);
 }
 
 void CheckFiles(const Options& options) {
@@ -160,17 +171,32 @@ void CheckFiles(const Options& options) {
                              "--rate HZ");
         }
     }
-    if (options.format == OutputFormat::kSrt && options.files.size() > 1) {
-        throw UsageError("--format srt makes the subtitles of one file; name one at a time");
+    const bool is_subtitles =
+        options.format == OutputFormat::kSrt || options.format == OutputFormat::kVtt;
+    if (is_subtitles && options.files.size() > 1) {
+        throw UsageError("--format srt and vtt make the subtitles of one file; name one at a time");
     }
 }
 
 }  // namespace
 
+std::vector<ParameterSetting> AudioParameters(std::vector<ParameterSetting> settings) {
+    if (!Sets(settings, LEXO_PARAM_AUDIOFORMAT)) {
+        settings.push_back(ParseParameter("audio_format=pcm16k16bit"));
+    }
+    if (!Sets(settings, LEXO_PARAM_PROPERTY_MODEL_TYPE)) {
+        const int rate = FindAudioFormat(LastNumber(settings, LEXO_PARAM_AUDIOFORMAT)).rate;
+        settings.push_back(
+            ParseParameter(rate == 16000 ? "property_model_type=16k" : "property_model_type=8k"));
+    }
+    return settings;
+}
+
 std::optional<Options> ParseCommandLine(int argc, const char* const* argv) {
     CLI::App app(kDescription, "orvx-recognize");
     RawOptions raw;
     DeclareWork(app, &raw);
+    DeclareResources(app, &raw);
     DeclareAudio(app, &raw);
     DeclareOutput(app, &raw);
     app.add_option("FILE", raw.options.files, "Recordings; \"-\" is standard input")->type_name("");
@@ -178,14 +204,17 @@ std::optional<Options> ParseCommandLine(int argc, const char* const* argv) {
         return std::nullopt;
     }
     Options options = std::move(raw.options);
-    options.capability = FullCapabilityName(raw.capability);
+    options.resource = ChooseResource(raw.resource);
+    if (!options.list) {
+        options.capability = ChooseCapability(raw.capability, options.resource);
+    }
     options.format = kOutputFormats.at(raw.format);
     if (raw.raw_rate != 0) {
         options.raw_rate = raw.raw_rate;
     }
     ReadParameters(raw, &options);
-    const bool is_realtime =
-        LastNumber(options, LEXO_PARAM_STREAM) != 0 || LastNumber(options, LEXO_PARAM_MODE) == 1;
+    const bool is_realtime = LastNumber(options.parameters, LEXO_PARAM_STREAM) != 0 ||
+                             LastNumber(options.parameters, LEXO_PARAM_MODE) == 1;
     if (options.pace && !is_realtime) {
         throw UsageError(
             "--pace is for real-time work: add --stream (or, for an analysis, "

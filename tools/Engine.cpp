@@ -73,18 +73,16 @@ Engine::~Engine() {
     }
 }
 
-std::vector<std::string> Engine::Capabilities() const {
+std::vector<Lexo_CapabilityInfo> Engine::Capabilities() const {
     Lexo_CapabilityInfoList list = {};
     const Lexo_ErrCode code = orvx_proxy_GetCapabilityInfoList(&list);
     if (code != LEXO_ERR_NONE) {
         throw EngineError(code, MeaningOf(code));
     }
-    std::vector<std::string> names;
-    for (int i = 0; i < list.nCapabilityCount; ++i) {
-        names.emplace_back(list.pCapabilityInfoList[i].szCapabilityName);
-    }
+    const std::vector<Lexo_CapabilityInfo> infos(list.pCapabilityInfoList,
+                                                 list.pCapabilityInfoList + list.nCapabilityCount);
     orvx_proxy_ReleaseCapabilityInfoList(&list);
-    return names;
+    return infos;
 }
 
 }  // namespace recognize

@@ -1,6 +1,8 @@
 // The engine's life in this process, as an object.
 #pragma once
 
+#include <Lexo.h>
+
 #include <string>
 #include <vector>
 
@@ -24,8 +26,7 @@ class Engine {
     Engine(const Engine&) = delete;
     Engine& operator=(const Engine&) = delete;
 
-    // The names of the capabilities.
-    std::vector<std::string> Capabilities() const;
+    std::vector<Lexo_CapabilityInfo> Capabilities() const;
 
   private:
     Console& console_;

@@ -13,13 +13,17 @@ namespace {
 
 using std::chrono::steady_clock;
 
-// A request above the 64 MiB that a frame may have is refused by the server's end.
-constexpr std::size_t kMaxOneShotBytes = std::size_t{60} << 20;
-
 // Codes with which the engine itself has closed the utterance.
 bool IsUtteranceGone(Lexo_ErrCode code) {
     return code == LEXO_ERR_NETWORK_FAILED || code == LEXO_ERR_REALTIME_SESSION_TIMEOUT ||
            code == LEXO_ERR_ALL_SESSION_BUSY;
+}
+
+// Codes with which a server may refuse the resource of a request.
+bool IsRefusal(Lexo_ErrCode code) {
+    return code == LEXO_ERR_PARAM_INVALID || code == LEXO_ERR_NOT_SUPPORT ||
+           code == LEXO_ERR_RECOG_FAILED || code == LEXO_ERR_LOAD_RESOURCE_FAILED ||
+           code == LEXO_ERR_ACTIVE_RESOURCE_FAILED;
 }
 
 bool HasText(const Lexo_RecogResult& result) {
@@ -78,7 +82,7 @@ class Recognition {
     }
 
     void SendWhole(SpeechReader& reader) {
-        const std::string audio = reader.All(kMaxOneShotBytes);
+        const std::string audio = reader.All(session_.MaxAudioBytes());
         if (audio.empty()) {
             throw AudioError("holds no audio");
         }
@@ -128,8 +132,23 @@ class Recognition {
             heard_nothing_ = true;
             is_over_ = is_over_ || mode_ == StreamMode::kSingle;
         } else if (code != LEXO_ERR_NONE) {
-            Fail({code, MeaningOf(code)});
+            Fail({code, Explain(code)});
         }
+    }
+
+    // What a code may mean in this run.
+    std::string Explain(Lexo_ErrCode code) const {
+        const std::string& resource = session_.BoundResource().Description();
+        if (code == LEXO_ERR_NETWORK_FAILED) {
+            return "no exchange with " + job_.server +
+                   ": it cannot be reached, or closed the connection, as a full server does, or is "
+                   "no recognition server";
+        }
+        if (IsRefusal(code) && !resource.empty()) {
+            return MeaningOf(code) + "; perhaps it does not take " + resource +
+                   " (the engine's log has the server's words)";
+        }
+        return MeaningOf(code);
     }
 
     void Sent(const SpeechReader& reader) {

@@ -12,6 +12,7 @@
 namespace recognize {
 
 struct FileJob {
+    std::string server;  // as the user named it
     std::string file;
     std::optional<int> raw_rate;  // hertz, for raw recordings
     const AudioFormat* format = nullptr;

@@ -25,7 +25,18 @@ struct Parameter {
     int low;   // smallest number; for a text unused
     int high;  // greatest number; for a text its greatest length in bytes
     std::span<const ValueName> values;
+    unsigned engines;  // that have it, a set of bits
 };
+
+constexpr unsigned Bit(Lexo_EngineType engine) {
+    return 1U << static_cast<unsigned>(engine);
+}
+
+constexpr unsigned kFreetalk = Bit(LEXO_ENGINE_FREETALK);
+constexpr unsigned kGrammar = Bit(LEXO_ENGINE_GRAMMAR);
+constexpr unsigned kKeywordspot = Bit(LEXO_ENGINE_KEYWORDSPOT);
+constexpr unsigned kAnalysis = Bit(LEXO_ENGINE_ANALYSIS);
+constexpr unsigned kAll = kFreetalk | kGrammar | kKeywordspot | kAnalysis;
 
 constexpr ValueName kNoYes[] = {{"no", 0}, {"yes", 1}};
 constexpr ValueName kAudioFormats[] = {{"pcm8k16bit", 0},  {"alaw", 1},      {"ulaw", 2},
@@ -41,22 +52,24 @@ constexpr ValueName kPostProcesses[] = {
     {"punctuate", 1}, {"smooth", 4}, {"numnormal", 2}, {"paragraph", 8}};
 
 constexpr Parameter kParameters[] = {
-    {"vad_head", LEXO_PARAM_VAD_HEAD, Kind::kNumber, 0, 1800000, {}},
-    {"vad_tail", LEXO_PARAM_VAD_TAIL, Kind::kNumber, 0, 30000, {}},
-    {"vad_threshold", LEXO_PARAM_VAD_THRESHOLD, Kind::kNumber, 1, 100, {}},
-    {"max_seconds", LEXO_PARAM_MAX_SECONDS, Kind::kNumber, 1, 60, {}},
-    {"property_language", LEXO_PARAM_PROPERTY_LANGUAGE, Kind::kText, 0, 256, {}},
-    {"property_domain", LEXO_PARAM_PROPERTY_DOMAIN, Kind::kText, 0, 256, {}},
-    {"audio_format", LEXO_PARAM_AUDIOFORMAT, Kind::kChoice, 0, 0, kAudioFormats},
-    {"nbest_result", LEXO_PARAM_NBEST_RESULT, Kind::kChoice, 0, 0, kNoYes},
-    {"add_punc", LEXO_PARAM_ADD_PUNC, Kind::kChoice, 0, 0, kNoYes},
-    {"stream_recog", LEXO_PARAM_STREAM, Kind::kChoice, 0, 0, kStreams},
-    {"result_type", LEXO_PARAM_RESULT_TYPE, Kind::kChoice, 0, 0, kResultTypes},
-    {"analysis_mode", LEXO_PARAM_MODE, Kind::kChoice, 0, 0, kModes},
-    {"channel_type", LEXO_PARAM_CHANNEL_TYPE, Kind::kChoice, 0, 0, kChannels},
-    {"property_model_type", LEXO_PARAM_PROPERTY_MODEL_TYPE, Kind::kChoice, 0, 0, kModels},
-    {"qa_paramter", LEXO_PARAM_POST_PROCESS, Kind::kText, 0, 1024, {}},
-    {"textpostproc", LEXO_PARAM_FT_POST_PROCESS, Kind::kFlags, 0, 0, kPostProcesses},
+    {"vad_head", LEXO_PARAM_VAD_HEAD, Kind::kNumber, 0, 1800000, {}, kAll},
+    {"vad_tail", LEXO_PARAM_VAD_TAIL, Kind::kNumber, 0, 30000, {}, kAll},
+    {"vad_threshold", LEXO_PARAM_VAD_THRESHOLD, Kind::kNumber, 1, 100, {}, kAll},
+    {"max_seconds", LEXO_PARAM_MAX_SECONDS, Kind::kNumber, 1, 60, {}, kAll},
+    {"property_language", LEXO_PARAM_PROPERTY_LANGUAGE, Kind::kText, 0, 256, {}, kAll},
+    {"property_domain", LEXO_PARAM_PROPERTY_DOMAIN, Kind::kText, 0, 256, {}, kAll},
+    {"audio_format", LEXO_PARAM_AUDIOFORMAT, Kind::kChoice, 0, 0, kAudioFormats, kAll},
+    {"nbest_result", LEXO_PARAM_NBEST_RESULT, Kind::kChoice, 0, 0, kNoYes, kGrammar},
+    {"add_punc", LEXO_PARAM_ADD_PUNC, Kind::kChoice, 0, 0, kNoYes, kFreetalk | kAnalysis},
+    {"stream_recog", LEXO_PARAM_STREAM, Kind::kChoice, 0, 0, kStreams,
+     kFreetalk | kGrammar | kKeywordspot},
+    {"result_type", LEXO_PARAM_RESULT_TYPE, Kind::kChoice, 0, 0, kResultTypes,
+     kFreetalk | kAnalysis},
+    {"analysis_mode", LEXO_PARAM_MODE, Kind::kChoice, 0, 0, kModes, kAnalysis},
+    {"channel_type", LEXO_PARAM_CHANNEL_TYPE, Kind::kChoice, 0, 0, kChannels, kAnalysis},
+    {"property_model_type", LEXO_PARAM_PROPERTY_MODEL_TYPE, Kind::kChoice, 0, 0, kModels, kAll},
+    {"qa_paramter", LEXO_PARAM_POST_PROCESS, Kind::kText, 0, 1024, {}, kAll},
+    {"textpostproc", LEXO_PARAM_FT_POST_PROCESS, Kind::kFlags, 0, 0, kPostProcesses, kFreetalk},
 };
 
 // The language and the domain travel in a list that is joined by commas: one within them would
@@ -81,6 +94,20 @@ std::string JoinNames(const Rows& rows) {
         joined += (joined.empty() ? "" : ", ") + std::string(row.name);
     }
     return joined;
+}
+
+std::string_view TypeName(Kind kind) {
+    switch (kind) {
+        case Kind::kNumber:
+            return "number";
+        case Kind::kChoice:
+            return "choice";
+        case Kind::kFlags:
+            return "flags";
+        case Kind::kText:
+            break;
+    }
+    return "text";
 }
 
 std::string AllowedValues(const Parameter& parameter) {
@@ -205,6 +232,36 @@ std::string ParameterHelp() {
         help += "  " + name + AllowedValues(parameter) + "\n";
     }
     return help;
+}
+
+std::vector<ParameterInfo> ParametersOf(Lexo_EngineType engine) {
+    std::vector<ParameterInfo> infos;
+    for (const Parameter& parameter : kParameters) {
+        if ((parameter.engines & Bit(engine)) != 0) {
+            infos.push_back({parameter.key, parameter.name, TypeName(parameter.kind),
+                             AllowedValues(parameter)});
+        }
+    }
+    return infos;
+}
+
+std::string ShowValue(Lexo_ParamKey key, Lexo_ParamValue value) {
+    const Parameter& parameter = FindParameter(ParameterName(key));
+    if (parameter.kind == Kind::kText) {
+        return static_cast<const char*>(value);
+    }
+    const auto number = static_cast<int>(reinterpret_cast<std::intptr_t>(value));
+    std::string shown;
+    for (const ValueName& row : parameter.values) {
+        const bool holds =
+            parameter.kind == Kind::kFlags ? (number & row.value) != 0 : number == row.value;
+        if (holds) {
+            shown += (shown.empty() ? "" : ";") + std::string(row.name);
+        }
+    }
+    // A configuration file may hold a number that has no name.
+    const bool is_empty_set = parameter.kind == Kind::kFlags && number == 0;
+    return !shown.empty() ? shown : is_empty_set ? "none" : std::to_string(number);
 }
 
 }  // namespace recognize

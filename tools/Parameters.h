@@ -29,6 +29,19 @@ ParameterSetting ParseParameter(std::string_view assignment);
 // The name of a parameter; of static storage.
 std::string_view ParameterName(Lexo_ParamKey key);
 
+struct ParameterInfo {
+    Lexo_ParamKey key;
+    std::string_view name;  // of static storage
+    std::string_view type;  // "number", "choice", "flags" or "text"
+    std::string values;     // what it can be set to, in words
+};
+
+// The parameters that sessions of a kind have, for the values of which the engine can be asked.
+std::vector<ParameterInfo> ParametersOf(Lexo_EngineType engine);
+
+// A value as a user would write it; "none" for an empty set of flags.
+std::string ShowValue(Lexo_ParamKey key, Lexo_ParamValue value);
+
 // One line for each parameter, with its values: for --help.
 std::string ParameterHelp();
 

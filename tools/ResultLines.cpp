@@ -113,7 +113,7 @@ Lines GrammarLines(const Lexo_Grammar_Result& result) {
 Lines KeywordLines(const Lexo_Keywordspot_Result& result) {
     Lines lines;
     for (int i = 0; i < result.nKeywordCount; ++i) {
-        lines.push_back(KeywordLine(result.pKeywordResults[i], Kind::kText));
+        lines.push_back(KeywordLine(result.pKeywordResults[i], Kind::kSpotted));
     }
     return lines;
 }

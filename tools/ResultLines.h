@@ -12,7 +12,8 @@ namespace recognize {
 
 struct ResultLine {
     enum class Kind {
-        kText,         // what was said, the best sentence of a segment, or a spotted keyword
+        kText,         // what was said, the best sentence of a segment
+        kSpotted,      // a keyword that was looked for
         kAlternative,  // a further sentence of the line before
         kWord,         // a word or character of the sentence before
         kEmotion,      // in the segment before

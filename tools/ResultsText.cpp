@@ -1,5 +1,6 @@
 // Text for people. The recognised words stand alone on their line; what is told about them is
 // indented below, or, with --verbose, stands around them.
+#include "PlainText.h"
 #include "ResultFormatter.h"
 #include "ResultLines.h"
 
@@ -15,6 +16,7 @@ bool IsShown(const ResultLine& line, bool verbose) {
         case Kind::kSilence:
             return verbose;
         case Kind::kText:
+        case Kind::kSpotted:
         case Kind::kAlternative:
         case Kind::kEmotion:
         case Kind::kKeyword:
@@ -23,9 +25,16 @@ bool IsShown(const ResultLine& line, bool verbose) {
     return false;
 }
 
+// "[00:01.000 - 00:02.100] hello world  (score 90)".
+std::string Timed(const ResultLine& line, const std::string& text) {
+    return "[" + ClockTime(line.start_ms) + " - " + ClockTime(line.end_ms) + "] " + text +
+           (line.score ? "  (score " + std::to_string(*line.score) + ")" : "");
+}
+
 std::string Labelled(const ResultLine& line) {
     switch (line.kind) {
         case Kind::kText:
+        case Kind::kSpotted:
             return line.label.empty() ? line.text : line.label + ": " + line.text;
         case Kind::kAlternative:
             return "  or: " + line.text;
@@ -40,13 +49,13 @@ std::string Labelled(const ResultLine& line) {
     return {};
 }
 
-std::string OneLine(std::string text) {
-    for (char& c : text) {
-        if (c == '\n' || c == '\r') {
-            c = ' ';
-        }
+// Of a keyword it matters where it is and how sure, whether or not more is asked for.
+std::string Shown(const ResultLine& line, bool verbose) {
+    if (verbose || line.kind == Kind::kSpotted) {
+        return Timed(line, Labelled(line));
     }
-    return text;
+    return line.kind == Kind::kKeyword ? "  " + line.label + ": " + Timed(line, line.text)
+                                       : Labelled(line);
 }
 
 class TextFormatter : public ResultFormatter {
@@ -57,29 +66,20 @@ class TextFormatter : public ResultFormatter {
         if (context_.count < 2) {
             return {};
         }
-        return (context_.index == 0 ? "==> " : "\n==> ") + context_.file + " <==\n";
+        return (context_.index == 0 ? "==> " : "\n==> ") + PlainText(context_.file) + " <==\n";
     }
 
     std::string Add(const Lexo_RecogResult& result) override {
         std::string text;
         for (const ResultLine& line : LinesOf(result)) {
             if (IsShown(line, context_.verbose)) {
-                text += OneLine(context_.verbose ? Detailed(line) : Labelled(line)) + "\n";
+                text += PlainText(Shown(line, context_.verbose)) + "\n";
             }
         }
         return text;
     }
 
   private:
-    static std::string Detailed(const ResultLine& line) {
-        std::string text =
-            "[" + ClockTime(line.start_ms) + " - " + ClockTime(line.end_ms) + "] " + Labelled(line);
-        if (line.score) {
-            text += "  (score " + std::to_string(*line.score) + ")";
-        }
-        return text;
-    }
-
     const FileContext context_;
 };
 

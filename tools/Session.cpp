@@ -36,8 +36,9 @@ std::string Refusal(const std::string& capability, const ParameterSetting& setti
 
 }  // namespace
 
-Session::Session(const std::string& capability, const std::vector<ParameterSetting>& parameters)
-    : capability_(capability) {
+Session::Session(const std::string& capability, const std::vector<ParameterSetting>& parameters,
+                 const Resource& resource)
+    : capability_(capability), resource_(resource) {
     const Lexo_ErrCode code = orvx_proxy_SessionStart(capability.c_str(), &handle_);
     if (code != LEXO_ERR_NONE) {
         throw EngineError(code, "no session on " + capability + ": " + MeaningOf(code));
@@ -46,13 +47,19 @@ Session::Session(const std::string& capability, const std::vector<ParameterSetti
         for (const ParameterSetting& setting : parameters) {
             Set(setting);
         }
+        resource_.BindTo(handle_);
     } catch (...) {
-        orvx_proxy_SessionStop(handle_);
+        Stop();
         throw;
     }
 }
 
 Session::~Session() {
+    Stop();
+}
+
+void Session::Stop() {
+    resource_.ReleaseFrom(handle_);
     if (orvx_proxy_SessionStop(handle_) == LEXO_ERR_RESULT_NOT_FREE) {
         TakeResult({});
         orvx_proxy_SessionStop(handle_);
@@ -64,6 +71,16 @@ void Session::Set(const ParameterSetting& setting) {
     if (code != LEXO_ERR_NONE) {
         throw UsageError(Refusal(capability_, setting, code));
     }
+}
+
+Lexo_ParamValue Session::Value(Lexo_ParamKey key) const {
+    Lexo_ParamValue value = nullptr;
+    const Lexo_ErrCode code = orvx_proxy_GetParam(handle_, key, &value);
+    if (code != LEXO_ERR_NONE) {
+        throw EngineError(code, "parameter " + std::string(ParameterName(key)) + " of " +
+                                    capability_ + ": " + MeaningOf(code));
+    }
+    return value;
 }
 
 std::optional<std::intptr_t> Session::Number(Lexo_ParamKey key) const {

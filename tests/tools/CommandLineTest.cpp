@@ -4,6 +4,7 @@
 #include "CommandLine.h"
 #include "Errors.h"
 #include "LibraryHome.h"
+#include "ResourceFile.h"
 #include "ServerAddress.h"
 #include "TempDir.h"
 
@@ -42,7 +43,9 @@ TEST(CommandLine, ReadsOptionsInAnyPlace) {
                                    "vad_tail=800",
                                    "-",
                                    "--capability",
-                                   "ASR.Cloud.Grammar",
+                                   "ASR.Cloud.Analysis",
+                                   "--keywords",
+                                   "k.txt",
                                    "--stream",
                                    "continue",
                                    "b.raw",
@@ -58,7 +61,7 @@ TEST(CommandLine, ReadsOptionsInAnyPlace) {
                                    "--chunk-ms",
                                    "20"});
     EXPECT_EQ(options.files, (std::vector<std::string>{"a.wav", "-", "b.raw"}));
-    EXPECT_EQ(options.capability, "asr.cloud.grammar");
+    EXPECT_EQ(options.capability, "asr.cloud.analysis");
     EXPECT_EQ(Find(options, LEXO_PARAM_VAD_TAIL)->number, 800);
     EXPECT_EQ(Find(options, LEXO_PARAM_STREAM)->number, 2);
     EXPECT_EQ(options.audio_format, 2);
@@ -87,6 +90,16 @@ TEST(CommandLine, TellsWhatIsWrong) {
         {{"a.wav", "b.wav", "--format", "srt"}, "one file"},
         {{"a.wav", "--capability", "talk"}, "freetalk, grammar, keywordspot, analysis"},
         {{"a.wav", "--capability", "freetalks"}, "freetalk, grammar, keywordspot, analysis"},
+        {{"a.wav", "--capability", "grammar"}, "needs a grammar"},
+        {{"a.wav", "--capability", "keywordspot"}, "needs keywords"},
+        {{"a.wav", "--grammar", "g", "--words", "w"}, "exclude each other"},
+        {{"a.wav", "--grammar", ""}, "empty name"},
+        {{"a.wav", "--grammar", "g", "--capability", "analysis"}, "for capability grammar, not"},
+        {{"a.wav", "--grammar", "g", "--grammar-format", "bnf"},
+         "wordlist, abnf, jsgf, arpa, wfst"},
+        {{"a.wav", "--keywords", "k", "--grammar-format", "abnf"}, "--grammar FILE"},
+        {{"a.wav", "--resource", "r"}, "add --capability"},
+        {{"a.wav", "--resource", "r", "--capability", "freetalk"}, "not freetalk"},
         {{"a.wav", "--param"}, "--param"},
         {{"a.wav", "--param", "vad_head=x"}, "whole number"},
         {{"a.wav", "--stream", "maybe"}, "no, yes, continue"},
@@ -104,6 +117,49 @@ TEST(CommandLine, TellsWhatIsWrong) {
             EXPECT_NE(std::string(error.what()).find(c.told), std::string::npos) << error.what();
         }
     }
+}
+
+TEST(CommandLine, TakesTheCapabilityFromTheResource) {
+    const struct {
+        std::vector<const char*> arguments;
+        const char* capability;
+        int format;  // -1: to be told from the file
+    } cases[] = {
+        {{"a.wav", "--grammar", "g"}, "asr.cloud.grammar", -1},
+        {{"a.wav", "--grammar", "g", "--grammar-format", "wfst"}, "asr.cloud.grammar", 5},
+        {{"a.wav", "--keywords", "k"}, "asr.cloud.keywordspot", 0},
+        {{"a.wav", "--keywords", "k", "--capability", "analysis"}, "asr.cloud.analysis", 0},
+        {{"a.wav", "--words", "w"}, "asr.cloud.freetalk", 6},
+        {{"a.wav", "--resource", "r", "--capability", "grammar"}, "asr.cloud.grammar", -1},
+        {{"a.wav", "--capability", "analysis"}, "asr.cloud.analysis", -1},
+    };
+    for (const auto& c : cases) {
+        const Options options = Parse(c.arguments);
+        EXPECT_EQ(options.capability, c.capability);
+        const auto format = options.resource.format;
+        EXPECT_EQ(format ? static_cast<int>(*format) : -1, c.format) << c.arguments[1];
+    }
+}
+
+TEST(ResourceFile, TellsTheFormatOfAGrammar) {
+    const struct {
+        const char* name;
+        std::string bytes;
+        Lexo_ResourceFormatType format;
+    } cases[] = {
+        {"a.gram", "#JSGF V1.0;", LEXO_RESOURCE_GRAMMAR_JSGF},
+        {"a.txt", "\xEF\xBB\xBF#ABNF 1.0;", LEXO_RESOURCE_GRAMMAR_ABNF},
+        {"a", "a model\n\n\\data\\\nngram 1=5", LEXO_RESOURCE_GRAMMAR_ARPA},
+        {"a", "\xD6\xFD\xB2\x7E", LEXO_RESOURCE_GRAMMAR_WFST},
+        {"list.TXT", "yes\nno\n", LEXO_RESOURCE_GRAMMAR_WORDLIST},
+        {"a.lm", "x", LEXO_RESOURCE_GRAMMAR_ARPA},
+        {"a.b/c.wfst", "0 1 a a", LEXO_RESOURCE_GRAMMAR_WFST},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(GuessGrammarFormat(c.name, c.bytes), c.format) << c.name;
+    }
+    EXPECT_THROW(GuessGrammarFormat("a.gram", "grammar x;"), UsageError);
+    EXPECT_THROW(GuessGrammarFormat("a.txt/b", "yes"), UsageError);
 }
 
 TEST(CommandLine, NeedsNoFileToList) {

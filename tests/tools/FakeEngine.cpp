@@ -3,7 +3,8 @@
 // the value of its first sample. The fake also watches the host: it holds the rules of the
 // interface, and logs the calls.
 //
-// ORVX_FAKE_SCRIPT  a JSON file: {"init": code, "answers": {"<first sample>": answer}}, where an
+// ORVX_FAKE_SCRIPT  a JSON file: {"init": code, "load": code, "answers": {"<first sample>":
+// answer}}, where an
 //                   answer has, all optional:
 //                     "error": code, "error_at": number of the call, from 1 (default 1)
 //                     "texts": [text of each segment], "result_at": number of the call; 0 (the
@@ -39,6 +40,7 @@ using Json = nlohmann::json;
 struct Session {
     Lexo_ParamKey realtime_key = LEXO_PARAM_STREAM;  // of STREAM and MODE, the one it has
     std::intptr_t realtime = 0;                      // and its value
+    unsigned bound = 0;                              // the resource, 1 for a named one
     bool is_busy = false;                            // inside Recognize
     bool holds_result = false;
     int calls = 0;  // of the open utterance
@@ -55,6 +57,8 @@ struct Fake {
     std::set<std::string> answered;
     std::map<Lexo_Handle, Session> sessions;
     std::intptr_t next_handle = 10000;
+    std::set<unsigned> resources;
+    unsigned last_resource = 1;
     Json script = Json::object();
 
     Fake() {
@@ -174,7 +178,8 @@ Lexo_ErrCode orvx_proxy_Init(const char* pcszLibPath) {
 
 Lexo_ErrCode orvx_proxy_End() {
     const std::lock_guard lock(TheFake().mutex);
-    Log("end sessions=" + std::to_string(TheFake().sessions.size()));
+    Log("end sessions=" + std::to_string(TheFake().sessions.size()) +
+        " resources=" + std::to_string(TheFake().resources.size()));
     return TheFake().sessions.empty() ? LEXO_ERR_NONE : LEXO_ERR_ACTIVE_SESSION_EXIST;
 }
 
@@ -209,6 +214,7 @@ Lexo_ErrCode orvx_proxy_SessionStop(Lexo_Handle handle) {
     if (found->second.holds_result) {
         return LEXO_ERR_RESULT_NOT_FREE;
     }
+    Demand(found->second.bound == 0, "stops sessions without a resource");
     Log("stop " + Number(handle) + " open_calls=" + std::to_string(found->second.calls));
     TheFake().sessions.erase(found);
     return LEXO_ERR_NONE;
@@ -275,29 +281,64 @@ Lexo_ErrCode orvx_proxy_SetParam(Lexo_Handle handle, Lexo_ParamKey key, Lexo_Par
 Lexo_ErrCode orvx_proxy_GetParam(Lexo_Handle handle, Lexo_ParamKey key, Lexo_ParamValue* value) {
     const std::lock_guard lock(TheFake().mutex);
     const Session& session = TheFake().sessions.at(handle);
-    Demand(key == session.realtime_key, "reads no parameter that would fill the log with errors");
-    *value = reinterpret_cast<Lexo_ParamValue>(session.realtime);
+    const bool is_other_realtime = key == LEXO_PARAM_STREAM || key == LEXO_PARAM_MODE;
+    Demand(key == session.realtime_key || !is_other_realtime, "reads what the session has");
+    static char text[] = "a text\x1b";
+    const bool is_text = key == LEXO_PARAM_PROPERTY_LANGUAGE || key == LEXO_PARAM_PROPERTY_DOMAIN ||
+                         key == LEXO_PARAM_POST_PROCESS;
+    *value = is_text ? text : reinterpret_cast<Lexo_ParamValue>(session.realtime);
+    return LEXO_ERR_NONE;
+}
+
+Lexo_ErrCode orvx_proxy_LoadResource(const char* capability, Lexo_ResourceType type,
+                                     const char* data, int bytes, Lexo_ResourceFormatType format,
+                                     unsigned int* id) {
+    Fake& fake = TheFake();
+    const std::lock_guard lock(fake.mutex);
+    const int code = fake.script.value("load", 0);
+    Demand(type == LEXO_RESOURCE_BUFFER, "hands over bytes");
+    Log("load " + std::string(capability) + " format=" + std::to_string(format) + " [" +
+        std::string(data, static_cast<std::size_t>(bytes)) + "]");
+    *id = code == 0 ? ++fake.last_resource : 0;
+    if (code == 0) {
+        fake.resources.insert(*id);
+    }
+    return static_cast<Lexo_ErrCode>(code);
+}
+
+Lexo_ErrCode orvx_proxy_UnloadResource(const char* capability, unsigned int id) {
+    Fake& fake = TheFake();
+    const std::lock_guard lock(fake.mutex);
+    for (const auto& [handle, session] : fake.sessions) {
+        Demand(session.bound != id, "unloads nothing that is bound");
+    }
+    Log("unload " + std::string(capability));
+    return fake.resources.erase(id) == 1 ? LEXO_ERR_NONE : LEXO_ERR_UNLOAD_RESOURCE_FAILED;
+}
+
+Lexo_ErrCode orvx_proxy_ActiveResource(Lexo_Handle handle, unsigned int id) {
+    const std::lock_guard lock(TheFake().mutex);
+    Demand(TheFake().resources.contains(id), "binds what is loaded");
+    Log("bind " + Number(handle));
+    TheFake().sessions.at(handle).bound = id;
+    return LEXO_ERR_NONE;
+}
+
+Lexo_ErrCode orvx_proxy_ActivePreloadResource(Lexo_Handle handle, const char* name) {
+    const std::lock_guard lock(TheFake().mutex);
+    Log("bind " + Number(handle) + " name=" + name);
+    TheFake().sessions.at(handle).bound = 1;
+    return LEXO_ERR_NONE;
+}
+
+Lexo_ErrCode orvx_proxy_DeactiveResource(Lexo_Handle handle) {
+    const std::lock_guard lock(TheFake().mutex);
+    TheFake().sessions.at(handle).bound = 0;
     return LEXO_ERR_NONE;
 }
 
 // The rest of the interface; the program does not use it.
 Lexo_ErrCode orvx_proxy_PreLoad(const char*) {
-    return LEXO_ERR_NOT_SUPPORT;
-}
-Lexo_ErrCode orvx_proxy_LoadResource(const char*, Lexo_ResourceType, const char*, int,
-                                     Lexo_ResourceFormatType, unsigned int*) {
-    return LEXO_ERR_NOT_SUPPORT;
-}
-Lexo_ErrCode orvx_proxy_UnloadResource(const char*, unsigned int) {
-    return LEXO_ERR_NOT_SUPPORT;
-}
-Lexo_ErrCode orvx_proxy_ActiveResource(Lexo_Handle, unsigned int) {
-    return LEXO_ERR_NOT_SUPPORT;
-}
-Lexo_ErrCode orvx_proxy_ActivePreloadResource(Lexo_Handle, const char*) {
-    return LEXO_ERR_NOT_SUPPORT;
-}
-Lexo_ErrCode orvx_proxy_DeactiveResource(Lexo_Handle) {
     return LEXO_ERR_NOT_SUPPORT;
 }
 Lexo_ErrCode orvx_proxy_SaveCompiledResource(const char*, unsigned int, const char*) {

@@ -84,7 +84,14 @@ TEST_F(Tool, SaysWhatToDoWhenTheEngineDoesNotStart) {
 
 TEST_F(Tool, ListsCapabilitiesAlsoWithoutAServer) {
     const ToolResult result = Run({"--list"}, {{"init", 1}});
-    EXPECT_EQ(result.out, "asr.cloud.analysis      analysis\nasr.cloud.freetalk      freetalk\n");
+    for (const char* told :
+         {"\nasr.cloud.analysis (analysis)\n", "\nasr.cloud.freetalk (freetalk)\n",
+          "\n  analysis_mode        choice  offline      one of offline, online\n",
+          "\n  property_domain      text    a text\\x1b",
+          "\n  textpostproc         flags   none         one or more"}) {
+        EXPECT_NE(result.out.find(told), std::string::npos) << told << "\n" << result.out;
+    }
+    ExpectOrderlyEnd();
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(result.status, 0);
 }
@@ -100,8 +107,10 @@ TEST_F(Tool, KeepsTheOrderOfTheFilesOverParallelSessions) {
     EXPECT_EQ(result.out, "==> " + Sound(1) + " <==\none\n\n==> " + Sound(2) + " <==\n\n==> " +
                               Sound(3) + " <==\nthree\n\n==> " + Sound(4) + " <==\nfour\n");
     EXPECT_EQ(result.err, "orvx-recognize: " + Sound(2) +
-                              ": LEXO_ERR_NETWORK_FAILED: no exchange with the recognition "
-                              "server\norvx-recognize: 1 of 4 files not recognised\n");
+                              ": LEXO_ERR_NETWORK_FAILED: no exchange with 127.0.0.1:8800: it "
+                              "cannot be reached, or closed the connection, as a full server does, "
+                              "or is no recognition server\n"
+                              "orvx-recognize: 1 of 4 files not recognised\n");
     EXPECT_EQ(result.status, 1);
     ExpectOrderlyEnd();
 }
@@ -130,6 +139,37 @@ TEST_F(Tool, GoesOnAfterFilesThatFail) {
     EXPECT_FALSE(std::getline(lines, line));
     // A session whose engine failed is not used again; one that heard no speech is.
     EXPECT_EQ(Count("start "), 3) << Log();
+    ExpectOrderlyEnd();
+}
+
+TEST_F(Tool, LoadsAResourceOnceAndBindsItToEverySession) {
+    const std::string grammar = dir_.Write("g.gram", "#JSGF go;");
+    const ToolResult result =
+        Run({"--grammar", grammar, "--jobs", "2", Sound(1), Sound(2), Sound(3)},
+            {{"answers", {{"1", {{"error", 2}}}, {"3", {{"error", 32}}}}}});
+    EXPECT_EQ(Count("load asr.cloud.grammar format=3 [#JSGF go;]"), 1) << Log();
+    EXPECT_EQ(Count("bind "), Count("start ")) << Log();
+    EXPECT_NE(result.err.find("LEXO_ERR_NOT_SUPPORT"), std::string::npos) << result.err;
+    EXPECT_NE(result.err.find("--grammar " + grammar + " as jsgf"), std::string::npos)
+        << result.err;
+    ExpectOrderlyEnd();
+    Run({"--resource", "digits", "--capability", "keywordspot", Sound(1)});
+    EXPECT_EQ(Count("load "), 0) << Log();
+    EXPECT_EQ(Count("name=digits"), 1) << Log();
+    ExpectOrderlyEnd();
+}
+
+TEST_F(Tool, ReleasesTheResourceOnEveryWayOut) {
+    const std::string words = dir_.Write("w", "orvx\n");
+    const Json interrupted = {{"answers", {{"1", {{"signal_at", 1}}}}}};
+    EXPECT_EQ(Run({"--words", words, "--stream", "continue", Sound(1)}, interrupted).status, 1);
+    ExpectOrderlyEnd();
+    EXPECT_EQ(Run({"--words", words, "--param", "analysis_mode=online", Sound(1)}).status, 2);
+    ExpectOrderlyEnd();
+    const ToolResult refused = Run({"--words", words, Sound(1)}, {{"load", 2}});
+    EXPECT_NE(refused.err.find("LEXO_ERR_NOT_SUPPORT: --words " + words), std::string::npos)
+        << refused.err;
+    EXPECT_EQ(refused.status, 1);
     ExpectOrderlyEnd();
 }
 

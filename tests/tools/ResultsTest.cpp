@@ -74,7 +74,8 @@ TEST(TextResults, ShowTheWordsAndLittleElse) {
 
     const WholeAnalysis analysis;
     EXPECT_EQ(MakeTextFormatter(Context())->Add(analysis.result),
-              "agent: hello world\n  emotion: angry\n  keyword: hello\n");
+              "agent: hello world\n  emotion: angry\n"
+              "  keyword: [00:00.500 - 00:00.700] hello  (score 88)\n");
     EXPECT_NE(MakeTextFormatter(Context(true))
                   ->Add(analysis.result)
                   .find("[00:00.000 - 00:00.400] (silence)\n"),
@@ -116,15 +117,25 @@ TEST(SrtResults, AreNumberedBlocksThatNoPlayerRefuses) {
 }
 
 TEST(SrtResults, ShowSpottedKeywordsAndRoles) {
-    Lexo_Keyword keywords[] = {{0, "yes", 100, 300, 50}, {1, "no", 400, 600, 50}};
+    Lexo_Keyword keywords[] = {{0, "yes", 100, 300, 50}, {1, "<no>", 400, 600, 50}};
     Lexo_RecogResult result{};
     result.nEngineType = LEXO_ENGINE_KEYWORDSPOT;
     result.sKeywordspotResult = {2, keywords};
     EXPECT_EQ(MakeSrtFormatter(Context())->Add(result),
-              "1\n00:00:00,100 --> 00:00:00,300\nyes\n\n2\n00:00:00,400 --> 00:00:00,600\nno\n\n");
+              "1\n00:00:00,100 --> 00:00:00,300\nyes (50)\n\n2\n00:00:00,400 --> "
+              "00:00:00,600\n<no> (50)\n\n");
+    EXPECT_EQ(MakeVttFormatter(Context())->Begin(), "WEBVTT\n\n");
+    EXPECT_EQ(MakeVttFormatter(Context())->Add(result),
+              "00:00:00.100 --> 00:00:00.300\nyes (50)\n\n00:00:00.400 --> "
+              "00:00:00.600\n&lt;no&gt; (50)\n\n");
+    EXPECT_EQ(
+        MakeTextFormatter(Context())->Add(result),
+        "[00:00.100 - 00:00.300] yes  (score 50)\n[00:00.400 - 00:00.600] <no>  (score 50)\n");
     const WholeAnalysis analysis;
     EXPECT_EQ(MakeSrtFormatter(Context())->Add(analysis.result),
               "1\n00:00:00,500 --> 00:00:00,900\nagent: hello world\n\n");
+    EXPECT_EQ(MakeVttFormatter(Context())->Add(analysis.result),
+              "00:00:00.500 --> 00:00:00.900\n<v agent>hello world\n\n");
 }
 
 TEST(JsonResults, HoldEveryFieldOfTheRecords) {

@@ -45,7 +45,7 @@ class Tool : public testing::Test {
     void ExpectOrderlyEnd() const {
         EXPECT_EQ(Count("BROKEN"), 0) << Log();
         EXPECT_EQ(Count("start "), Count("stop ")) << Log();
-        EXPECT_EQ(Count("end sessions=0"), 1) << Log();
+        EXPECT_EQ(Count("end sessions=0 resources=0"), 1) << Log();
         EXPECT_EQ(Count("open_calls=0"), Count("stop ")) << "an utterance was left open\n" << Log();
     }
 
