@@ -10,6 +10,7 @@
 #include <asio/write.hpp>
 #include <utility>
 
+#include "LogText.h"
 #include "Logger.h"
 
 namespace orvx {
@@ -32,8 +33,7 @@ void ProbeClient(int socket) {
 std::string PeerName(const asio::ip::tcp::socket& socket) {
     asio::error_code error;
     const auto endpoint = socket.remote_endpoint(error);
-    if (error) return "unknown";
-    return endpoint.address().to_string() + ":" + std::to_string(endpoint.port());
+    return error ? "unknown" : EndpointText(endpoint);
 }
 
 }  // namespace

@@ -1,9 +1,11 @@
 #include "Listener.h"
 
 #include <asio/error.hpp>
+#include <system_error>
 #include <utility>
 #include <vector>
 
+#include "LogText.h"
 #include "Logger.h"
 
 namespace orvx {
@@ -11,19 +13,29 @@ namespace {
 
 constexpr std::chrono::milliseconds kRetryAfter{100};
 
+// What fails says for which address.
+template <typename Action>
+void NameEndpoint(const asio::ip::tcp::endpoint& endpoint, Action action) try {
+    action();
+} catch (const std::system_error& error) {
+    throw std::system_error(error.code(), "cannot listen on " + EndpointText(endpoint));
+}
+
 }  // namespace
 
 Listener::Listener(asio::io_context* context, const asio::ip::tcp::endpoint& endpoint,
                    std::size_t max_connections, const ConnectionLimits& limits)
     : max_connections_(max_connections), limits_(limits), acceptor_(*context), retry_(*context) {
-    acceptor_.open(endpoint.protocol());
-    acceptor_.set_option(asio::socket_base::reuse_address(true));
-    acceptor_.bind(endpoint);
+    NameEndpoint(endpoint, [&] {
+        acceptor_.open(endpoint.protocol());
+        acceptor_.set_option(asio::socket_base::reuse_address(true));
+        acceptor_.bind(endpoint);
+    });
 }
 
 void Listener::Start(RecognitionService* service) {
     service_ = service;
-    acceptor_.listen();
+    NameEndpoint(Endpoint(), [this] { acceptor_.listen(); });
     Accept();
 }
 
@@ -45,7 +57,8 @@ void Listener::Accept() {
 
 void Listener::Admit(asio::ip::tcp::socket socket) {
     if (connections_.size() >= max_connections_) {
-        ORVX_LOG_WARNING("connection refused: %zu are open already", connections_.size());
+        ORVX_LOG_WARNING("connection refused: %s open already",
+                         Count(connections_.size(), "connection").c_str());
         return;  // which closes it
     }
     auto connection = std::make_shared<Connection>(

@@ -21,4 +21,14 @@ std::string Quote(std::string_view text) {
     return quoted.append(text.size() > kMostBytes ? "\"..." : "\"");
 }
 
+std::string Count(std::size_t number, const std::string& noun) {
+    return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
+}
+
+std::string EndpointText(const asio::ip::tcp::endpoint& endpoint) {
+    const std::string host = endpoint.address().to_string();
+    const std::string shown = endpoint.address().is_v6() ? "[" + host + "]" : host;
+    return shown + ":" + std::to_string(endpoint.port());
+}
+
 }  // namespace orvx

@@ -34,6 +34,7 @@ struct RawOptions {
     double drain_timeout = 10;
     std::size_t max_utterances = 256;
     double utterance_idle_timeout = 30;
+    std::string resource_dir;
     int max_request_seconds = 2400;
     int max_utterance_seconds = 4 * 3600;
 };
@@ -80,6 +81,16 @@ CLI::Validator IsBetween(double low, double high) {
         "");
 }
 
+CLI::Validator IsReadableFolder() {
+    return CLI::Validator(
+        [](const std::string& text) {
+            std::error_code error;
+            std::filesystem::directory_iterator(text, error);
+            return error ? text + " is no readable folder: " + error.message() : std::string();
+        },
+        "");
+}
+
 // Adds options of one group of the help text.
 class Group {
   public:
@@ -105,6 +116,7 @@ class Group {
 
 constexpr double kLongestTimeout = 1e6;
 constexpr double kShortestTimeout = 0.001;
+constexpr double kLeastFrameBytes = 65536;  // 2 s of 16 kHz audio: less is a mistake
 
 void AddServing(CLI::App* app, RawOptions* raw) {
     Group group(app, "Serving");
@@ -129,6 +141,10 @@ void AddRecognition(CLI::App* app, RawOptions* raw) {
     group.Add("--acoustic-model", &raw->acoustic_model, "FOLDER", "In place of the former's");
     group.Add("--language-model", &raw->language_model, "FILE", "In place of the former's");
     group.Add("--dictionary", &raw->dictionary, "FILE", "In place of the former's");
+    group
+        .Add("--resource-dir", &raw->resource_dir, "FOLDER",
+             "With the built-in resources that requests may name; without it there are none")
+        ->check(IsReadableFolder());
     group.AddNumber("--nbest", &raw->nbest, 1, 100, "N",
                     "Most sentences of a segment where nbest_result is yes");
 }
@@ -139,10 +155,10 @@ void AddLimits(CLI::App* app, RawOptions* raw) {
         group.AddNumber(option, value, kShortestTimeout, kLongestTimeout, "SECONDS", help);
     };
     group.AddNumber("--max-connections", &raw->max_connections, 1, 100000, "N", "Open at once");
-    group.AddNumber("--max-frame-bytes", &raw->max_frame_bytes, 1, 1 << 30, "BYTES",
+    group.AddNumber("--max-frame-bytes", &raw->max_frame_bytes, kLeastFrameBytes, 1 << 30, "BYTES",
                     "Largest request");
-    group.AddNumber("--max-received-bytes", &raw->max_received_bytes, 1, 1e12, "BYTES",
-                    "Of all requests above 64 KiB that are being received or served");
+    group.AddNumber("--max-received-bytes", &raw->max_received_bytes, kLeastFrameBytes, 1e12,
+                    "BYTES", "Of all requests above 64 KiB that are being received or served");
     timeout("--idle-timeout", &raw->idle_timeout, "From one request to the next");
     timeout("--read-timeout", &raw->read_timeout, "For a request to arrive, from its first byte");
     timeout("--write-timeout", &raw->write_timeout, "For an answer to be taken");
@@ -175,6 +191,7 @@ Options Convert(const RawOptions& raw) {
     options.port_file = raw.port_file;
     options.log_config = raw.log_config;
     options.is_verbose = raw.is_verbose;
+    options.resource_dir = raw.resource_dir;
     options.model = MakeModel(raw);
     options.max_connections = raw.max_connections;
     options.connection = {raw.max_frame_bytes, raw.max_received_bytes, Seconds(raw.idle_timeout),
@@ -198,6 +215,9 @@ ParsedOptions ParseOptions(int argc, const char* const* argv) {
         "orvx-server");
     app.option_defaults()->always_capture_default();
     app.set_version_flag("--version", std::string("orvx-server ") + ORVX_VERSION);
+    app.failure_message([](const CLI::App* failed, const CLI::Error& error) {
+        return "orvx-server: " + CLI::FailureMessage::simple(failed, error);
+    });
     AddServing(&app, &raw);
     AddRecognition(&app, &raw);
     AddLimits(&app, &raw);

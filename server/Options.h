@@ -15,8 +15,9 @@ namespace orvx {
 
 struct Options {
     asio::ip::tcp::endpoint listen;
-    std::string port_file;   // empty: none is written
-    std::string log_config;  // empty: the installed one
+    std::string port_file;     // empty: none is written
+    std::string log_config;    // empty: the installed one
+    std::string resource_dir;  // built-in resources; empty: there are none
     bool is_verbose = false;
     PocketSphinxModel model;
     std::size_t max_connections = 0;

@@ -9,11 +9,11 @@
 #include <array>
 #include <cstdarg>
 #include <cstdio>
-#include <filesystem>
 #include <functional>
 #include <stdexcept>
 #include <utility>
 
+#include "ModelFiles.h"
 #include "PocketSphinxSentences.h"
 
 namespace orvx {
@@ -35,26 +35,16 @@ using Config = std::unique_ptr<cmd_ln_t, FreeConfig>;
 using Decoder = std::unique_ptr<ps_decoder_t, FreeDecoder>;
 using FrontEnd = std::unique_ptr<fe_t, FreeFrontEnd>;
 
-void IgnoreMessage(void*, err_lvl_t, const char*, ...) {}
-
-void PrintMessage(void*, err_lvl_t, const char* format, ...) {
+void PrintMessage(void* is_verbose, err_lvl_t level, const char* format, ...) {
+    if (is_verbose == nullptr && level < ERR_FATAL) return;  // over which it ends the process
     va_list args;
     va_start(args, format);
     std::vfprintf(stderr, format, args);
     va_end(args);
 }
 
-// PocketSphinx ends the process over some files that it cannot read.
-void CheckExists(const char* what, const std::string& path) {
-    if (!std::filesystem::exists(path)) {
-        throw std::runtime_error(std::string("no ") + what + " at " + path);
-    }
-}
-
 Config MakeConfig(const PocketSphinxModel& model) {
-    CheckExists("acoustic model", model.acoustic_model + "/mdef");
-    CheckExists("language model", model.language_model);
-    CheckExists("dictionary", model.dictionary);
+    CheckModelFiles(model);
     // -remove_silence: were the engine to cut silence, the words behind it would get wrong times.
     // -maxhmmpf: how many paths are followed at once. The default, six times as many, takes
     // markedly longer on noisy speech and recognised not one word more of the test recordings.
@@ -99,7 +89,12 @@ class PocketSphinxRecogniser : public Recogniser {
 
 PocketSphinxRecogniser::PocketSphinxRecogniser(const PocketSphinxModel& model)
     : config_(MakeConfig(model)), decoder_(ps_init(config_.get())) {
-    if (!decoder_) throw std::runtime_error("PocketSphinx cannot load its models");
+    if (!decoder_) {
+        throw std::runtime_error("PocketSphinx cannot load the acoustic model " +
+                                 model.acoustic_model + " with the language model " +
+                                 model.language_model + " and the dictionary " + model.dictionary);
+    }
+    CheckDictionary(decoder_.get(), model.dictionary);
     front_end_.reset(fe_init_auto_r(config_.get()));
     if (!front_end_) throw std::runtime_error("PocketSphinx cannot set up its front end");
     default_mean_.resize(static_cast<std::size_t>(fe_get_output_size(front_end_.get())));
@@ -195,7 +190,8 @@ std::vector<RecognisedSentence> PocketSphinxRecogniser::Finish(std::size_t max_s
 }  // namespace
 
 RecogniserFactory PocketSphinxFactory(PocketSphinxModel model, bool is_verbose) {
-    err_set_callback(is_verbose ? PrintMessage : IgnoreMessage, nullptr);
+    static bool is_wanted;
+    err_set_callback(PrintMessage, is_verbose ? &is_wanted : nullptr);
     return [model = std::move(model), is_verbose] {
         if (!is_verbose) err_set_logfp(nullptr);  // of this thread: the settings are printed there
         return std::make_unique<PocketSphinxRecogniser>(model);

@@ -229,8 +229,8 @@ std::optional<Failure> RecognitionService::OpenStream(const ExchangePtr& exchang
     Store::Use use = utterances_.Add(entry);
     if (!use) {
         return Failure{LEXO_ERR_ALL_SESSION_BUSY,
-                       "this server has " + std::to_string(settings_.max_utterances) +
-                           " real-time utterances open and takes no more; try again later"};
+                       "this server has " + Count(settings_.max_utterances, "real-time utterance") +
+                           " open and takes no more; try again later"};
     }
     TakeChunk(exchange, std::move(use));
     return std::nullopt;

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <fstream>
 
+#include "LogText.h"
 #include "Logger.h"
 
 namespace orvx {
@@ -30,8 +31,9 @@ std::unique_ptr<RecognitionService> Load(const ServiceSettings& settings,
     auto service = std::make_unique<RecognitionService>(settings, factory);
     const double megabytes = ResidentMegabytes() - before;
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
-    ORVX_LOG_INFO("loaded %zu decoders in %.2f s: %.0f MB, %.0f MB each", settings.decoders,
-                  taken.count(), megabytes, megabytes / static_cast<double>(settings.decoders));
+    ORVX_LOG_INFO("loaded %s in %.2f s: %.0f MB, %.0f MB each",
+                  Count(settings.decoders, "decoder").c_str(), taken.count(), megabytes,
+                  megabytes / static_cast<double>(settings.decoders));
     return service;
 }
 
@@ -89,8 +91,8 @@ void Server::StartDraining() {
     drain_deadline_.expires_after(options_.drain_timeout);
     drain_deadline_.async_wait([this](const asio::error_code& error) {
         if (error) return;
-        ORVX_LOG_WARNING("%zu connections wait for answers that took too long",
-                         listener_.Connections());
+        ORVX_LOG_WARNING("%s waited too long for an answer",
+                         Count(listener_.Connections(), "connection").c_str());
         Finish();
     });
     listener_.Drain([this] { Finish(); });
@@ -98,7 +100,7 @@ void Server::StartDraining() {
 
 void Server::Finish() {
     if (const std::size_t open = service_->OpenUtterances()) {
-        ORVX_LOG_WARNING("%zu real-time utterances are lost", open);
+        ORVX_LOG_WARNING("lost: %s", Count(open, "real-time utterance").c_str());
     }
     listener_.CloseAll();
     context_.stop();

@@ -1,6 +1,9 @@
 // orvx-server: starts the server and says when it is ready.
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -8,7 +11,9 @@
 #include <fstream>
 #include <iostream>
 #include <string>
+#include <system_error>
 
+#include "LogText.h"
 #include "Logger.h"
 #include "Options.h"
 #include "Server.h"
@@ -28,17 +33,33 @@ void StartLogging(const orvx::Options& options) {
 void WritePortFile(const std::string& file, unsigned short port) {
     if (file.empty()) return;
     const std::string unfinished = file + "." + std::to_string(getpid());
+    errno = 0;
     std::ofstream stream(unfinished);
     stream << port << std::endl;
-    if (!stream) throw std::runtime_error("cannot write " + unfinished);
     stream.close();
-    std::filesystem::rename(unfinished, file);
+    std::error_code error(errno, std::generic_category());
+    if (stream) std::filesystem::rename(unfinished, file, error);
+    if (!error) return;
+    std::error_code ignored;
+    std::filesystem::remove(unfinished, ignored);
+    throw std::system_error(error, "cannot write the port file " + file);
 }
 
-std::string Text(const asio::ip::tcp::endpoint& endpoint) {
-    const std::string host = endpoint.address().to_string();
-    const bool is_v6 = endpoint.address().is_v6();
-    return (is_v6 ? "[" + host + "]" : host) + ":" + std::to_string(endpoint.port());
+// Makes writing to a pipe that nobody reads fail instead of wait: lines of the log are lost then,
+// not the server. It gets a description of its own if it may, for others can share the one it was
+// given. An appender with a queue and a thread would keep the server going too, but not let it end.
+void NeverWaitFor(int fd) {
+    struct stat status {};
+    if (::fstat(fd, &status) != 0 || !(S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode)))
+        return;
+    const std::string path = "/proc/self/fd/" + std::to_string(fd);
+    const int own = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    if (own < 0) {
+        ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK);
+        return;
+    }
+    ::dup2(own, fd);
+    ::close(own);
 }
 
 }  // namespace
@@ -48,11 +69,13 @@ int main(int argc, char** argv) {
     if (!parsed.options) return parsed.exit_status;
     // Where the reader of the log goes away, lines are lost, not the server.
     std::signal(SIGPIPE, SIG_IGN);
+    NeverWaitFor(STDERR_FILENO);
     StartLogging(*parsed.options);
     try {
         orvx::Server server(*parsed.options);
         WritePortFile(parsed.options->port_file, server.Endpoint().port());
-        std::cout << "orvx-server ready on " << Text(server.Endpoint()) << std::endl;
+        std::cout << "orvx-server ready on " << orvx::EndpointText(server.Endpoint()) << std::endl;
+        NeverWaitFor(STDOUT_FILENO);  // where the log goes without a configuration
         server.Run();
     } catch (const std::exception& error) {
         std::cerr << "orvx-server: " << error.what() << std::endl;
