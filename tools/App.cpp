@@ -11,6 +11,7 @@
 #include "Errors.h"
 #include "Interruption.h"
 #include "LibraryHome.h"
+#include "PlainText.h"
 #include "Resource.h"
 #include "ServerAddress.h"
 
@@ -67,11 +68,11 @@ int RunApp(int argc, const char* const* argv) {
         Console console(options->verbose);
         return Run(*options, console);
     } catch (const UsageError& error) {
-        std::cerr << "orvx-recognize: " << error.what()
+        std::cerr << "orvx-recognize: " << PlainText(error.what())
                   << "\nTry \"orvx-recognize --help\" for more.\n";
         return kWrongUsage;
     } catch (const std::exception& error) {
-        std::cerr << "orvx-recognize: " << error.what() << "\n";
+        std::cerr << "orvx-recognize: " << PlainText(error.what()) << "\n";
         return kSomeFailed;
     }
 }

@@ -72,7 +72,7 @@ AudioEncoder::AudioEncoder(const AudioFormat& format) : sink_(std::make_unique<S
     info.format = format.sndfile_format;
     file_ = ::sf_open_virtual(&operations, SFM_WRITE, &info, sink_.get());
     if (file_ == nullptr) {
-        throw AudioError(std::string("cannot be converted: ") + ::sf_strerror(nullptr));
+        throw AudioError("cannot be converted to the audio format of the session");
     }
 }
 

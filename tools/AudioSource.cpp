@@ -7,12 +7,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <string_view>
 #include <vector>
 
 #include "Errors.h"
 #include "InputFile.h"
+#include "WavExtent.h"
 
 namespace recognize {
 
@@ -21,15 +23,46 @@ namespace {
 constexpr std::size_t kRawSampleBytes = 2;
 constexpr int kMaxChannels = 64;  // bounds the buffer for a nonsensical header
 
+constexpr double kToleratedGap = 0.01;  // seconds; headers are not always exact
+
+// A header of a stream that was not finished claims at least this many samples, however wide.
+constexpr sf_count_t kEndlessSamples = sf_count_t{1} << 28;
+
+const char* WhyUnreadable(int sndfile_error) {
+    switch (sndfile_error) {
+        case SF_ERR_UNRECOGNISED_FORMAT:
+            return "is no recording of a known form (WAV, FLAC, Ogg and others)";
+        case SF_ERR_MALFORMED_FILE:
+            return "is no recording that can be read: its header is damaged";
+        case SF_ERR_UNSUPPORTED_ENCODING:
+            return "is no recording that can be read: its coding is not supported";
+        default:
+            return "is no recording that can be read: it is damaged or of an unknown form";
+    }
+}
+
+void RequireContent(const InputFile& input) {
+    struct stat info = {};
+    if (!input.IsLive() && ::fstat(input.Fd(), &info) == 0 && info.st_size == 0) {
+        throw AudioError("is empty");
+    }
+}
+
+std::string SecondsText(double seconds) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.2f s", seconds);
+    return text;
+}
+
 class ContainerSource : public AudioSource {
   public:
     explicit ContainerSource(InputFile input) : input_(std::move(input)) {
         input_.PrepareForHeader();
+        RequireContent(input_);
         SF_INFO info{};
         file_.reset(::sf_open_fd(input_.Fd(), SFM_READ, &info, SF_FALSE));
         if (file_ == nullptr) {
-            throw AudioError(std::string("is no recording that can be read: ") +
-                             ::sf_strerror(nullptr));
+            throw AudioError(WhyUnreadable(::sf_error(nullptr)));
         }
         if (info.channels > kMaxChannels) {
             throw AudioError("has too many channels");
@@ -37,8 +70,12 @@ class ContainerSource : public AudioSource {
         rate_ = info.samplerate;
         channels_ = info.channels;
         frames_left_ = info.frames;
-        if (!input_.IsLive()) {
+        if (!input_.IsLive() && info.frames != SF_COUNT_MAX) {
             seconds_ = static_cast<double>(info.frames) / rate_;
+        }
+        const auto wav = input_.IsLive() ? std::nullopt : ReadWavExtent(input_.Fd());
+        if (wav && wav->present_seconds + kToleratedGap < wav->announced_seconds) {
+            WarnOfCut(wav->present_seconds, wav->announced_seconds);
         }
     }
 
@@ -52,10 +89,14 @@ class ContainerSource : public AudioSource {
         const sf_count_t frames = ::sf_readf_float(file_.get(), interleaved_.data(),
                                                    static_cast<sf_count_t>(mono.size()));
         if (frames <= 0 && ::sf_error(file_.get()) != SF_ERR_NO_ERROR) {
-            throw AudioError(std::string("is damaged: ") + ::sf_strerror(file_.get()));
+            throw AudioError("is damaged after " + SecondsText(SecondsRead()));
         }
         frames_left_ -= frames;
         const auto count = static_cast<std::size_t>(std::max<sf_count_t>(frames, 0));
+        frames_read_ += frames;
+        if (count < mono.size()) {
+            JudgeEnd();
+        }
         MixDown(count, mono);
         return count;
     }
@@ -64,6 +105,26 @@ class ContainerSource : public AudioSource {
     struct Closer {
         void operator()(SNDFILE* file) const { ::sf_close(file); }
     };
+
+    double SecondsRead() const { return static_cast<double>(frames_read_) / rate_; }
+
+    void WarnOfCut(double present, double announced) {
+        warning_ = "is cut short: its header announces " + SecondsText(announced) + ", " +
+                   SecondsText(present) + " are there";
+    }
+
+    // At the end of the file: are there as many frames as announced?
+    void JudgeEnd() {
+        const sf_count_t announced = frames_read_ + frames_left_;
+        if (!warning_.empty() || frames_left_ <= 0) {
+            return;
+        }
+        if (!input_.IsLive() && announced == SF_COUNT_MAX) {
+            warning_ = "is cut short: its end is missing";
+        } else if (announced < kEndlessSamples / channels_) {
+            WarnOfCut(SecondsRead(), static_cast<double>(announced) / rate_);
+        }
+    }
 
     void MixDown(std::size_t frames, std::span<float> mono) const {
         const auto channels = static_cast<std::size_t>(channels_);
@@ -79,6 +140,7 @@ class ContainerSource : public AudioSource {
     InputFile input_;
     std::unique_ptr<SNDFILE, Closer> file_;
     sf_count_t frames_left_ = 0;  // by the header, which claims very many of an endless recording
+    sf_count_t frames_read_ = 0;
     std::vector<float> interleaved_;
 };
 

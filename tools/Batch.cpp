@@ -63,7 +63,7 @@ std::size_t Batch::Run() {
     sessions_.clear();
     console_.EndProgress();
     const std::size_t failed = options_.files.size() - recognized_;
-    if (failed > 0 && options_.files.size() > 1) {
+    if (failed > 0 && options_.files.size() > 1 && !console_.ResultsLost()) {
         console_.Message(std::to_string(failed) + " of " + std::to_string(options_.files.size()) +
                          " files not recognised");
     }
@@ -130,6 +130,12 @@ FileContext Batch::ContextOf(std::size_t index) const {
 
 void Batch::Report(std::size_t index, const FileOutcome& outcome) {
     const std::string name = ShownName(options_.files[index]);
+    if (console_.ResultsLost()) {
+        return;  // the console has said why; the file is not to blame
+    }
+    if (!outcome.warning.empty()) {
+        output_.Message(index, "warning: " + name + " " + outcome.warning);
+    }
     if (outcome.failure) {
         output_.Message(index, name + ": " + outcome.failure->Text());
     }

@@ -4,6 +4,8 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <iostream>
 #include <map>
 #include <string_view>
@@ -125,6 +127,10 @@ bool Answered(CLI::App& app, int argc, const char* const* argv) {
         return false;
     } catch (const CLI::Success& answer) {
         app.exit(answer, std::cout, std::cerr);
+        if (!std::cout.flush()) {
+            throw std::runtime_error(std::string("cannot write the answer: ") +
+                                     std::strerror(errno));
+        }
         return true;
     } catch (const CLI::ParseError& error) {
         throw UsageError(error.what());
@@ -165,6 +171,9 @@ void CheckFiles(const Options& options) {
         throw UsageError("standard input (\"-\") can be read only once");
     }
     for (const std::string& file : options.files) {
+        if (file.empty()) {
+            throw UsageError("a FILE has an empty name");
+        }
         if (IsRawName(file) && !options.raw_rate) {
             throw UsageError(file +
                              " holds raw samples by its name: tell their rate with "

@@ -9,6 +9,7 @@
 #include <iostream>
 
 #include "Interruption.h"
+#include "PlainText.h"
 
 namespace recognize {
 
@@ -68,7 +69,7 @@ void Console::WriteResult(std::string_view text) {
         results_lost_ = true;
         // A reader such as head ends on purpose and needs no message.
         if (error != EPIPE) {
-            WriteAll(STDERR_FILENO, "orvx-recognize: cannot write to standard output: " +
+            WriteAll(STDERR_FILENO, "orvx-recognize: cannot write the results: " +
                                         std::string(std::strerror(error)) + "\n");
         }
         RequestInterruption();
@@ -78,7 +79,7 @@ void Console::WriteResult(std::string_view text) {
 void Console::Message(std::string_view text) {
     const std::lock_guard lock(mutex_);
     EraseBar();
-    WriteAll(STDERR_FILENO, "orvx-recognize: " + std::string(text) + "\n");
+    WriteAll(STDERR_FILENO, "orvx-recognize: " + PlainText(text) + "\n");
 }
 
 void Console::ShowProgress(double fraction, std::string_view text) {

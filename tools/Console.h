@@ -7,6 +7,7 @@
 // pipe that expects JSON.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <mutex>
 #include <string>
@@ -22,11 +23,13 @@ class Console {
 
     bool Verbose() const { return verbose_; }
 
-    // Writes to the real standard output at once. When it cannot be written to (nobody reads the
-    // pipe any more, the disk is full), says so once and requests the interruption.
+    // Writes to the real standard output at once. When it cannot be written to, requests the
+    // interruption; and says why, once, unless nobody reads the pipe any more.
     void WriteResult(std::string_view text);
+    // Whether that has happened.
+    bool ResultsLost() const { return results_lost_; }
 
-    // One line on standard error, behind the program's name.
+    // One line on standard error, behind the program's name, without control characters.
     void Message(std::string_view text);
 
     // Draws the progress bar when standard error is a terminal and the work lasts longer than a
@@ -44,7 +47,7 @@ class Console {
 
     std::mutex mutex_;  // guards what follows, and keeps lines whole
     bool bar_shown_ = false;
-    bool results_lost_ = false;
+    std::atomic<bool> results_lost_ = false;
     std::chrono::steady_clock::time_point last_drawn_;
 };
 

@@ -44,6 +44,7 @@ class Recognition {
         const auto start = steady_clock::now();
         FileOutcome outcome;
         Guarded([this] { Send(); });
+        outcome.warning = warning_;
         outcome.failure = failure_ ? failure_ : MissingResult();
         outcome.audio_seconds = seconds_sent_;
         outcome.elapsed_seconds =
@@ -74,11 +75,12 @@ class Recognition {
         SpeechReader reader(job_.file, job_.raw_rate, *job_.format);
         mode_ = session_.Mode();
         if (mode_ == StreamMode::kOneShot) {
-            SendWhole(reader);
-            return;
+            Guarded([&] { SendWhole(reader); });
+        } else {
+            Guarded([&] { SendChunks(reader); });
+            CloseUtterance();
         }
-        Guarded([&] { SendChunks(reader); });
-        CloseUtterance();
+        warning_ = reader.Source().Warning();
     }
 
     void SendWhole(SpeechReader& reader) {
@@ -177,6 +179,7 @@ class Recognition {
     bool has_text_ = false;
     bool heard_nothing_ = false;
     double seconds_sent_ = 0;
+    std::string warning_;
     std::optional<Failure> failure_;
 };
 

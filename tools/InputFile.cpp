@@ -11,9 +11,9 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <cstdio>
+#include <cstdlib>
 #include <cstring>
-#include <memory>
+#include <filesystem>
 
 #include "Errors.h"
 #include "Interruption.h"
@@ -45,6 +45,22 @@ UniqueFd OpenForReading(const std::string& name) {
     if (fd) {
         ::fcntl(fd.Get(), F_SETFL, ::fcntl(fd.Get(), F_GETFL) & ~O_NONBLOCK);
     }
+    return fd;
+}
+
+// A file without a name, in the folder that TMPDIR names.
+UniqueFd MakeTemporaryFile() {
+    std::error_code error;
+    const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
+    if (error) {
+        throw AudioError("cannot make a temporary file: TMPDIR names no folder");
+    }
+    std::string name = folder / "orvx-recognize-XXXXXX";
+    UniqueFd fd(::mkostemp(name.data(), O_CLOEXEC));
+    if (!fd) {
+        ThrowErrno("cannot make a temporary file in " + folder.string());
+    }
+    ::unlink(name.c_str());
     return fd;
 }
 
@@ -139,11 +155,7 @@ std::string InputFile::Peek(std::size_t bytes) const {
 }
 
 void InputFile::CopyToTemporaryFile() {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::tmpfile(), &std::fclose);
-    if (file == nullptr) {
-        ThrowErrno("cannot make a temporary file");
-    }
-    UniqueFd copy(::fcntl(::fileno(file.get()), F_DUPFD_CLOEXEC, 0));
+    UniqueFd copy = MakeTemporaryFile();
     std::array<char, 65536> block;
     for (;;) {
         WaitForBytes();

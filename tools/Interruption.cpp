@@ -19,6 +19,10 @@ namespace {
 std::atomic<bool> g_requested{false};
 static_assert(std::atomic<bool>::is_always_lock_free);  // a signal handler stores it
 std::atomic<int> g_event_fd{-1};
+std::atomic<int> g_awaited_answers{0};
+std::atomic<bool> g_signalled{false};
+std::atomic<bool> g_wait_announced{false};
+static_assert(std::atomic<int>::is_always_lock_free);
 
 void SetAction(int signal_number, void (*handler)(int)) {
     struct sigaction action = {};
@@ -28,14 +32,23 @@ void SetAction(int signal_number, void (*handler)(int)) {
     sigaction(signal_number, &action, nullptr);
 }
 
+// Once, when a signal came and an answer is awaited. Called in the signal handler too.
+void AnnounceWait() {
+    static constexpr char kNotice[] =
+        "\norvx-recognize: stopping after the answer that is under way; Ctrl-C again ends at "
+        "once\n";
+    if (g_signalled && g_awaited_answers > 0 && !g_wait_announced.exchange(true)) {
+        [[maybe_unused]] const auto written = ::write(STDERR_FILENO, kNotice, sizeof kNotice - 1);
+    }
+}
+
 void OnSignal(int) {
     const int saved_errno = errno;
     SetAction(SIGINT, SIG_DFL);
     SetAction(SIGTERM, SIG_DFL);
-    static constexpr char kNotice[] =
-        "\norvx-recognize: stopping; once more to end at once, without closing the sessions\n";
-    [[maybe_unused]] const auto written = ::write(STDERR_FILENO, kNotice, sizeof kNotice - 1);
+    g_signalled = true;
     RequestInterruption();
+    AnnounceWait();
     errno = saved_errno;
 }
 
@@ -62,6 +75,15 @@ void RequestInterruption() {
 
 bool InterruptionRequested() {
     return g_requested;
+}
+
+AwaitedAnswer::AwaitedAnswer() {
+    ++g_awaited_answers;
+    AnnounceWait();
+}
+
+AwaitedAnswer::~AwaitedAnswer() {
+    --g_awaited_answers;
 }
 
 bool WaitUntil(std::chrono::steady_clock::time_point when) {

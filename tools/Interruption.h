@@ -3,7 +3,8 @@
 // The wish is a flag that lasts, and an event that wakes every thread which waits through the
 // functions below. A flag alone would not wake a thread that waits for a microphone, and a signal
 // reaches only one thread, so relying on EINTR would wake the wrong one. A second signal ends the
-// process at once: an engine call in progress cannot be interrupted, and may last.
+// process at once: an engine call in progress cannot be interrupted, and may last; the first one
+// tells that, when there is such a call or as soon as there is.
 #pragma once
 
 #include <chrono>
@@ -17,6 +18,15 @@ void InstallInterruption();
 void RequestInterruption();
 
 bool InterruptionRequested();
+
+// Lives while an answer of the server is waited for.
+class AwaitedAnswer {
+  public:
+    AwaitedAnswer();
+    ~AwaitedAnswer();
+    AwaitedAnswer(const AwaitedAnswer&) = delete;
+    AwaitedAnswer& operator=(const AwaitedAnswer&) = delete;
+};
 
 // Waits until `when`; false as soon as an interruption is requested.
 bool WaitUntil(std::chrono::steady_clock::time_point when);

@@ -22,6 +22,7 @@ struct Failure {
 struct FileOutcome {
     double audio_seconds = 0;    // sent to the server
     double elapsed_seconds = 0;  // from opening the file to the last answer
+    std::string warning;         // about a recording that could be used; empty for none
     std::optional<Failure> failure;
 };
 

@@ -21,22 +21,27 @@ bool IsUtf8(std::string_view text) {
     }
 }
 
-// Text of the server may be in any encoding. What is not UTF-8 shows replacement characters in its
-// field; its bytes stand, as hexadecimal digits, in a field of their own beside it.
-void AddText(Json& object, const std::string& field, const char* text) {
-    if (text == nullptr) {
-        object[field] = nullptr;
-        return;
-    }
+// Text of the server, and a file's name, may be in any encoding. What is not UTF-8 shows
+// replacement characters in its field; its bytes stand, as hexadecimal digits, in a field of their
+// own beside it.
+void AddText(Json& object, const std::string& field, std::string_view text) {
     object[field] = text;
     if (!IsUtf8(text)) {
         static constexpr char kDigits[] = "0123456789abcdef";
         std::string hex;
-        for (const unsigned char byte : std::string_view(text)) {
+        for (const unsigned char byte : text) {
             hex += kDigits[byte >> 4];
             hex += kDigits[byte & 15];
         }
         object[field + "_hex"] = hex;
+    }
+}
+
+void AddText(Json& object, const std::string& field, const char* text) {
+    if (text == nullptr) {
+        object[field] = nullptr;
+    } else {
+        AddText(object, field, std::string_view(text));
     }
 }
 
@@ -197,6 +202,25 @@ double ToMilliseconds(double seconds) {
     return std::round(seconds * 1000) / 1000;
 }
 
+// JSON lets DEL and the C1 control characters pass as they are; a terminal would obey some of them.
+// They stand only within strings, where the escaped form means the same.
+std::string WithoutControls(const std::string& json) {
+    std::string clean;
+    for (std::size_t i = 0; i < json.size(); ++i) {
+        const auto next = static_cast<unsigned char>(i + 1 < json.size() ? json[i + 1] : 0);
+        if (json[i] == '\x7F') {
+            clean += "\\u007f";
+        } else if (json[i] == '\xC2' && next < 0xA0) {
+            clean += next < 0x90 ? "\\u008" : "\\u009";
+            clean += "0123456789abcdef"[next & 15];
+            ++i;
+        } else {
+            clean += json[i];
+        }
+    }
+    return clean;
+}
+
 class JsonFormatter : public ResultFormatter {
   public:
     explicit JsonFormatter(const FileContext& context) : context_(context) {}
@@ -207,15 +231,19 @@ class JsonFormatter : public ResultFormatter {
     }
 
     std::string Finish(const FileOutcome& outcome) override {
-        Json object = {{"file", context_.file},
-                       {"capability", context_.capability},
-                       {"audio_seconds", outcome.audio_seconds},
-                       {"elapsed_seconds", ToMilliseconds(outcome.elapsed_seconds)},
-                       {"results", std::move(results_)}};
+        Json object;
+        AddText(object, "file", std::string_view(context_.file));
+        object["capability"] = context_.capability;
+        object["audio_seconds"] = outcome.audio_seconds;
+        object["elapsed_seconds"] = ToMilliseconds(outcome.elapsed_seconds);
+        object["results"] = std::move(results_);
+        if (!outcome.warning.empty()) {
+            object["warning"] = outcome.warning;
+        }
         if (outcome.failure) {
             object["error"] = ErrorJson(*outcome.failure);
         }
-        return object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+        return WithoutControls(object.dump(-1, ' ', false, Json::error_handler_t::replace)) + "\n";
     }
 
   private:

@@ -4,6 +4,7 @@
 
 #include "ErrorNames.h"
 #include "Errors.h"
+#include "Interruption.h"
 
 namespace recognize {
 
@@ -122,8 +123,11 @@ Lexo_ErrCode Session::Exchange(std::string_view audio, bool is_data_over,
         return LEXO_ERR_PARAM_INVALID;
     }
     Lexo_RecogStatus status = 0;
-    const Lexo_ErrCode code = orvx_proxy_Recognize(
-        handle_, audio.data(), static_cast<int>(audio.size()), is_data_over ? 1 : 0, &status);
+    const Lexo_ErrCode code = [&] {
+        const AwaitedAnswer awaited;
+        return orvx_proxy_Recognize(handle_, audio.data(), static_cast<int>(audio.size()),
+                                    is_data_over ? 1 : 0, &status);
+    }();
     if ((status & kResultWaits) == 0) {
         return code;
     }

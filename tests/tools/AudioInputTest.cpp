@@ -136,7 +136,7 @@ TEST(Audio, TellsWhatCannotBeRead) {
         {dir.Path("missing.wav"), "No such file"},
         {dir.Path("folder"), "folder"},
         {"/dev/null", "device"},
-        {dir.Path("empty.wav"), "no recording"},
+        {dir.Path("empty.wav"), "is empty"},
         {dir.Path("notes.wav"), "no recording"},
         {dir.Path("cut.flac"), "no recording"},
         {dir.Path("a.raw"), "--rate"},

@@ -203,7 +203,8 @@ TEST(JsonResults, TellAboutTheFile) {
     outcome.failure = Failure{LEXO_ERR_NETWORK_FAILED, "no exchange"};
     const std::string line = MakeJsonFormatter(context)->Finish(outcome);
     EXPECT_EQ(line.find('\n'), line.size() - 1);
-    EXPECT_EQ(Json::parse(line), Json::parse(R"({"file": "caf\ufffd.wav",
+    EXPECT_EQ(Json::parse(line),
+              Json::parse(R"({"file": "caf\ufffd.wav", "file_hex": "636166e92e776176",
         "capability": "asr.cloud.freetalk", "audio_seconds": 1.5, "elapsed_seconds": 0.25,
         "results": [], "error": {"name": "LEXO_ERR_NETWORK_FAILED", "meaning": "no exchange"}})"));
 

@@ -147,7 +147,8 @@ TEST_F(Tool, StopsWhenNobodyReadsTheResults) {
     const ToolResult result =
         Run({Sound(1), Sound(2)}, {{"answers", {{"1", {{"texts", {"one"}}}}}}});
     EXPECT_EQ(result.status, 1);
-    EXPECT_NE(result.err.find("cannot write to standard output"), std::string::npos) << result.err;
+    EXPECT_NE(result.err.find("cannot write the results: No space left"), std::string::npos)
+        << result.err;
     EXPECT_EQ(Count("recording=2"), 0) << Log();
     ExpectOrderlyEnd();
 }
