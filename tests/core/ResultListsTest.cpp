@@ -8,11 +8,8 @@
 #include <string>
 
 #include "LexoMessage.pb.h"
-#include "MessagesOf.h"
 #include "RecogResult.h"
 #include "ResultBuilders.h"
-#include "TestAccess.h"
-#include "TestEngine.h"
 
 namespace {
 
@@ -54,13 +51,8 @@ const CountCase kCountCases[] = {
     {"grammar sentences", kGrammar,
      SET_COUNT(mutable_sgrammarresult()->mutable_psegmentresults(0)->set_nresultcount),
      LIST(sGrammarResult.pSegmentResults[0], nResultCount, pSentenceResults)},
-    {"keywords", kKeywords, SET_COUNT(mutable_skeywordspotresult()->set_nkeywordcount),
-     LIST(sKeywordspotResult, nKeywordCount, pKeywordResults)},
     {"silences", kAnalysis, SET_COUNT(mutable_sanalysisresult()->set_nsilencecount),
      LIST(sAnalysisResult, nSilenceCount, pSilenceResults)},
-    {"analysis sentences", kAnalysis,
-     SET_COUNT(mutable_sanalysisresult()->mutable_psegmentresults(0)->set_nresultcount),
-     LIST(sAnalysisResult.pSegmentResults[0], nResultCount, pSentenceResults)},
     {"analysis elements", kAnalysis,
      SET_COUNT(mutable_sanalysisresult()
                    ->mutable_psegmentresults(0)
@@ -120,28 +112,6 @@ TEST(ResultListsTest, ConversionOverUnreleasedResultsGrowsNothing) {
         }
     }
     EXPECT_LT(::mallinfo2().uordblks, in_use_before + 10000);
-}
-
-// A record that the host changed keeps its lists: their type is no longer told.
-TEST(ResultListsTest, RecordOfAnUnknownTypeStaysHeld) {
-    using Access = ProxySessionTestAccess;
-    TestEngine engine(LEXO_ENGINE_FREETALK);
-    ProxySession session(LEXO_ENGINE_FREETALK, "cap", "", engine.default_params);
-    Lexo_RecogResult& result = Access::Result(session);
-    ASSERT_TRUE(ParseResponse(kGrammar, &result));
-    Access::HasResult(session) = true;
-    for (const int type : {4, -1}) {
-        result.nEngineType = static_cast<Lexo_EngineType>(type);
-        int code = -1;
-        EXPECT_EQ(MessagesOf([&] { code = session.FreeRecogResult(&result); }),
-                  Messages{"Unknown result type[" + std::to_string(type) + "]"});
-        EXPECT_EQ(code, LEXO_ERR_UNKNOWN);
-        EXPECT_TRUE(session.HasResult());
-    }
-    result.nEngineType = LEXO_ENGINE_GRAMMAR;
-    EXPECT_EQ(result.sGrammarResult.pSegmentResults[1].pSentenceResults[1].pszText,
-              kGrammar.sgrammarresult().psegmentresults(1).psentenceresults(1).psztext());
-    EXPECT_EQ(session.FreeRecogResult(&result), LEXO_ERR_NONE);
 }
 
 }  // namespace

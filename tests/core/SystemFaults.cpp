@@ -19,33 +19,35 @@ namespace {
 
 int g_reads = 0;
 
-int Fail(int error) {
-    errno = error;
-    return -1;
+// Fails with `error`, or makes the call if that is 0.
+template <typename... Arguments>
+int FailOrCall(int error, long call, Arguments... arguments) {
+    if (error != 0) {
+        errno = error;
+        return -1;
+    }
+    return static_cast<int>(::syscall(call, arguments...));
 }
 
+// Each interface is named by its place.
 int ListInterfaces(ifconf* list) {
     const std::size_t room = static_cast<std::size_t>(list->ifc_len) / sizeof(ifreq);
     const std::size_t count = std::min(room, g_faults.interfaces->size());
     for (std::size_t i = 0; i < count; ++i) {
         list->ifc_req[i] = {};
-        std::strncpy(list->ifc_req[i].ifr_name, (*g_faults.interfaces)[i].name.c_str(),
-                     IFNAMSIZ - 1);
+        std::strcpy(list->ifc_req[i].ifr_name, std::to_string(i).c_str());
     }
     list->ifc_len = static_cast<int>(count * sizeof(ifreq));
     return 0;
 }
 
+// A failed query may have written something, too.
 int TellAddress(ifreq* request) {
-    for (const FakeInterface& interface : *g_faults.interfaces) {
-        if (interface.name == request->ifr_name && interface.address) {
-            std::memcpy(request->ifr_hwaddr.sa_data, interface.address->data(), 6);
-            return 0;
-        }
-    }
-    // A failed query may have written something.
-    std::memset(request->ifr_hwaddr.sa_data, 0xEE, 6);
-    return Fail(ENODEV);
+    const char kind = g_faults.interfaces->at(std::stoul(request->ifr_name));
+    const char address[] = {0, '\xFF', 7, '\x80', 0, kind};
+    const char zeros[sizeof address] = {};
+    std::memcpy(request->ifr_hwaddr.sa_data, kind == '0' ? zeros : address, sizeof address);
+    return kind == '-' ? -1 : 0;
 }
 
 }  // namespace
@@ -57,16 +59,13 @@ int ioctl(int fd, unsigned long request, ...) noexcept {
     va_start(args, request);
     void* const argument = va_arg(args, void*);
     va_end(args);
-    if (request == SIOCGIFCONF && g_faults.interface_list_error != 0) {
-        return Fail(g_faults.interface_list_error);
+    const bool is_list = request == SIOCGIFCONF;
+    if (g_faults.interfaces && (is_list || request == SIOCGIFHWADDR)) {
+        return is_list ? ListInterfaces(static_cast<ifconf*>(argument))
+                       : TellAddress(static_cast<ifreq*>(argument));
     }
-    if (request == SIOCGIFCONF && g_faults.interfaces) {
-        return ListInterfaces(static_cast<ifconf*>(argument));
-    }
-    if (request == SIOCGIFHWADDR && g_faults.interfaces) {
-        return TellAddress(static_cast<ifreq*>(argument));
-    }
-    return static_cast<int>(::syscall(SYS_ioctl, fd, request, argument));
+    return FailOrCall(is_list ? g_faults.interface_list_error : 0, SYS_ioctl, fd, request,
+                      argument);
 }
 
 int fcntl(int fd, int command, ...) {
@@ -77,41 +76,26 @@ int fcntl(int fd, int command, ...) {
     const int error = command == F_GETFL   ? g_faults.get_flags_error
                       : command == F_SETFL ? g_faults.set_flags_error
                                            : 0;
-    return error != 0 ? Fail(error) : static_cast<int>(::syscall(SYS_fcntl, fd, command, argument));
+    return FailOrCall(error, SYS_fcntl, fd, command, argument);
 }
 
 int socket(int domain, int type, int protocol) noexcept {
-    return g_faults.socket_error != 0
-               ? Fail(g_faults.socket_error)
-               : static_cast<int>(::syscall(SYS_socket, domain, type, protocol));
+    return FailOrCall(g_faults.socket_error, SYS_socket, domain, type, protocol);
 }
 
 int getsockopt(int fd, int level, int name, void* value, socklen_t* length) noexcept {
-    return g_faults.socket_option_error != 0
-               ? Fail(g_faults.socket_option_error)
-               : static_cast<int>(::syscall(SYS_getsockopt, fd, level, name, value, length));
+    return FailOrCall(g_faults.socket_option_error, SYS_getsockopt, fd, level, name, value, length);
 }
 
 int poll(pollfd* entries, nfds_t count, int timeout) {
-    return g_faults.poll_error != 0
-               ? Fail(g_faults.poll_error)
-               : static_cast<int>(::syscall(SYS_poll, entries, count, timeout));
+    return FailOrCall(g_faults.poll_error, SYS_poll, entries, count, timeout);
 }
 
 ssize_t read(int fd, void* bytes, std::size_t count) {
-    if (g_faults.read_error != 0 && ++g_reads % 2 == 1) {
-        return Fail(g_faults.read_error);
-    }
-    if (g_faults.longest_read != 0) {
-        count = std::min(count, g_faults.longest_read);
-    }
-    if (g_faults.file_end) {
-        count = std::min(count, *g_faults.file_end);
-    }
-    const ssize_t received = ::syscall(SYS_read, fd, bytes, count);
-    if (g_faults.file_end && received > 0) {
-        *g_faults.file_end -= static_cast<std::size_t>(received);
-    }
+    const int error = ++g_reads % 2 == 1 ? g_faults.read_error : 0;
+    count = std::min({count, g_faults.longest_read, g_faults.file_end});
+    const ssize_t received = FailOrCall(error, SYS_read, fd, bytes, count);
+    g_faults.file_end -= static_cast<std::size_t>(std::max<ssize_t>(received, 0));
     return received;
 }
 

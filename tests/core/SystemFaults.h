@@ -2,16 +2,10 @@
 // replaced for the whole program; where no fault is asked for, they do what they always do.
 #pragma once
 
-#include <array>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
-#include <vector>
-
-struct FakeInterface {
-    std::string name;
-    std::optional<std::array<unsigned char, 6>> address;  // none: the query fails
-};
 
 struct SystemFaults {
     // The call fails with this error number; 0 leaves it alone.
@@ -23,17 +17,17 @@ struct SystemFaults {
     int interface_list_error = 0;  // ioctl SIOCGIFCONF
     int read_error = 0;            // every second read
 
-    std::optional<std::vector<FakeInterface>> interfaces = std::nullopt;  // none: the machine's
-    std::optional<std::size_t> file_end =
-        std::nullopt;              // reading from a file ends after so many bytes
-    std::size_t longest_read = 0;  // bytes that one read gives at most; 0: any number
+    // Network interfaces instead of the machine's, a character each: '0' has an address of zeros,
+    // '-' none to tell, any other one 00-ff-07-80-00-XX with its code.
+    std::optional<std::string> interfaces = {};
+    std::size_t file_end = SIZE_MAX;      // reading from a file ends after so many bytes
+    std::size_t longest_read = SIZE_MAX;  // bytes that one read gives at most
 };
 
 extern SystemFaults g_faults;
 
 // Faults last until the end of their scope.
-class FaultScope {
-  public:
+struct FaultScope {
     explicit FaultScope(SystemFaults faults) { g_faults = std::move(faults); }
     ~FaultScope() { g_faults = {}; }
     FaultScope(const FaultScope&) = delete;

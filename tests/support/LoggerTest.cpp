@@ -1,25 +1,23 @@
-// What becomes of a message: before the start, after it, and while the process ends.
+// Which configurations start the logger, and what becomes of a message: before the start, after it,
+// and while the process ends.
 #include <gtest/gtest.h>
-#include <unistd.h>
+#include <sys/stat.h>
 
-#include <cerrno>
+#include <algorithm>
 #include <clocale>
-#include <cstring>
 #include <string>
 
 #include "ChildProcess.h"
-#include "FuncTracer.h"
-#include "LogConfiguration.h"
 #include "Logger.h"
-#include "TempDir.h"
 
 namespace {
 
 constexpr char kNonAscii[] = "\xC3\xA9 \xE4\xBD\xA0 \xC4\xE3\xBA\xC3 \xFF\xFE\x80";
 
-// The text behind the prefix of each line; a line without the prefix becomes "?" and the line.
-std::string Messages(const std::string& lines, const std::string& file, int line_number) {
-    const std::string tail = " : (" + file + ":" + std::to_string(line_number) + ") ";
+// The text behind the prefix of each line of source.cpp, line 17; a line without the prefix becomes
+// "?" and the line.
+std::string Messages(const std::string& lines) {
+    const std::string tail = " : (source.cpp:17) ";
     std::string messages;
     std::istringstream stream(lines);
     for (std::string line; std::getline(stream, line);) {
@@ -31,49 +29,48 @@ std::string Messages(const std::string& lines, const std::string& file, int line
     return messages;
 }
 
-void WriteEachLevel() {
-    g_logger.Write(kLogDebug, "/a/b/source.cpp", 17, "debug %d", 1);
-    g_logger.Write(kLogInfo, "b/source.cpp", 17, "info %s", "two");
-    g_logger.Write(kLogWarning, "source.cpp", 17, "warning");
-    g_logger.Write(kLogError, "/source.cpp", 17, "error");
+void Write(LogLevel level, const std::string& text, const char* file = "source.cpp") {
+    g_logger.Write(level, file, 17, "%s", text.c_str());
 }
 
 class LoggerTest : public testing::Test {
   protected:
-    // In the child: starts the logger with a file of this level.
-    void Start(const char* level) const {
-        const std::string xml = dir_.Write("log.xml", LogXml(log_, level));
-        if (!g_logger.Init(xml.c_str(), "Lexo_SDK")) std::puts("not started");
+    // A configuration of this level, whose messages go to "NAME.log".
+    void Configure(const std::string& name, const std::string& level) const {
+        dir_.Write(name, LogXml(dir_.Path(name + ".log"), level));
+    }
+    bool Start(const std::string& name) const {
+        return g_logger.Init(dir_.Path(name).c_str(), "Lexo_SDK");
+    }
+    std::string Logged(const std::string& name) const {
+        return Messages(ReadAll(dir_.Path(name + ".log")));
     }
 
     const TempDir dir_;
-    const std::string log_ = dir_.Path("x.log");
 };
 
-TEST_F(LoggerTest, PrintsEveryLevelBeforeTheStart) {
-    const ChildResult child = RunInChild(WriteEachLevel);
-    EXPECT_TRUE(child.exited_normally);
-    EXPECT_EQ(Messages(child.out, "source.cpp", 17), "debug 1\ninfo two\nwarning\nerror\n");
-    EXPECT_EQ(child.err, "");
-}
-
-TEST_F(LoggerTest, WritesTheEnabledLevelsOnly) {
+TEST_F(LoggerTest, PrintsEveryLevelBeforeTheStartAndWritesTheEnabledOnesAfterIt) {
+    const std::string all = "debug\ninfo\nwarning\nerror\n";
     const struct {
-        const char* level;
-        const char* messages;
-    } cases[] = {{"debug", "debug 1\ninfo two\nwarning\nerror\n"},
-                 {"warn", "warning\nerror\n"},
-                 {"off", ""}};
+        const char* level;  // null: not started
+        std::string printed, written;
+    } cases[] = {
+        {nullptr, all, ""}, {"debug", "", all}, {"warn", "", "warning\nerror\n"}, {"off", "", ""}};
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.level);
-        dir_.Write("x.log", "");
+        const std::string name = c.level == nullptr ? "none" : c.level;
+        SCOPED_TRACE(name);
         const ChildResult child = RunInChild([&] {
-            Start(c.level);
-            WriteEachLevel();
+            Configure(name, name);
+            if (c.level != nullptr && !Start(name)) std::puts("not started");
+            Write(kLogDebug, "debug", "/a/b/source.cpp");
+            Write(kLogInfo, "info", "b/source.cpp");
+            Write(kLogWarning, "warning");
+            Write(kLogError, "error", "/source.cpp");
         });
         EXPECT_TRUE(child.exited_normally);
-        EXPECT_EQ(Messages(ReadAll(log_), "source.cpp", 17), c.messages);
-        EXPECT_EQ(child.out + child.err, "");
+        EXPECT_EQ(Messages(child.out), c.printed);
+        EXPECT_EQ(Logged(name), c.written);
+        EXPECT_EQ(child.err, "");
     }
 }
 
@@ -82,25 +79,21 @@ TEST_F(LoggerTest, PassesAnyBytesAndAnyLength) {
     const std::string texts[] = {"%s%n%d 100%", "", std::string(1 << 20, 'c') + kNonAscii};
     std::string expected;
     for (const std::string& text : texts) expected += text + "\n";
-    const auto write_all = [&] {
-        for (const std::string& text : texts) {
-            g_logger.Write(kLogError, "f.cpp", 1, "%s", text.c_str());
-        }
-    };
-    EXPECT_EQ(Messages(RunInChild(write_all).out, "f.cpp", 1), expected);
+    Configure("x", "info");
     const ChildResult child = RunInChild([&] {
-        Start("info");
-        write_all();
-        std::printf("%s", std::setlocale(LC_ALL, nullptr));
+        for (const std::string& text : texts) Write(kLogError, text);
+        Start("x");
+        for (const std::string& text : texts) Write(kLogError, text);
+        std::printf("%s\n", std::setlocale(LC_ALL, nullptr));
     });
-    EXPECT_EQ(Messages(ReadAll(log_), "f.cpp", 1), expected);
-    EXPECT_EQ(child.out, "C") << "the process's locale";
+    EXPECT_EQ(Messages(child.out), expected + "?C\n") << "the process's locale stays";
+    EXPECT_EQ(Logged("x"), expected);
 }
 
 TEST_F(LoggerTest, SurvivesAFullDiskAndSaysSoOnce) {
+    dir_.Write("full", LogXml("/dev/full", "error"));
     const ChildResult child = RunInChild([&] {
-        const std::string full = dir_.Write("full.xml", LogXml("/dev/full", "error"));
-        std::printf("%d", g_logger.Init(full.c_str(), "Lexo_SDK"));
+        std::printf("%d", Start("full"));
         for (int i = 0; i < 3; ++i) ORVX_LOG_ERROR("lost");
     });
     EXPECT_TRUE(child.exited_normally);
@@ -112,21 +105,99 @@ TEST_F(LoggerTest, SurvivesAFullDiskAndSaysSoOnce) {
 struct LogsWhenDestroyed {
     const char* text;
     ~LogsWhenDestroyed() {
-        g_logger.Write(kLogError, "exit.cpp", 5, "%s", text);
-        g_logger.Write(kLogInfo, "exit.cpp", 5, "disabled");
+        Write(kLogError, text);
+        Write(kLogInfo, "disabled");
     }
 };
 
 // A static object built before the start outlives the log file, one built later does not.
 TEST_F(LoggerTest, StaticDestructorsMayLog) {
+    Configure("x", "warn");
     const ChildResult child = RunInChild([&] {
         static const LogsWhenDestroyed early{"early"};
-        Start("warn");
+        Start("x");
         static const LogsWhenDestroyed late{"late"};
     });
     EXPECT_TRUE(child.exited_normally);
-    EXPECT_EQ(Messages(ReadAll(log_), "exit.cpp", 5), "late\n");
-    EXPECT_EQ(Messages(child.out, "exit.cpp", 5), "early\n");
+    EXPECT_EQ(Logged("x"), "late\n");
+    EXPECT_EQ(Messages(child.out), "early\n");
+}
+
+// Before the first good start messages are printed, after it the former configuration stays.
+TEST_F(LoggerTest, RefusesWhatIsNoConfiguration) {
+    std::string binary;
+    for (int i = 0; i < 5000; ++i) binary.push_back(static_cast<char>(i * 37 + i / 256));
+    const std::pair<std::string, std::string> files[] = {
+        {"empty", ""},
+        {"binary", binary},
+        {"text", "level = debug\n"},
+        {"cut.xml", LogXml(dir_.Path("bad.log"), "debug").substr(0, 300)},
+        {"other.xml", "<settings><level>debug</level></settings>"},
+        {"silent.xml", "<log4j:configuration xmlns:log4j=\"http://jakarta.apache.org/log4j/\"/>"},
+        {"\xFF\xC4\xE3.xml", "no configuration"}};
+    std::vector<std::string> names = {"", "missing", "fifo"};
+    for (const auto& [name, content] : files) {
+        dir_.Write(name, content);
+        names.push_back(name);
+    }
+    mkfifo(dir_.Path("fifo").c_str(), 0644);
+    Configure("good", "warn");
+    std::string kept;
+    for (const std::string& name : names) {
+        SCOPED_TRACE(name);
+        const ChildResult child = RunInChild([&] {
+            if (!Start(name) && !g_logger.IsStarted()) Write(kLogDebug, "printed");
+            if (!Start("good") || Start(name)) std::puts("wrong");
+            Write(kLogInfo, "disabled");
+            Write(kLogWarning, name);
+        });
+        EXPECT_TRUE(child.exited_normally);
+        EXPECT_EQ(Messages(child.out), "printed\n");
+        EXPECT_NE(child.err, "") << "the reason";
+        kept += name + "\n";
+        EXPECT_EQ(Logged("good"), kept);
+    }
+    EXPECT_FALSE(std::filesystem::exists(dir_.Path("bad.log")));
+}
+
+TEST_F(LoggerTest, LaterStartReplacesFileAndLevelAndAppends) {
+    Configure("first", "debug");
+    Configure("second", "error");
+    const ChildResult child = RunInChild([&] {
+        for (const char* name : {"first", "second", "first"}) {
+            if (!Start(name)) std::puts("not started");
+            Write(kLogDebug, "d");
+            Write(kLogError, "e");
+        }
+    });
+    EXPECT_EQ(child.out + child.err, "");
+    EXPECT_EQ(Logged("first"), "d\ne\nd\ne\n");
+    EXPECT_EQ(Logged("second"), "e\n");
+}
+
+// In the C locale log4cxx alone could neither read the file nor create or roll the log.
+TEST_F(LoggerTest, FoldersMayHaveNonAsciiNames) {
+    const std::string home = dir_.Path("h\xC3\xA9 \xE4\xBD\xA0");
+    mkdir(home.c_str(), 0755);
+    dir_.Write("h\xC3\xA9 \xE4\xBD\xA0/log.xml",
+               LogXml("${QUORLAN_HOME}/log/x.log", "info",
+                      R"(<param name="MaxFileSize" value="1KB"/>)"
+                      R"(<param name="MaxBackupIndex" value="12"/>)",
+                      "RollingFileAppender"));
+    const ChildResult child = RunInChild([&] {
+        setenv("QUORLAN_HOME", home.c_str(), 1);
+        if (!g_logger.Init((home + "/log.xml").c_str(), "Lexo_SDK")) std::puts("not started");
+        for (int i = 0; i < 100; ++i) ORVX_LOG_INFO("a line of some length, to fill the file");
+    });
+    EXPECT_EQ(child.out + child.err, "");
+    std::size_t lines = 0, files = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(home + "/log")) {
+        const std::string text = ReadAll(entry.path());
+        lines += static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+        ++files;
+    }
+    EXPECT_EQ(lines, 100u);
+    EXPECT_GT(files, 3u);
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 
 #include <atomic>
 #include <cstdio>
-#include <functional>
 #include <set>
 #include <sstream>
 #include <string>
@@ -12,9 +11,7 @@
 #include <vector>
 
 #include "ChildProcess.h"
-#include "LogConfiguration.h"
 #include "Logger.h"
-#include "TempDir.h"
 
 namespace {
 
@@ -25,48 +22,20 @@ std::string Payload(int writer) {
     return std::string(3000, static_cast<char>('a' + writer));
 }
 
-// Several threads write numbered messages while `body` runs, at least 500 each. Prints how many
-// they were in all.
-void WriteWhile(const std::function<void(const std::atomic<int>& written)>& body) {
-    std::atomic<bool> is_over = false;
-    std::atomic<int> written = 0;
-    std::vector<std::thread> writers;
-    for (int writer = 0; writer < kWriters; ++writer) {
-        writers.emplace_back([&, writer] {
-            const std::string payload = Payload(writer);
-            for (int i = 0; i < 500 || !is_over; ++i) {
-                ORVX_LOG_ERROR("%d %d %s", writer, i, payload.c_str());
-                ++written;
-            }
-        });
-    }
-    body(written);
-    is_over = true;
-    for (std::thread& writer : writers) writer.join();
-    std::printf("%d messages\n", written.load());
-}
-
 // Each message must be there once, whole, and behind its writer's earlier ones in the same file.
-// Returns how many there are.
-std::size_t CheckLines(const std::vector<std::string>& files) {
-    std::set<std::pair<int, int>> seen;
-    for (const std::string& content : files) {
-        int last[kWriters] = {-1, -1, -1, -1};
-        std::istringstream lines(content);
-        for (std::string line; std::getline(lines, line);) {
-            int writer = -1, number = -1, payload = -1;
-            std::sscanf(line.c_str(), "%*d : (LoggerThreadsTest.cpp:%*d) %d %d %n", &writer,
-                        &number, &payload);
-            if (payload < 0 || line.substr(static_cast<std::size_t>(payload)) != Payload(writer)) {
-                ADD_FAILURE() << "torn: " << line.substr(0, 200);
-                return 0;
-            }
-            EXPECT_GT(number, last[writer]);
-            last[writer] = number;
-            EXPECT_TRUE(seen.emplace(writer, number).second) << "written twice";
-        }
+void CheckLines(const std::string& file, std::set<std::pair<int, int>>* seen) {
+    int last[kWriters] = {-1, -1, -1, -1};
+    std::istringstream lines(file);
+    for (std::string line; std::getline(lines, line);) {
+        int writer = -1, number = -1, payload = -1;
+        std::sscanf(line.c_str(), "%*d : (LoggerThreadsTest.cpp:%*d) %d %d %n", &writer, &number,
+                    &payload);
+        ASSERT_GT(payload, 0) << "torn: " << line.substr(0, 200);
+        ASSERT_EQ(line.substr(static_cast<std::size_t>(payload)), Payload(writer));
+        EXPECT_GT(number, last[writer]);
+        last[writer] = number;
+        EXPECT_TRUE(seen->emplace(writer, number).second) << "written twice";
     }
-    return seen.size();
 }
 
 TEST(LoggerThreads, NoLineIsLostOrTornWhileTheConfigurationChanges) {
@@ -77,19 +46,34 @@ TEST(LoggerThreads, NoLineIsLostOrTornWhileTheConfigurationChanges) {
                                  dir.Write("bad.xml", "<nothing")};
     const ChildResult child = RunInChild([&] {
         g_logger.Init(files[0].c_str(), "Lexo_SDK");
-        WriteWhile([&](const std::atomic<int>& written) {
-            for (std::size_t i = 0; i < 18; ++i) {
-                g_logger.Init(files[i % 3].c_str(), "Lexo_SDK");
-                for (const int before = written; written < before + 2 * kWriters;) {
-                    std::this_thread::yield();
+        std::atomic<bool> is_over = false;
+        std::atomic<int> written = 0;
+        std::vector<std::jthread> writers;
+        for (int writer = 0; writer < kWriters; ++writer) {
+            writers.emplace_back([&, writer] {
+                const std::string payload = Payload(writer);
+                for (int i = 0; i < 500 || !is_over; ++i, ++written) {
+                    ORVX_LOG_ERROR("%d %d %s", writer, i, payload.c_str());
                 }
+            });
+        }
+        for (std::size_t i = 0; i < 18; ++i) {
+            g_logger.Init(files[i % 3].c_str(), "Lexo_SDK");
+            for (const int before = written; written < before + 2 * kWriters;) {
+                std::this_thread::yield();
             }
-        });
+        }
+        is_over = true;
+        writers.clear();
+        std::printf("%d messages\n", written.load());
     });
     EXPECT_TRUE(child.exited_normally) << child.err;
-    const std::size_t found = CheckLines({ReadAll(logs[0]), ReadAll(logs[1])});
-    EXPECT_EQ(std::to_string(found) + " messages\n", child.out);
-    for (const std::string& log : logs) EXPECT_NE(ReadAll(log), "");
+    std::set<std::pair<int, int>> seen;
+    for (const std::string& log : logs) {
+        EXPECT_NE(ReadAll(log), "");
+        CheckLines(ReadAll(log), &seen);
+    }
+    EXPECT_EQ(std::to_string(seen.size()) + " messages\n", child.out);
 }
 
 }  // namespace
