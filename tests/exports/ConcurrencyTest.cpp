@@ -19,8 +19,6 @@ using scripted::Echo;
 using scripted::Request;
 using scripted::ScriptedServer;
 
-const Outcome kGood = {LEXO_ERR_NONE, 0};
-
 // The answer whose result is one sentence: the audio itself.
 scripted::FrameMaker AudioAsText() {
     return [](const Request& request) {

@@ -1,5 +1,5 @@
-// The registry of sessions: numbers, unknown handles, refusals, and who waits for whom.
-#include <algorithm>
+// The registry of sessions: unknown handles, refusals, and who waits for whom.
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <future>
@@ -11,16 +11,12 @@
 namespace {
 
 using scripted::Answer;
-using scripted::Logged;
-using scripted::LoggedLike;
 using scripted::Sequence;
 using scripted::WaitFor;
+using ::testing::Contains;
+using ::testing::MatchesRegex;
 
 class SessionTest : public HostTest {};
-
-Lexo_Handle HandleOf(std::intptr_t number) {
-    return reinterpret_cast<Lexo_Handle>(number);
-}
 
 TEST_F(SessionTest, UnknownHandlesAreRefusedByEveryCall) {
     Lexo_ParamValue value = nullptr;
@@ -28,28 +24,28 @@ TEST_F(SessionTest, UnknownHandlesAreRefusedByEveryCall) {
     int status = kUntouched;
     const std::intptr_t stopped = Session("freetalk").Number();
     for (const std::intptr_t number : {stopped, std::intptr_t{-1}}) {
-        home_.NewLog();
-        const Lexo_Handle handle = HandleOf(number);
+        Logged();
+        const auto handle = reinterpret_cast<Lexo_Handle>(number);
+        const std::string text = "Session [" + std::to_string(number) + "] not found in ";
+        char stop_text[80];
+        std::snprintf(stop_text, sizeof(stop_text), "Session [%p] not found in ", handle);
+        errno = 4711;
         const int codes[] = {orvx_proxy_Recognize(handle, "x", 1, 0, &status),
                              orvx_proxy_GetRecogResult(handle, &result),
                              orvx_proxy_FreeRecogResult(handle, &result),
                              orvx_proxy_FreeRecogResult(handle, nullptr),
                              orvx_proxy_SetParam(handle, LEXO_PARAM_STREAM, nullptr),
-                             orvx_proxy_GetParam(handle, LEXO_PARAM_STREAM, &value)};
-        for (const int code : codes) {
-            EXPECT_EQ(code, LEXO_ERR_SESSION_INVALID);
-        }
-        const auto log = home_.NewLog();
-        EXPECT_EQ(std::count_if(log.begin(), log.end(),
-                                [](const auto& record) { return record.level == "ERROR"; }),
-                  6);
-        EXPECT_TRUE(
-            LoggedLike(log, "ERROR", "Session \\[-?[0-9]+\\] not found in session list\\."));
-        EXPECT_EQ(orvx_proxy_SessionStop(handle), LEXO_ERR_SESSION_INVALID);
-        char expected[80];
-        std::snprintf(expected, sizeof(expected), "Session [%p] not found in session list.",
-                      handle);
-        EXPECT_TRUE(Logged(home_.NewLog(), "ERROR", expected));
+                             orvx_proxy_GetParam(handle, LEXO_PARAM_STREAM, &value),
+                             orvx_proxy_ActiveResource(handle, 2),
+                             orvx_proxy_DeactiveResource(handle),
+                             orvx_proxy_ActivePreloadResource(handle, "x"),
+                             orvx_proxy_SessionStop(handle)};
+        EXPECT_EQ(errno, 4711) << "logging leaves it alone";
+        EXPECT_THAT(codes, ::testing::Each(LEXO_ERR_SESSION_INVALID));
+        Lines expected(8, text + "session list.");
+        expected.push_back("Engine freetalk doesn't need resource.");
+        expected.push_back(std::string(stop_text) + "session list.");
+        EXPECT_EQ(Logged(), expected);
     }
     EXPECT_EQ(status, kUntouched);
     EXPECT_EQ(server_.RequestCount(), 0u);
@@ -57,15 +53,13 @@ TEST_F(SessionTest, UnknownHandlesAreRefusedByEveryCall) {
 
 TEST_F(SessionTest, AHeldResultAndABoundResourceKeepTheSession) {
     Session session("grammar");
-    ASSERT_EQ(orvx_proxy_ActivePreloadResource(session.Handle(), "digits"), LEXO_ERR_NONE);
+    ASSERT_EQ(session.Bind("digits"), LEXO_ERR_NONE);
     Deliver(session, scripted::GrammarResult(1, 1));
     EXPECT_EQ(orvx_proxy_SessionStop(session.Handle()), LEXO_ERR_RESULT_NOT_FREE)
         << "fetching is not giving back, and the result comes first";
     EXPECT_EQ(session.FreeResult(), LEXO_ERR_NONE);
-    home_.NewLog();
     EXPECT_EQ(orvx_proxy_SessionStop(session.Handle()), LEXO_ERR_RESOURCE_NEED_DEACTIVE);
-    EXPECT_TRUE(scripted::NothingLogged(home_.NewLog(), "ERROR"));
-    EXPECT_EQ(orvx_proxy_DeactiveResource(session.Handle()), LEXO_ERR_NONE);
+    EXPECT_EQ(Logged(), Lines{});
 }
 
 TEST_F(SessionTest, NullOutputsHaveNoEffect) {
@@ -79,62 +73,60 @@ TEST_F(SessionTest, NullOutputsHaveNoEffect) {
     EXPECT_EQ(orvx_proxy_LoadResource("grammar", LEXO_RESOURCE_BUFFER, "x", 1,
                                       LEXO_RESOURCE_GRAMMAR_JSGF, nullptr),
               LEXO_ERR_PARAM_INVALID);
+    Lexo_Handle handle = nullptr;
+    EXPECT_EQ(orvx_proxy_SessionStart("freetalk", nullptr), LEXO_ERR_PARAM_INVALID);
+    EXPECT_EQ(orvx_proxy_SessionStart("nonsense", &handle), LEXO_ERR_PARAM_INVALID);
+    EXPECT_EQ(Session("freetalk").Number(), session.Number() + 1) << "nor was a number used";
+}
+
+TEST_F(SessionTest, AStartLogsTheParameters) {
+    const Session session("analysis");
+    const auto log = Logged("DEBUG");
+    for (const char* text : {"engine_type:3", "1:10000", "2:500", "3:30", "4:0", "5:10", "7:0",
+                             "9:0", "10:0", "11:0", "12:chinese", "13:0", "14:common"}) {
+        EXPECT_THAT(log, Contains(text));
+    }
+    EXPECT_THAT(log, Contains(MatchesRegex("15:-?[0-9]+"))) << "the word itself";
 }
 
 // The gate is declared behind the server, so that a failing test opens it before the server goes.
 TEST_F(SessionTest, WhatChangesTheRegistryWaitsForTheExchangesInProgress) {
     std::promise<void> gate;
     Session session("freetalk");
+    Session other("grammar");
     Lexo_Handle started = nullptr;
     Lexo_Handle stopped = nullptr;
-    unsigned int loaded = 0;
-    unsigned int unloaded = 0;
-    const auto load = [](unsigned int* id) {
-        return orvx_proxy_LoadResource("grammar", LEXO_RESOURCE_BUFFER, "x", 1,
-                                       LEXO_RESOURCE_GRAMMAR_ABNF, id);
-    };
+    Loaded loaded;
+    const Loaded unloaded = LoadBuffer("grammar", LEXO_RESOURCE_GRAMMAR_ABNF);
     ASSERT_EQ(orvx_proxy_SessionStart("grammar", &stopped), LEXO_ERR_NONE);
-    ASSERT_EQ(load(&unloaded), LEXO_ERR_NONE);
     server_.Then(Sequence({WaitFor(gate.get_future().share()), Answer()}));
     auto exchange = std::async(std::launch::async, [&] { return session.Recognize(); });
     ASSERT_TRUE(server_.WaitForRequests(1));
+    EXPECT_EQ(other.SetNumber(LEXO_PARAM_VAD_HEAD, 9), LEXO_ERR_NONE) << "others do not wait";
+    EXPECT_EQ(other.GetNumber(LEXO_PARAM_VAD_HEAD), 9);
+    EXPECT_EQ(other.Recognize(), kGood);
+    EXPECT_EQ(other.Bind(unloaded.id) + other.Release(), LEXO_ERR_NONE);
+    EXPECT_EQ(CapabilityCount(), 4);
 
-    std::future<int> calls[] = {
-        std::async(std::launch::async,
-                   [&]() -> int { return orvx_proxy_SessionStart("freetalk", &started); }),
-        std::async(std::launch::async, [&]() -> int { return orvx_proxy_SessionStop(stopped); }),
-        std::async(std::launch::async, [&]() -> int { return load(&loaded); }),
-        std::async(std::launch::async,
-                   [&]() -> int { return orvx_proxy_UnloadResource("grammar", unloaded); }),
-    };
-    for (auto& call : calls) {
+    const std::function<int()> calls[] = {
+        [&] { return orvx_proxy_SessionStart("freetalk", &started); },
+        [&] { return orvx_proxy_SessionStop(stopped); },
+        [&] { return (loaded = LoadBuffer("grammar", LEXO_RESOURCE_GRAMMAR_ABNF)).code; },
+        [&] { return orvx_proxy_UnloadResource("grammar", unloaded.id); }};
+    std::vector<std::future<int>> waiting;
+    for (const auto& call : calls) {
+        waiting.push_back(std::async(std::launch::async, call));
+    }
+    for (auto& call : waiting) {
         EXPECT_EQ(call.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
     }
     gate.set_value();
-    EXPECT_EQ(exchange.get(), (Outcome{LEXO_ERR_NONE, 0}));
-    for (auto& call : calls) {
+    EXPECT_EQ(exchange.get(), kGood);
+    for (auto& call : waiting) {
         EXPECT_EQ(call.get(), LEXO_ERR_NONE);
     }
     EXPECT_EQ(orvx_proxy_SessionStop(started), LEXO_ERR_NONE);
-    EXPECT_EQ(orvx_proxy_UnloadResource("grammar", loaded), LEXO_ERR_NONE);
-}
-
-TEST_F(SessionTest, OtherCallsDoNotWaitForAnExchange) {
-    std::promise<void> gate;
-    Session held("freetalk");
-    Session other("grammar");
-    server_.Then(Sequence({WaitFor(gate.get_future().share()), Answer()}));
-    auto exchange = std::async(std::launch::async, [&] { return held.Recognize(); });
-    ASSERT_TRUE(server_.WaitForRequests(1));
-    EXPECT_EQ(other.SetNumber(LEXO_PARAM_VAD_HEAD, 9), LEXO_ERR_NONE);
-    EXPECT_EQ(other.GetNumber(LEXO_PARAM_VAD_HEAD), 9);
-    EXPECT_EQ(other.Recognize(), (Outcome{LEXO_ERR_NONE, 0}));
-    Lexo_CapabilityInfoList list = {};
-    EXPECT_EQ(orvx_proxy_GetCapabilityInfoList(&list), LEXO_ERR_NONE);
-    EXPECT_EQ(orvx_proxy_ReleaseCapabilityInfoList(&list), LEXO_ERR_NONE);
-    EXPECT_EQ(exchange.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
-    gate.set_value();
-    EXPECT_EQ(exchange.get(), (Outcome{LEXO_ERR_NONE, 0}));
+    EXPECT_EQ(orvx_proxy_UnloadResource("grammar", loaded.id), LEXO_ERR_NONE);
 }
 
 }  // namespace

@@ -11,28 +11,28 @@ namespace protocol = quorlan::protocol;
 using protocol::LexoResponseMessage;
 using protocol::capbility::CapbilityAccessResponseMessage;
 
-LexoResponseMessage GoodResponse(const Request& request) {
+// The frame of an answer; each layer may be altered before the next is wrapped around it.
+std::string FrameOf(const Request& request,
+                    const std::function<void(LexoResponseMessage&)>& change_inner,
+                    const std::function<void(CapbilityAccessResponseMessage&)>& change_access) {
     LexoResponseMessage response;
     response.set_identify(request.inner.identify());
     response.set_error_no(0);
     response.set_recog_status(0);
-    return response;
-}
-
-CapbilityAccessResponseMessage Wrap(const LexoResponseMessage& response) {
-    CapbilityAccessResponseMessage access;
-    access.set_error_no(0);
-    access.set_process_time(7);
-    access.set_data(response.SerializeAsString());
-    access.set_data_len(static_cast<int>(access.data().size()));
-    return access;
-}
-
-std::string FrameOf(const CapbilityAccessResponseMessage& access) {
+    if (change_inner) {
+        change_inner(response);
+    }
     protocol::MessageHeader header;
     header.set_message_type(protocol::MessageHeader_QuorMessageType_LexoRecogResponse);
     header.set_name("CapbilityAccessResponseMessage");
-    *header.MutableExtension(protocol::capbility::capbility_access_response_message) = access;
+    auto* access = header.MutableExtension(protocol::capbility::capbility_access_response_message);
+    access->set_error_no(0);
+    access->set_process_time(7);
+    access->set_data(response.SerializeAsString());
+    access->set_data_len(static_cast<int>(access->data().size()));
+    if (change_access) {
+        change_access(*access);
+    }
     std::vector<char> frame;
     EncodeFrame(header, &frame);
     return {frame.begin(), frame.end()};
@@ -41,35 +41,19 @@ std::string FrameOf(const CapbilityAccessResponseMessage& access) {
 }  // namespace
 
 FrameMaker Echo(std::function<void(LexoResponseMessage&)> change) {
-    return [change = std::move(change)](const Request& request) {
-        LexoResponseMessage response = GoodResponse(request);
-        if (change) {
-            change(response);
-        }
-        return FrameOf(Wrap(response));
-    };
+    return [=](const Request& request) { return FrameOf(request, change, {}); };
 }
 
-FrameMaker EchoWith(LexoResponseMessage message) {
-    return Echo([message = std::move(message)](LexoResponseMessage& response) {
-        response.MergeFrom(message);
-    });
-}
-
-FrameMaker EchoResult(LexoResponseMessage result) {
-    result.set_recog_status(2);
-    return EchoWith(std::move(result));
+FrameMaker EchoResult(LexoResponseMessage result, int status) {
+    result.set_recog_status(status);
+    return Echo([=](LexoResponseMessage& response) { response.MergeFrom(result); });
 }
 
 FrameMaker EchoAccess(std::function<void(CapbilityAccessResponseMessage&)> change) {
-    return [change = std::move(change)](const Request& request) {
-        CapbilityAccessResponseMessage access = Wrap(GoodResponse(request));
-        change(access);
-        return FrameOf(access);
-    };
+    return [=](const Request& request) { return FrameOf(request, {}, change); };
 }
 
-FrameMaker Body(std::string body) {
+FrameMaker Body(const std::string& body) {
     return Bytes(LengthPrefix(static_cast<std::uint32_t>(body.size())) + body);
 }
 
@@ -84,9 +68,7 @@ std::string LengthPrefix(std::uint32_t length) {
 }
 
 Reaction Answer(FrameMaker frame) {
-    return [frame = std::move(frame)](const Request& request, Connection& connection) {
-        connection.Send(frame(request));
-    };
+    return AnswerPart(std::move(frame), 0);
 }
 
 Reaction AnswerPart(FrameMaker frame, std::size_t from, std::size_t count) {
@@ -104,26 +86,6 @@ Reaction Trickle(FrameMaker frame, std::size_t step, std::chrono::milliseconds p
             connection.Pause(pause);
         }
     };
-}
-
-Reaction StaySilent() {
-    return [](const Request&, Connection&) {};
-}
-
-Reaction Pause(std::chrono::milliseconds time) {
-    return [time](const Request&, Connection& connection) { connection.Pause(time); };
-}
-
-Reaction WaitFor(std::shared_future<void> gate) {
-    return [gate = std::move(gate)](const Request&, Connection&) { gate.wait(); };
-}
-
-Reaction HangUp() {
-    return [](const Request&, Connection& connection) { connection.HangUp(); };
-}
-
-Reaction Reset() {
-    return [](const Request&, Connection& connection) { connection.Reset(); };
 }
 
 Reaction Sequence(std::vector<Reaction> reactions) {

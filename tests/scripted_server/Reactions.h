@@ -22,15 +22,14 @@ using FrameMaker = std::function<std::string(const Request&)>;
 // The good answer: accepted, the request's identity, error 0, status 0; `change` may alter the
 // recognition message before it is wrapped.
 FrameMaker Echo(std::function<void(quorlan::protocol::LexoResponseMessage&)> change = {});
-// The good answer with the fields of `message` merged over it.
-FrameMaker EchoWith(quorlan::protocol::LexoResponseMessage message);
-// The good answer with a result: the status has bit value 2.
-FrameMaker EchoResult(quorlan::protocol::LexoResponseMessage result);
+// The good answer with the fields of `result` merged over it, and this status: with the bit of
+// value 2 there is a result.
+FrameMaker EchoResult(quorlan::protocol::LexoResponseMessage result, int status = 2);
 // The good answer, its access layer altered.
 FrameMaker EchoAccess(
     std::function<void(quorlan::protocol::capbility::CapbilityAccessResponseMessage&)> change);
 // These bytes behind their length prefix.
-FrameMaker Body(std::string body);
+FrameMaker Body(const std::string& body);
 // These bytes as they are, and the length prefix that announces `length` bytes.
 FrameMaker Bytes(std::string bytes);
 std::string LengthPrefix(std::uint32_t length);
@@ -42,12 +41,22 @@ Reaction Answer(FrameMaker frame = Echo());
 Reaction AnswerPart(FrameMaker frame, std::size_t from, std::size_t count = std::string_view::npos);
 // `step` bytes at a time, with a pause between them.
 Reaction Trickle(FrameMaker frame, std::size_t step, std::chrono::milliseconds pause);
-Reaction StaySilent();
-Reaction Pause(std::chrono::milliseconds time);
-// Waits until the test opens the gate (or drops its promise).
-Reaction WaitFor(std::shared_future<void> gate);
-Reaction HangUp();
-Reaction Reset();
 Reaction Sequence(std::vector<Reaction> reactions);
+// Waits until the test opens the gate (or drops its promise).
+inline Reaction WaitFor(std::shared_future<void> gate) {
+    return [gate = std::move(gate)](const Request&, Connection&) { gate.wait(); };
+}
+inline Reaction Pause(std::chrono::milliseconds time) {
+    return [=](const Request&, Connection& connection) { connection.Pause(time); };
+}
+inline Reaction StaySilent() {
+    return [](const Request&, Connection&) {};
+}
+inline Reaction HangUp() {
+    return [](const Request&, Connection& connection) { connection.HangUp(); };
+}
+inline Reaction Reset() {
+    return [](const Request&, Connection& connection) { connection.Reset(); };
+}
 
 }  // namespace scripted

@@ -6,17 +6,47 @@ namespace scripted {
 namespace {
 
 using quorlan::protocol::LexoResponseMessage;
-using Keyword = quorlan::protocol::LexoResponseMessage_Lexo_Keyword;
 
-// Numbers and texts that never repeat within one result.
-class Values {
-  public:
-    int Number() { return ++last_; }
-    std::string Text(const char* what) { return std::string(what) + std::to_string(Number()); }
+// Sets whatever a record has of its plain fields to the next numbers, and texts that contain them.
+template <typename Message>
+void Fill(Message* message, int* last) {
+#define FILL_IF_PRESENT(field, value)                          \
+    if constexpr (requires { message->set_##field(value); }) { \
+        message->set_##field(value);                           \
+    }
+    FILL_IF_PRESENT(nkeywordindex, ++*last)
+    FILL_IF_PRESENT(sztext, "keyword " + std::to_string(++*last))
+    FILL_IF_PRESENT(psztext, "sentence " + std::to_string(++*last))
+    FILL_IF_PRESENT(nstarttime, ++*last)
+    FILL_IF_PRESENT(nendtime, ++*last)
+    FILL_IF_PRESENT(nscore, ++*last)
+    FILL_IF_PRESENT(nposintext, ++*last)
+    FILL_IF_PRESENT(ncountintext, ++*last)
+    FILL_IF_PRESENT(nflag, ++*last)
+    FILL_IF_PRESENT(fspeed, static_cast<float>(++*last) + 0.25F)
+#undef FILL_IF_PRESENT
+}
 
-  private:
-    int last_ = 100;
-};
+template <typename List>
+void FillList(List* list, int count, int* last) {
+    for (int i = 0; i < count; ++i) {
+        Fill(list->Add(), last);
+    }
+}
+
+template <typename Segment>
+void FillSegment(Segment* segment, int sentences, int elements, int* last) {
+    Fill(segment, last);
+    segment->set_nresultcount(sentences);
+    FillList(segment->mutable_psentenceresults(), sentences, last);
+    if constexpr (requires { segment->add_pelementlistresults(); }) {
+        for (int i = 0; elements > 0 && i < sentences; ++i) {
+            auto* list = segment->add_pelementlistresults();
+            list->set_nelementcount(elements);
+            FillList(list->mutable_pelementlist(), elements, last);
+        }
+    }
+}
 
 LexoResponseMessage OfType(quorlan::protocol::LexoResponseMessage_Lexo_EngineType type) {
     LexoResponseMessage response;
@@ -24,124 +54,58 @@ LexoResponseMessage OfType(quorlan::protocol::LexoResponseMessage_Lexo_EngineTyp
     return response;
 }
 
-template <typename Message>
-void FillSpan(Message* message, Values& values) {
-    message->set_nstarttime(values.Number());
-    message->set_nendtime(values.Number());
-}
-
-template <typename ElementList>
-void FillElementList(ElementList* list, int elements, Values& values) {
-    list->set_nelementcount(elements);
-    for (int i = 0; i < elements; ++i) {
-        auto* element = list->add_pelementlist();
-        FillSpan(element, values);
-        element->set_nscore(values.Number());
-        element->set_nposintext(values.Number());
-        element->set_ncountintext(values.Number());
-        element->set_nflag(values.Number());
-    }
-}
-
-template <typename Segment>
-void FillSentences(Segment* segment, int sentences, Values& values) {
-    segment->set_nresultcount(sentences);
-    for (int i = 0; i < sentences; ++i) {
-        auto* sentence = segment->add_psentenceresults();
-        sentence->set_psztext(values.Text("sentence "));
-        sentence->set_nscore(values.Number());
-    }
-}
-
-template <typename Segment>
-void FillElementLists(Segment* segment, int sentences, int elements, Values& values) {
-    for (int i = 0; elements > 0 && i < sentences; ++i) {
-        FillElementList(segment->add_pelementlistresults(), elements, values);
-    }
-}
-
-void FillKeyword(Keyword* keyword, Values& values) {
-    keyword->set_nkeywordindex(values.Number());
-    keyword->set_sztext(values.Text("keyword "));
-    FillSpan(keyword, values);
-    keyword->set_nscore(values.Number());
-}
-
-void FillAnalysisSegment(quorlan::protocol::LexoResponseMessage_Lexo_Analysis_Segment* segment,
-                         const AnalysisShape& shape, int index, Values& values) {
-    FillSpan(segment, values);
-    segment->set_nrole(
-        static_cast<quorlan::protocol::LexoResponseMessage_Lexo_RoleType>(index % 3));
-    FillSentences(segment, shape.sentences, values);
-    for (auto& sentence : *segment->mutable_psentenceresults()) {
-        sentence.set_fspeed(static_cast<float>(values.Number()) + 0.25F);
-    }
-    FillElementLists(segment, shape.sentences, shape.elements, values);
-    segment->set_nemotioncount(shape.emotions);
-    for (int i = 0; i < shape.emotions; ++i) {
-        auto* emotion = segment->add_pemotionresults();
-        FillSpan(emotion, values);
-        emotion->set_nscore(values.Number());
-        emotion->set_nemotion(
-            static_cast<quorlan::protocol::LexoResponseMessage_Lexo_EmotionType>(i % 4));
-    }
-    segment->set_nkeywordcount(shape.keywords);
-    for (int i = 0; i < shape.keywords; ++i) {
-        FillKeyword(segment->add_pkeywordresults(), values);
-    }
-}
-
 }  // namespace
 
 LexoResponseMessage FreetalkResult(int segments, int sentences, int elements) {
-    Values values;
+    int last = 100;
     LexoResponseMessage response = OfType(LexoResponseMessage::LEXO_ENGINE_FREETALK);
     auto* result = response.mutable_sfreetalkresult();
     result->set_nsegmentcount(segments);
     for (int i = 0; i < segments; ++i) {
-        auto* segment = result->add_psegmentlist();
-        FillSpan(segment, values);
-        FillSentences(segment, sentences, values);
-        FillElementLists(segment, sentences, elements, values);
+        FillSegment(result->add_psegmentlist(), sentences, elements, &last);
     }
     return response;
 }
 
 LexoResponseMessage GrammarResult(int segments, int sentences) {
-    Values values;
+    int last = 100;
     LexoResponseMessage response = OfType(LexoResponseMessage::LEXO_ENGINE_GRAMMAR);
     auto* result = response.mutable_sgrammarresult();
     result->set_nresultcount(segments);
     for (int i = 0; i < segments; ++i) {
-        auto* segment = result->add_psegmentresults();
-        FillSpan(segment, values);
-        FillSentences(segment, sentences, values);
+        FillSegment(result->add_psegmentresults(), sentences, 0, &last);
     }
     return response;
 }
 
 LexoResponseMessage KeywordResult(int keywords) {
-    Values values;
+    int last = 100;
     LexoResponseMessage response = OfType(LexoResponseMessage::LEXO_ENGINE_KEYWORDSPOT);
     auto* result = response.mutable_skeywordspotresult();
     result->set_nkeywordcount(keywords);
-    for (int i = 0; i < keywords; ++i) {
-        FillKeyword(result->add_pkeywordresults(), values);
-    }
+    FillList(result->mutable_pkeywordresults(), keywords, &last);
     return response;
 }
 
 LexoResponseMessage AnalysisResult(const AnalysisShape& shape) {
-    Values values;
+    int last = 100;
     LexoResponseMessage response = OfType(LexoResponseMessage::LEXO_ENGINE_ANALYSIS);
     auto* result = response.mutable_sanalysisresult();
     result->set_nsilencecount(shape.silences);
-    for (int i = 0; i < shape.silences; ++i) {
-        FillSpan(result->add_psilenceresults(), values);
-    }
+    FillList(result->mutable_psilenceresults(), shape.silences, &last);
     result->set_nsegmentcount(shape.segments);
     for (int i = 0; i < shape.segments; ++i) {
-        FillAnalysisSegment(result->add_psegmentresults(), shape, i, values);
+        auto* segment = result->add_psegmentresults();
+        segment->set_nrole(LexoResponseMessage::Lexo_RoleType(i % 3));
+        FillSegment(segment, shape.sentences, shape.elements, &last);
+        segment->set_nemotioncount(shape.emotions);
+        FillList(segment->mutable_pemotionresults(), shape.emotions, &last);
+        for (int j = 0; j < shape.emotions; ++j) {
+            segment->mutable_pemotionresults(j)->set_nemotion(
+                LexoResponseMessage::Lexo_EmotionType(j % 4));
+        }
+        segment->set_nkeywordcount(shape.keywords);
+        FillList(segment->mutable_pkeywordresults(), shape.keywords, &last);
     }
     return response;
 }

@@ -82,10 +82,6 @@ ScriptedServer::~ScriptedServer() {
     ::close(reservation_);
 }
 
-std::string ScriptedServer::Address() const {
-    return ip_ + ":" + std::to_string(port_);
-}
-
 void ScriptedServer::Start() {
     listener_ = BoundSocket(ip_, port_);
     if (::listen(listener_, kBacklog) != 0) {
@@ -112,21 +108,6 @@ void ScriptedServer::Stop() {
     }
 }
 
-void ScriptedServer::Then(Reaction reaction) {
-    const std::lock_guard lock(mutex_);
-    queue_.push_back(std::move(reaction));
-}
-
-void ScriptedServer::Otherwise(Reaction reaction) {
-    const std::lock_guard lock(mutex_);
-    otherwise_ = std::move(reaction);
-}
-
-void ScriptedServer::OnConnect(std::function<void(Connection&)> action) {
-    const std::lock_guard lock(mutex_);
-    on_connect_ = std::move(action);
-}
-
 void ScriptedServer::CloseConnections() {
     const std::lock_guard lock(mutex_);
     for (const Served& one : served_) {
@@ -134,34 +115,17 @@ void ScriptedServer::CloseConnections() {
     }
 }
 
-std::vector<Request> ScriptedServer::Requests() const {
-    const std::lock_guard lock(mutex_);
-    return requests_;
-}
-
-Request ScriptedServer::LastRequest() const {
-    const std::lock_guard lock(mutex_);
-    return requests_.empty() ? Request() : requests_.back();
-}
-
-std::size_t ScriptedServer::RequestCount() const {
-    const std::lock_guard lock(mutex_);
-    return request_count_;
-}
-
-void ScriptedServer::StopRecording() {
-    const std::lock_guard lock(mutex_);
-    is_recording_ = false;
-}
-
-bool ScriptedServer::WaitForRequests(std::size_t count) const {
-    std::unique_lock lock(mutex_);
-    return change_.wait_for(lock, kPatience, [&] { return request_count_ >= count; });
-}
-
 bool ScriptedServer::WaitForOpenConnections(std::size_t count) const {
+    return WaitUntil([&] {
+        const auto open = std::count_if(served_.begin(), served_.end(),
+                                        [](const Served& one) { return one.connection->IsOpen(); });
+        return static_cast<std::size_t>(open) == count;
+    });
+}
+
+bool ScriptedServer::WaitUntil(const std::function<bool()>& condition) const {
     std::unique_lock lock(mutex_);
-    return change_.wait_for(lock, kPatience, [&] { return OpenConnections() == count; });
+    return change_.wait_for(lock, kPatience, condition);
 }
 
 void ScriptedServer::AcceptLoop(int listener) {
@@ -174,8 +138,9 @@ void ScriptedServer::AcceptLoop(int listener) {
         const int on = 1;
         ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
         const std::lock_guard lock(mutex_);
-        auto connection = std::make_shared<Connection>(socket, next_number_++);
-        served_.push_back({connection, std::thread([this, connection] { Serve(*connection); })});
+        Served& one = served_.emplace_back();
+        one.connection = std::make_unique<Connection>(socket, next_number_++);
+        one.thread = std::thread(&ScriptedServer::Serve, this, std::ref(*one.connection));
         change_.notify_all();
     }
 }
@@ -214,12 +179,6 @@ Reaction ScriptedServer::Record(Request request) {
     Reaction reaction = std::move(queue_.front());
     queue_.pop_front();
     return reaction;
-}
-
-std::size_t ScriptedServer::OpenConnections() const {
-    return static_cast<std::size_t>(
-        std::count_if(served_.begin(), served_.end(),
-                      [](const Served& one) { return one.connection->IsOpen(); }));
 }
 
 }  // namespace scripted

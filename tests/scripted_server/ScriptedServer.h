@@ -45,7 +45,7 @@ class ScriptedServer {
     ScriptedServer& operator=(const ScriptedServer&) = delete;
 
     int Port() const { return port_; }
-    std::string Address() const;  // "ip:port"
+    std::string Address() const { return ip_ + ":" + std::to_string(port_); }
 
     // Stop refuses new connections and ends the open ones; Start listens again on the same port,
     // which stays taken in between.
@@ -53,35 +53,59 @@ class ScriptedServer {
     void Stop();
 
     // The reaction to the next request for which none is queued yet.
-    void Then(Reaction reaction);
+    void Then(Reaction reaction) {
+        const std::lock_guard lock(mutex_);
+        queue_.push_back(std::move(reaction));
+    }
     // The reaction to requests that find the queue empty; at first the plain echo answer.
-    void Otherwise(Reaction reaction);
+    void Otherwise(Reaction reaction) {
+        const std::lock_guard lock(mutex_);
+        otherwise_ = std::move(reaction);
+    }
     // What happens to each new connection before its first request, Init's probe included.
-    void OnConnect(std::function<void(Connection&)> action);
+    void OnConnect(std::function<void(Connection&)> action) {
+        const std::lock_guard lock(mutex_);
+        on_connect_ = std::move(action);
+    }
+    // Long runs only count the requests.
+    void StopRecording() {
+        const std::lock_guard lock(mutex_);
+        is_recording_ = false;
+    }
 
     // Ends the stream of every open connection; new ones are welcome.
     void CloseConnections();
 
-    std::vector<Request> Requests() const;
-    Request LastRequest() const;  // an empty one when there was none
-    std::size_t RequestCount() const;
-    // Long runs only count the requests.
-    void StopRecording();
+    std::vector<Request> Requests() const {
+        const std::lock_guard lock(mutex_);
+        return requests_;
+    }
+    // An empty one when there was none.
+    Request LastRequest() const {
+        const std::lock_guard lock(mutex_);
+        return requests_.empty() ? Request() : requests_.back();
+    }
+    std::size_t RequestCount() const {
+        const std::lock_guard lock(mutex_);
+        return request_count_;
+    }
 
     // Wait for a few seconds at most; false when it did not come true.
-    bool WaitForRequests(std::size_t count) const;
+    bool WaitForRequests(std::size_t count) const {
+        return WaitUntil([&] { return request_count_ >= count; });
+    }
     bool WaitForOpenConnections(std::size_t count) const;
 
   private:
     struct Served {
-        std::shared_ptr<Connection> connection;
+        std::unique_ptr<Connection> connection;
         std::thread thread;
     };
 
+    bool WaitUntil(const std::function<bool()>& condition) const;  // takes mutex_
     void AcceptLoop(int listener);
     void Serve(Connection& connection);
     Reaction Record(Request request);
-    std::size_t OpenConnections() const;  // needs mutex_
 
     const std::string ip_;
     int port_ = 0;

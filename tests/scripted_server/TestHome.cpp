@@ -1,10 +1,11 @@
 #include "TestHome.h"
 
+#include <unistd.h>
+
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
-
-#include "FreshProcess.h"
 
 namespace scripted {
 namespace {
@@ -40,23 +41,12 @@ std::string LogSettings(const std::string& log_file, const std::string& level) {
 
 }  // namespace
 
-ScratchFolder::ScratchFolder()
-    : parent_(std::filesystem::temp_directory_path()), path_(MakeFolder()) {
-    ::setenv("TMPDIR", path_.c_str(), 1);
-}
-
-ScratchFolder::~ScratchFolder() {
-    ::setenv("TMPDIR", parent_.c_str(), 1);
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-}
-
-TestHome::TestHome(const HomeOptions& options) : path_(MakeFolder()), log_(path_ / "test.log") {
+TestHome::TestHome(const HomeOptions& options) : path_(MakeFolder()) {
     std::filesystem::create_directory(path_ / "conf");
     if (options.has_log) {
         WriteFile("conf/Lexo_SDK_log.xml", LogSettings(path_ / "test.log", options.level));
     }
-    WriteFile("conf/Lexo_SDK.conf", options.settings);
+    WriteFile("conf/Lexo_SDK.conf", "");
     ::setenv("QUORLAN_HOME", path_.c_str(), 1);
 }
 
@@ -70,6 +60,26 @@ std::string TestHome::WriteFile(const std::string& name, const std::string& cont
     const std::filesystem::path file = path_ / name;
     std::ofstream(file, std::ios::binary) << content;
     return file.string();
+}
+
+std::vector<std::string> TestHome::NewLog() {
+    std::ifstream file(path_ / "test.log", std::ios::binary);
+    file.seekg(log_seen_);
+    std::vector<std::string> records;
+    for (std::string line; std::getline(file, line);) {
+        log_seen_ = file.tellg();
+        char level[16];
+        int process = 0;
+        int prefix_bytes = 0;
+        std::sscanf(line.c_str(), "%15[A-Z] %d : (%*[A-Za-z_].cpp:%*d)%n", level, &process,
+                    &prefix_bytes);
+        if (prefix_bytes > 0 && process == ::getpid()) {
+            records.push_back(level + line.substr(static_cast<std::size_t>(prefix_bytes)));
+        } else if (!records.empty()) {
+            records.back() += '\n' + line;
+        }
+    }
+    return records;
 }
 
 }  // namespace scripted

@@ -3,14 +3,12 @@
 
 #include <filesystem>
 #include <string>
-
-#include "LogFile.h"
+#include <vector>
 
 namespace scripted {
 
 struct HomeOptions {
     std::string level = "debug";  // lowest level that reaches the log file
-    std::string settings = {};    // content of conf/Lexo_SDK.conf
     bool has_log = true;          // whether conf/Lexo_SDK_log.xml exists
 };
 
@@ -28,12 +26,13 @@ class TestHome {
     // A new file in the folder with this content; returns its path.
     std::string WriteFile(const std::string& name, const std::string& content) const;
 
-    // The log records since the last call.
-    LogRecords NewLog() { return log_.New(); }
+    // The log records since the last call, each as "LEVEL text": the prefix with the process and
+    // the place is checked and left out. A line without one continues the record before it.
+    std::vector<std::string> NewLog();
 
   private:
     std::filesystem::path path_;
-    LogFile log_;
+    std::streamoff log_seen_ = 0;  // bytes
 };
 
 }  // namespace scripted

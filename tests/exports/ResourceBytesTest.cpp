@@ -1,0 +1,199 @@
+// Where a resource's bytes come from: buffers, and files of every kind and size.
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "TestHost.h"
+
+namespace {
+
+using scripted::Connection;
+
+class ResourceBytesTest : public HostTest {
+  protected:
+    // The bytes as the server gets them; unloads the resource.
+    std::string SentBytes(const Loaded& loaded) {
+        EXPECT_EQ(loaded.code, LEXO_ERR_NONE);
+        Session session("grammar");
+        EXPECT_EQ(session.Bind(loaded.id), LEXO_ERR_NONE);
+        const auto inner = Sent(session).inner;
+        EXPECT_EQ(inner.resource_data_len(), static_cast<int>(inner.resource_data().size()));
+        EXPECT_EQ(session.Release(), LEXO_ERR_NONE);
+        EXPECT_EQ(orvx_proxy_UnloadResource("grammar", loaded.id), LEXO_ERR_NONE);
+        return inner.resource_data();
+    }
+
+    Loaded Load(int type, const char* source, int bytes) {
+        Loaded loaded;
+        loaded.code =
+            orvx_proxy_LoadResource("grammar", static_cast<Lexo_ResourceType>(type), source, bytes,
+                                    LEXO_RESOURCE_GRAMMAR_ABNF, &loaded.id);
+        return loaded;
+    }
+};
+
+TEST_F(ResourceBytesTest, ArriveAsTheyAre) {
+    for (const std::size_t bytes : {1u, 3u, 4096u, 1000000u}) {
+        std::string content(bytes, '\0');
+        for (std::size_t i = 0; i < bytes; ++i) {
+            content[i] = static_cast<char>(i * 7);
+        }
+        EXPECT_TRUE(SentBytes(LoadFile(home_.WriteFile("words", content))) == content);
+        std::string buffer = content;
+        const Loaded loaded = LoadBuffer("grammar", LEXO_RESOURCE_GRAMMAR_ABNF, buffer);
+        buffer.assign(bytes, 'z');
+        EXPECT_TRUE(SentBytes(loaded) == content) << "a buffer is copied";
+    }
+}
+
+TEST_F(ResourceBytesTest, FilesThatDoNotLoad) {
+    const std::string home = home_.Path();
+    const std::string empty = home_.WriteFile("empty", "");
+    ASSERT_EQ(::mkfifo((home + "/fifo").c_str(), 0644), 0);
+    ASSERT_EQ(::chmod(home_.WriteFile("secret", "words").c_str(), 0), 0);
+    sockaddr_un address = {AF_UNIX, {}};
+    std::strcpy(address.sun_path, (home + "/socket").c_str());
+    const int socket = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    ASSERT_EQ(::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    ::close(socket);
+    // Permissions mean nothing to the superuser.
+    const uid_t user = ::geteuid();
+    ASSERT_EQ(::chmod(home.c_str(), 0755), 0);
+    ASSERT_TRUE(user != 0 || ::seteuid(65534) == 0);
+
+    const struct {
+        std::string path;
+        int code;
+        const char *before, *behind;  // the path in the log
+    } cases[] = {
+        {home, LEXO_ERR_OPENFILE, "File [", "] not exists or is a directory."},
+        {home + "/none", LEXO_ERR_OPENFILE, "File [", "] not exists or is a directory."},
+        {"", LEXO_ERR_OPENFILE, "File [", "] not exists or is a directory."},
+        {home_.SettingsPath() + "/x", LEXO_ERR_OPENFILE, "File [",
+         "] not exists or is a directory."},
+        {home + "/socket", LEXO_ERR_OPENFILE, "Open resource file [", "] failed."},
+        {home + "/secret", LEXO_ERR_OPENFILE, "Open resource file [", "] failed."},
+        {empty, LEXO_ERR_LOAD_RESOURCE_FAILED, "Resource file [", "] is empty."},
+        {home + "/fifo", LEXO_ERR_LOAD_RESOURCE_FAILED, "Read resource file [", "] failed."},
+    };
+    for (const auto& one : cases) {
+        const Loaded loaded = LoadFile(one.path);
+        EXPECT_EQ(loaded.code, one.code);
+        EXPECT_EQ(loaded.id, 0u);
+        EXPECT_EQ(Logged(), Lines{one.before + one.path + one.behind});
+    }
+    ASSERT_EQ(::seteuid(user), 0);
+}
+
+TEST_F(ResourceBytesTest, Lengths) {
+    for (const char* source : {static_cast<const char*>(nullptr), "words"}) {
+        EXPECT_EQ(Load(LEXO_RESOURCE_BUFFER, source, 0).code, LEXO_ERR_NONE);
+        for (const int bytes : {-1, INT_MIN}) {
+            Logged();
+            EXPECT_EQ(Load(LEXO_RESOURCE_BUFFER, source, bytes).code, LEXO_ERR_MEMORY);
+            EXPECT_EQ(Logged(), Lines{"Allocate memory failed(len=" + std::to_string(bytes) + ")"});
+        }
+    }
+    EXPECT_EQ(Load(LEXO_RESOURCE_BUFFER, nullptr, 5).code, LEXO_ERR_PARAM_INVALID);
+    const std::string large = home_.WriteFile("large", "x");
+    std::filesystem::resize_file(large, std::uintmax_t{5} << 30);  // all of it a hole
+    EXPECT_EQ(LoadFile(large).code, LEXO_ERR_MEMORY);
+    EXPECT_THAT(Logged().at(0), ::testing::StartsWith("Allocate memory failed(len="));
+    Session session("grammar");
+    for (const int type : {2, -1}) {  // neither a file nor a buffer
+        const Loaded loaded = Load(type, "words", 5);
+        EXPECT_EQ(loaded.code, LEXO_ERR_NONE);
+        EXPECT_EQ(session.Bind(loaded.id), LEXO_ERR_PARAM_INVALID) << "there is nothing in it";
+    }
+    InitProxy(server_.Address());  // forgets them
+}
+
+constexpr std::size_t kLarge = 200 << 20;
+
+// Zeros but for one byte in each MiB, so that the file needs no room on the disk.
+char LargeByte(std::size_t at) {
+    return at % (1 << 20) == 7 ? static_cast<char>(1 + (at >> 20)) : '\0';
+}
+
+// Reads a request that ends with the large resource, keeps nothing of it and answers it.
+void TakeLargeRequest(Connection& connection, bool* is_intact) {
+    const std::string tail("\x58\x80\x80\x80\x64\x60\x02", 7);  // its length and format
+    std::vector<char> area(1 << 20);
+    std::string head;
+    std::string end;
+    std::size_t from = 0;
+    std::size_t size = 4;
+    *is_intact = true;
+    for (std::size_t seen = 0; seen < size;) {
+        const std::size_t count = connection.Receive(area);
+        if (count == 0) {
+            return;
+        }
+        head.append(area.data(), seen < 4096 ? count : 0);
+        for (std::size_t i = 0; seen == 0 && i < 4; ++i) {
+            from = from << 8 | static_cast<unsigned char>(area[i]);
+        }
+        if (seen == 0) {
+            size = 4 + from;
+            from = size - tail.size() - kLarge;
+        }
+        for (std::size_t i = 0; i < count; ++i, ++seen) {
+            if (seen >= size - tail.size()) {
+                end += area[i];
+            } else if (seen >= from && area[i] != LargeByte(seen - from)) {
+                *is_intact = false;
+            }
+        }
+    }
+    *is_intact = *is_intact && end == tail;
+    scripted::Request request;
+    const std::size_t identity = head.find(std::to_string(::getpid()) + "_");
+    request.inner.set_identify(head.substr(identity, head.find("recognise") + 9 - identity));
+    connection.Send(scripted::Echo()(request));
+}
+
+// The memory that the process occupies, in MiB; 0 where a sanitizer's share would blur it.
+double ResidentMib() {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    return 0;
+#else
+    long pages = 0;
+    std::ifstream("/proc/self/statm") >> pages >> pages;
+    return static_cast<double>(pages * ::sysconf(_SC_PAGESIZE)) / (1 << 20);
+#endif
+}
+
+TEST_F(ResourceBytesTest, ALargeFileIsHeldOnceAndLeavesNothingBehind) {
+    const std::string path = home_.WriteFile("large", "");
+    std::filesystem::resize_file(path, kLarge);
+    std::fstream file(path);
+    for (std::size_t at = 7; at < kLarge; at += 1 << 20) {
+        file.seekp(static_cast<std::streamoff>(at)).put(LargeByte(at));
+    }
+    file.close();
+    const double before = ResidentMib();
+    const double one = before > 0 ? 200 : 0;
+    const Loaded loaded = LoadFile(path);
+    ASSERT_EQ(loaded.code, LEXO_ERR_NONE);
+    EXPECT_NEAR(ResidentMib() - before, one, 20) << "the one copy";
+    Session session("grammar");
+    ASSERT_EQ(session.Bind(loaded.id), LEXO_ERR_NONE);
+    bool is_intact = false;
+    server_.OnConnect([&](Connection& connection) { TakeLargeRequest(connection, &is_intact); });
+    EXPECT_EQ(session.Recognize(), kGood);
+    EXPECT_TRUE(is_intact);
+    EXPECT_EQ(session.Release(), LEXO_ERR_NONE);
+    EXPECT_EQ(orvx_proxy_End(), LEXO_ERR_ACTIVE_SESSION_EXIST) << "but the connections are gone";
+    EXPECT_NEAR(ResidentMib() - before, one, 20) << "nothing of the request stays";
+    EXPECT_EQ(orvx_proxy_UnloadResource("grammar", loaded.id), LEXO_ERR_NONE);
+    EXPECT_NEAR(ResidentMib() - before, 0, 20);
+}
+
+}  // namespace
