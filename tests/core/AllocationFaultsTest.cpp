@@ -5,12 +5,15 @@
 #include <new>
 #include <string>
 
+#include "ConfigFile.h"
+#include "EngineInfo.h"
 #include "MessagesOf.h"
 #include "RecogResult.h"
 #include "ResourceFile.h"
 #include "ResultBuilders.h"
 #include "TestAccess.h"
-#include "TestEngine.h"
+#include "TestHome.h"
+#include "param_word.h"
 
 namespace {
 
@@ -80,15 +83,15 @@ TEST(SessionWithoutMemoryTest, ConstructionStopsAtTheMissingBuffer) {
         {2, "new LEXO_PARAM_PROPERTY_DOMAIN[256] failed!", "000"},
         {3, "new LEXO_PARAM_POST_PROCESS[1024] failed!", "110"},
     };
-    TestEngine engine(LEXO_ENGINE_FREETALK);
-    engine.default_params[LEXO_PARAM_STREAM] = WordOf(1);
+    ProxySession::ParamMap defaults = {{LEXO_PARAM_STREAM, WordOf(1)},
+                                       {LEXO_PARAM_PROPERTY_MODEL_TYPE, WordOf(0)}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.message);
         std::unique_ptr<ProxySession> session;
         EXPECT_EQ(MessagesOf([&] {
                       const FailingAllocation failing(c.failing);
-                      session = std::make_unique<ProxySession>(LEXO_ENGINE_FREETALK, "cap", "",
-                                                               engine.default_params);
+                      session =
+                          std::make_unique<ProxySession>(LEXO_ENGINE_FREETALK, "cap", "", defaults);
                   }),
                   Messages{c.message});
         EXPECT_EQ(TextsIn(Access::Params(*session)), c.texts);
@@ -123,7 +126,10 @@ TEST(EngineWithoutMemoryTest, DefaultsStopAtTheMissingBuffer) {
         {2, {"new LEXO_PARAM_PROPERTY_DOMAIN[256] failed!"}, "000", true},
         {3, {}, "110", true},
     };
-    ConfigFile file = Settings("[default]\nproperty_domain=bank\nvad_tail=7\n");
+    const scripted::TestHome home;
+    ConfigFile file;
+    file.LoadFromFile(
+        home.WriteFile("a.conf", "[default]\nproperty_domain=bank\nvad_tail=7\n").c_str());
     for (const auto& c : cases) {
         SCOPED_TRACE(c.failing);
         EngineInfo engine;
@@ -143,6 +149,20 @@ TEST(EngineWithoutMemoryTest, DefaultsStopAtTheMissingBuffer) {
                   std::string::npos);
         engine.FreeDefaultTexts();
     }
+}
+
+TEST(EngineDefaultsTest, NeedATypeAndLeaveBorrowedTextsAlone) {
+    EngineInfo engine;
+    EXPECT_EQ(MessagesOf([&] { EXPECT_FALSE(engine.SetEngineDefaultParams()); }),
+              Messages{"First set the engine type."});
+    EXPECT_TRUE(engine.default_params.empty());
+    engine.engine_type = LEXO_ENGINE_FREETALK;
+    EXPECT_TRUE(engine.SetEngineDefaultParams());
+    const char* const borrowed = TextOf(engine.default_params[LEXO_PARAM_PROPERTY_DOMAIN]);
+    EXPECT_TRUE(engine.SetEngineDefaultParams());
+    EXPECT_NE(TextOf(engine.default_params[LEXO_PARAM_PROPERTY_DOMAIN]), borrowed);
+    EXPECT_STREQ(borrowed, "common");
+    engine.FreeDefaultTexts();
 }
 
 TEST(ResourceWithoutMemoryTest, BufferAndFile) {

@@ -1,9 +1,11 @@
 // What many threads share: the pool and the request counter.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <barrier>
 #include <climits>
+#include <numeric>
 #include <set>
 #include <string>
 #include <thread>
@@ -61,22 +63,20 @@ TEST(PoolConcurrencyTest, RentedWhileDestroyed) {
 
 TEST(IdentityConcurrencyTest, EveryIndexOnceAcrossTheWrapAround) {
     constexpr int kRequests = 1000;
-    ProxySessionTestAccess::IdentifyIndex() = INT_MAX - 8000;
-    std::mutex mutex;
-    std::multiset<int> indices;
-    RunThreads([&](int) {
-        std::vector<int> own;
+    constexpr int kBeforeTheWrap = kThreads * kRequests / 2;
+    ProxySessionTestAccess::IdentifyIndex() = INT_MAX - kBeforeTheWrap;
+    std::vector<int> indices(kThreads * kRequests);
+    RunThreads([&](int thread) {
         for (int i = 0; i < kRequests; ++i) {
             const std::string identify = ProxySessionTestAccess::NewIdentify();
-            own.push_back(std::stoi(identify.substr(identify.rfind('_') + 1)));
+            indices[static_cast<std::size_t>(thread * kRequests + i)] =
+                std::stoi(identify.substr(identify.rfind('_') + 1));
         }
-        const std::lock_guard lock(mutex);
-        indices.insert(own.begin(), own.end());
     });
-    std::multiset<int> expected;
-    for (int i = 0; i < kThreads * kRequests; ++i) {
-        expected.insert(i < 8000 ? INT_MAX - 8000 + i : i - 8000 + 1);
-    }
+    std::ranges::sort(indices);
+    std::vector<int> expected(indices.size());
+    std::iota(expected.begin(), expected.begin() + kBeforeTheWrap, 1);
+    std::iota(expected.begin() + kBeforeTheWrap, expected.end(), INT_MAX - kBeforeTheWrap);
     EXPECT_EQ(indices, expected);
 }
 

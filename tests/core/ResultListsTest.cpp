@@ -15,14 +15,6 @@ namespace {
 
 using quorlan::protocol::LexoResponseMessage;
 
-// A record that releases what hangs from it, like a session's.
-struct TestResult : Lexo_RecogResult {
-    TestResult() : Lexo_RecogResult{} {}
-    ~TestResult() { ReleaseResult(this); }
-    TestResult(const TestResult&) = delete;
-    TestResult& operator=(const TestResult&) = delete;
-};
-
 const LexoResponseMessage kFreetalk = scripted::FreetalkResult(2, 2, 2);
 const LexoResponseMessage kGrammar = scripted::GrammarResult(2, 2);
 const LexoResponseMessage kKeywords = scripted::KeywordResult(2);
@@ -76,7 +68,7 @@ TEST(ResultListsDeathTest, CountsOfTwoEntries) {
             SCOPED_TRACE(c.name + std::string(" ") + std::to_string(count));
             LexoResponseMessage response = c.response;
             c.set_count(response, count);
-            TestResult result;
+            Lexo_RecogResult result{};
             if (count > 2) {
                 EXPECT_EXIT(ParseResponse(response, &result), ::testing::KilledBySignal(SIGABRT),
                             kBrokenPromise);
@@ -85,6 +77,7 @@ TEST(ResultListsDeathTest, CountsOfTwoEntries) {
             ASSERT_TRUE(ParseResponse(response, &result));
             EXPECT_EQ(c.list(result).count, count);
             EXPECT_EQ(c.list(result).entries == nullptr, count < 1);
+            EXPECT_TRUE(ReleaseResult(&result));
         }
     }
 }
@@ -93,14 +86,14 @@ TEST(ResultListsDeathTest, ElementListsForSomeSentencesOnly) {
     LexoResponseMessage response = kFreetalk;
     auto* const segment = response.mutable_sfreetalkresult()->mutable_psegmentlist(0);
     segment->mutable_pelementlistresults()->RemoveLast();
-    TestResult result;
+    Lexo_RecogResult result{};
     EXPECT_EXIT(ParseResponse(response, &result), ::testing::KilledBySignal(SIGABRT),
                 kBrokenPromise);
 }
 
 // Converting over a result that nobody could fetch frees it first.
 TEST(ResultListsTest, ConversionOverUnreleasedResultsGrowsNothing) {
-    TestResult result;
+    Lexo_RecogResult result{};
     std::size_t in_use_before = 0;
     for (int round = 0; round < 1000; ++round) {
         for (const LexoResponseMessage* response :
@@ -112,6 +105,7 @@ TEST(ResultListsTest, ConversionOverUnreleasedResultsGrowsNothing) {
         }
     }
     EXPECT_LT(::mallinfo2().uordblks, in_use_before + 10000);
+    EXPECT_TRUE(ReleaseResult(&result));
 }
 
 }  // namespace

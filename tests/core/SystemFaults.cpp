@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstring>
+#include <string>
 
 SystemFaults g_faults;
 
@@ -32,7 +33,7 @@ int FailOrCall(int error, long call, Arguments... arguments) {
 // Each interface is named by its place.
 int ListInterfaces(ifconf* list) {
     const std::size_t room = static_cast<std::size_t>(list->ifc_len) / sizeof(ifreq);
-    const std::size_t count = std::min(room, g_faults.interfaces->size());
+    const std::size_t count = std::min(room, std::strlen(g_faults.interfaces));
     for (std::size_t i = 0; i < count; ++i) {
         list->ifc_req[i] = {};
         std::strcpy(list->ifc_req[i].ifr_name, std::to_string(i).c_str());
@@ -43,7 +44,7 @@ int ListInterfaces(ifconf* list) {
 
 // A failed query may have written something, too.
 int TellAddress(ifreq* request) {
-    const char kind = g_faults.interfaces->at(std::stoul(request->ifr_name));
+    const char kind = g_faults.interfaces[std::stoul(request->ifr_name)];
     const char address[] = {0, '\xFF', 7, '\x80', 0, kind};
     const char zeros[sizeof address] = {};
     std::memcpy(request->ifr_hwaddr.sa_data, kind == '0' ? zeros : address, sizeof address);
@@ -60,7 +61,7 @@ int ioctl(int fd, unsigned long request, ...) noexcept {
     void* const argument = va_arg(args, void*);
     va_end(args);
     const bool is_list = request == SIOCGIFCONF;
-    if (g_faults.interfaces && (is_list || request == SIOCGIFHWADDR)) {
+    if (g_faults.interfaces != nullptr && (is_list || request == SIOCGIFHWADDR)) {
         return is_list ? ListInterfaces(static_cast<ifconf*>(argument))
                        : TellAddress(static_cast<ifreq*>(argument));
     }

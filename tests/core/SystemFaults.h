@@ -4,8 +4,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
-#include <string>
 
 struct SystemFaults {
     // The call fails with this error number; 0 leaves it alone.
@@ -19,7 +17,7 @@ struct SystemFaults {
 
     // Network interfaces instead of the machine's, a character each: '0' has an address of zeros,
     // '-' none to tell, any other one 00-ff-07-80-00-XX with its code.
-    std::optional<std::string> interfaces = {};
+    const char* interfaces = nullptr;
     std::size_t file_end = SIZE_MAX;      // reading from a file ends after so many bytes
     std::size_t longest_read = SIZE_MAX;  // bytes that one read gives at most
 };
@@ -28,7 +26,7 @@ extern SystemFaults g_faults;
 
 // Faults last until the end of their scope.
 struct FaultScope {
-    explicit FaultScope(SystemFaults faults) { g_faults = std::move(faults); }
+    explicit FaultScope(const SystemFaults& faults) { g_faults = faults; }
     ~FaultScope() { g_faults = {}; }
     FaultScope(const FaultScope&) = delete;
     FaultScope& operator=(const FaultScope&) = delete;
