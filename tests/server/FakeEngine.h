@@ -13,41 +13,45 @@
 
 namespace orvx::test {
 
+struct FakeEngineState {
+    bool is_held_up = false;             // Finish waits meanwhile
+    bool fails_feed = false;             // Feed throws
+    bool fails_finish = false;           // Finish throws
+    std::function<void()> on_next_feed;  // runs once, on the decoder's thread
+
+    int held_up = 0;  // how many stretches are
+    int starts = 0;
+    int failures = 0;
+    std::size_t samples_fed = 0;  // of all stretches, each as often as it was decoded
+    std::size_t longest_opening = 0;
+    std::vector<std::string> finished;  // the texts, in the order they were finished
+};
+
 // Shared by its recognisers; every member may be called by any thread.
 class FakeEngine {
   public:
-    FakeEngine();
-
     RecogniserFactory Factory() const;
 
-    // Finish waits while it is held up.
+    void Set(const std::function<void(FakeEngineState*)>& change);
     void HoldUp();
-    void GoOn();
-    // From now on Feed and Finish fail, until GoOn.
-    void FailFeed();
-    void FailFinish();
-    // Runs at the next call of Feed, on the decoder's thread.
-    void OnNextFeed(std::function<void()> action);
-
-    // How many stretches are being held up.
-    int HeldUp() const;
-    // Waits until `condition`, which sees the counters below; fails the test after a minute.
-    void WaitFor(const std::function<bool(const FakeEngine&)>& condition);
-
-    int Starts() const;
-    int Failures() const;
-    std::size_t SamplesFed() const;  // of all stretches, each as often as it was decoded
-    std::size_t LongestOpening() const;
-    std::vector<std::string> Finished() const;  // the texts, in the order they were finished
-
-    // The text of a stretch of so many samples; "" below a second.
-    static std::string Text(std::size_t samples);
+    void GoOn();  // no longer held up, and nothing fails any more
+    FakeEngineState Get() const;
+    // Fails the test if the condition does not come true within a minute.
+    void WaitFor(const std::function<bool(const FakeEngineState&)>& condition) const;
+    void WaitForHeldUp(int stretches) const;
 
   private:
-    struct State;
+    struct Shared {
+        std::mutex mutex;
+        std::condition_variable changed;
+        FakeEngineState state;
+    };
     class FakeRecogniser;
 
-    std::shared_ptr<State> state_;
+    const std::shared_ptr<Shared> shared_ = std::make_shared<Shared>();
 };
+
+// The text of a stretch of so many seconds: "word word".
+std::string Words(std::size_t seconds);
 
 }  // namespace orvx::test

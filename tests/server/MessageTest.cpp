@@ -11,119 +11,74 @@
 namespace orvx::test {
 namespace {
 
-CapbilityAccessMessage* Access(MessageHeader* header) {
-    return header->MutableExtension(quorlan::protocol::capbility::capbility_access_message);
-}
-
-MessageHeader GoodHeader() {
-    return Wrap(MakeRequest("vad_tail=500", "audio"));
-}
-
 TEST(RequestDecoderTest, FindsTheRequestInTheFrame) {
     const LexoRequestMessage request = MakeRequest("vad_tail=500", std::string("\0\xFF", 2));
-    const DecodedFrame frame = DecodeFrame(Wrap(request).SerializeAsString());
-    ASSERT_TRUE(std::holds_alternative<LexoRequestMessage>(frame));
-    EXPECT_EQ(std::get<LexoRequestMessage>(frame).SerializeAsString(), request.SerializeAsString());
-    EXPECT_FALSE(CheckRequest(request));
-}
-
-TEST(RequestDecoderTest, TheOuterLayersRepetitionsMayBeMissing) {
-    MessageHeader header = GoodHeader();
-    Access(&header)->clear_capkey();
+    MessageHeader header = Wrap(request);
+    Access(&header)->clear_capkey();  // these repeat the request, and may be missing
     Access(&header)->clear_identify();
     Access(&header)->clear_chunk_no();
-    EXPECT_TRUE(
-        std::holds_alternative<LexoRequestMessage>(DecodeFrame(header.SerializeAsString())));
-}
-
-TEST(RequestDecoderTest, GarbageIsNoMessage) {
-    for (const std::string& body : {std::string("\xFF\xFF\xFF"), std::string(1000, '\x0A'),
-                                    std::string("GET / HTTP/1.1\r\n\r\n")}) {
-        EXPECT_TRUE(std::holds_alternative<UndecodableFrame>(DecodeFrame(body)));
+    for (const MessageHeader& good : {header, Wrap(request)}) {
+        const DecodedFrame frame = DecodeFrame(good.SerializeAsString());
+        EXPECT_EQ(std::get<LexoRequestMessage>(frame).SerializeAsString(),
+                  request.SerializeAsString());
     }
+    EXPECT_FALSE(CheckRequest(request));
+    EXPECT_TRUE(std::holds_alternative<UndecodableFrame>(DecodeFrame("\xFF\xFF\xFF")));
 }
 
-struct BadAccess {
-    const char* says;
-    void (*spoil)(MessageHeader*);
-};
-
-TEST(RequestDecoderTest, AMalformedAccessMessageIsRefusedWithAReason) {
-    const BadAccess cases[] = {
-        {"type 31", [](MessageHeader* h) { h->clear_message_type(); }},
-        {"type 31", [](MessageHeader* h) { h->set_message_type(MessageHeader::QuorTask); }},
+TEST(RequestDecoderTest, WhatIsMalformedIsRefusedWithAReason) {
+    const std::pair<const char*, void (*)(MessageHeader*)> headers[] = {
+        {"type 31", [](auto* h) { h->set_message_type(MessageHeader::QuorTask); }},
         {"no capbility_access_message",
-         [](MessageHeader* h) {
-             h->ClearExtension(quorlan::protocol::capbility::capbility_access_message);
+         [](auto* h) {
+             *h = MessageHeader(), h->set_message_type(MessageHeader::LexoRecogRequest);
          }},
-        {"data is missing", [](MessageHeader* h) { Access(h)->clear_data(); }},
-        {"data_len is missing", [](MessageHeader* h) { Access(h)->clear_data_len(); }},
-        {"data_len is 3, but", [](MessageHeader* h) { Access(h)->set_data_len(3); }},
-        {"data_len is -1", [](MessageHeader* h) { Access(h)->set_data_len(-1); }},
+        {"data is missing", [](auto* h) { Access(h)->clear_data(); }},
+        {"data_len is missing", [](auto* h) { Access(h)->clear_data_len(); }},
+        {"data_len is 3, but", [](auto* h) { Access(h)->set_data_len(3); }},
+        {"data_len is -1", [](auto* h) { Access(h)->set_data_len(-1); }},
         {"no LexoRequestMessage",
-         [](MessageHeader* h) {
-             Access(h)->set_data("\xFF\xFF");
-             Access(h)->set_data_len(2);
-         }},
-        {"capkey is \"other\"", [](MessageHeader* h) { Access(h)->set_capkey("other"); }},
-        {"identify is \"other\"", [](MessageHeader* h) { Access(h)->set_identify("other"); }},
-        {"chunk_no is 2, but the request's is -1",
-         [](MessageHeader* h) { Access(h)->set_chunk_no(2); }},
-    };
-    for (const BadAccess& bad : cases) {
-        MessageHeader header = GoodHeader();
-        bad.spoil(&header);
+         [](auto* h) { Access(h)->set_data("\xFF\xFF"), Access(h)->set_data_len(2); }},
+        {"capkey is \"other\"", [](auto* h) { Access(h)->set_capkey("other"); }},
+        {"identify is \"other\"", [](auto* h) { Access(h)->set_identify("other"); }},
+        {"chunk_no is 2, but the request's is -1", [](auto* h) { Access(h)->set_chunk_no(2); }}};
+    for (const auto& [says, spoil] : headers) {
+        MessageHeader header = Wrap(MakeRequest("vad_tail=500", "audio"));
+        spoil(&header);
         const DecodedFrame frame = DecodeFrame(header.SerializeAsString());
-        ASSERT_TRUE(std::holds_alternative<Failure>(frame)) << bad.says;
+        ASSERT_TRUE(std::holds_alternative<Failure>(frame)) << says;
         EXPECT_NE(std::get<Failure>(frame).error_no, LEXO_ERR_NONE);
-        EXPECT_NE(std::get<Failure>(frame).text.find(bad.says), std::string::npos)
-            << std::get<Failure>(frame).text;
+        EXPECT_NE(std::get<Failure>(frame).text.find(says), std::string::npos) << says;
     }
-}
-
-TEST(RequestDecoderTest, ARequestNeedsItsFields) {
-    const struct {
-        const char* says;
-        void (*spoil)(LexoRequestMessage*);
-    } cases[] = {
-        {"identify is missing", [](LexoRequestMessage* r) { r->clear_identify(); }},
-        {"cap_name is missing", [](LexoRequestMessage* r) { r->set_cap_name(""); }},
-        {"chunk_no is missing", [](LexoRequestMessage* r) { r->clear_chunk_no(); }},
-        {"chunk_no is missing", [](LexoRequestMessage* r) { r->set_chunk_no(INT_MIN); }},
-        {"data_len is missing", [](LexoRequestMessage* r) { r->clear_data_len(); }},
-        {"data_len is 6, but data holds 5 bytes",
-         [](LexoRequestMessage* r) { r->set_data_len(6); }},
-        {"data holds 0 bytes", [](LexoRequestMessage* r) { r->clear_data(); }},
-    };
-    for (const auto& bad : cases) {
+    const std::pair<const char*, void (*)(LexoRequestMessage*)> requests[] = {
+        {"identify is missing", [](auto* r) { r->clear_identify(); }},
+        {"cap_name is missing", [](auto* r) { r->set_cap_name(""); }},
+        {"chunk_no is missing", [](auto* r) { r->clear_chunk_no(); }},
+        {"chunk_no is missing", [](auto* r) { r->set_chunk_no(INT_MIN); }},
+        {"data_len is missing", [](auto* r) { r->clear_data_len(); }},
+        {"data_len is 6, but data holds 5 bytes", [](auto* r) { r->set_data_len(6); }},
+        {"data holds 0 bytes", [](auto* r) { r->clear_data(); }}};
+    for (const auto& [says, spoil] : requests) {
         LexoRequestMessage request = MakeRequest("", "audio");
-        bad.spoil(&request);
+        spoil(&request);
         const auto failure = CheckRequest(request);
-        ASSERT_TRUE(failure) << bad.says;
+        ASSERT_TRUE(failure) << says;
         EXPECT_EQ(failure->error_no, LEXO_ERR_PARAM_INVALID);
-        EXPECT_NE(failure->text.find(bad.says), std::string::npos) << failure->text;
+        EXPECT_NE(failure->text.find(says), std::string::npos) << failure->text;
     }
 }
 
-Outcome TwoSegments() {
+TEST(ResponseBuilderTest, EveryCountIsThatOfItsList) {
     Outcome outcome;
     outcome.recog_status = kResultPresent;
     const RecognisedSentence go{"go on", 80, {{100, 300, 90, 0, 2}, {300, 520, 70, 3, 2}}};
     const RecognisedSentence gone{"gone", 20, {{100, 500, 30, 0, 4}}};
     outcome.segments = {{100, 600, {go, gone}}, {2000, 2400, {gone}}};
-    return outcome;
-}
-
-TEST(ResponseBuilderTest, EveryCountIsThatOfItsList) {
-    const LexoResponseMessage response =
-        BuildFreeTalkResponse("me", "token", TwoSegments(), /*has_words=*/true);
-    EXPECT_EQ(response.identify(), "me");
-    EXPECT_EQ(response.result_token(), "token");
-    EXPECT_EQ(response.error_no(), LEXO_ERR_NONE);
+    const auto response = BuildFreeTalkResponse("me", "token", outcome, /*has_words=*/true);
+    EXPECT_EQ(response.identify() + response.result_token(), "metoken");
     EXPECT_EQ(response.nenginetype(), LexoResponseMessage::LEXO_ENGINE_FREETALK);
     const auto& result = response.sfreetalkresult();
     ASSERT_EQ(result.nsegmentcount(), 2);
-    ASSERT_EQ(result.psegmentlist_size(), 2);
     for (const auto& segment : result.psegmentlist()) {
         EXPECT_EQ(segment.nresultcount(), segment.psentenceresults_size());
         EXPECT_EQ(segment.nresultcount(), segment.pelementlistresults_size());
@@ -137,37 +92,28 @@ TEST(ResponseBuilderTest, EveryCountIsThatOfItsList) {
     EXPECT_EQ(segment.psentenceresults(1).psztext(), "gone");
     EXPECT_EQ(segment.psentenceresults(1).nscore(), 20);
     const auto& word = segment.pelementlistresults(0).pelementlist(1);
-    EXPECT_EQ(word.nstarttime(), 300);
-    EXPECT_EQ(word.nendtime(), 520);
-    EXPECT_EQ(word.nscore(), 70);
-    EXPECT_EQ(word.nposintext(), 3);
-    EXPECT_EQ(word.ncountintext(), 2);
+    const std::vector<int> fields{word.nstarttime(), word.nendtime(), word.nscore(),
+                                  word.nposintext(), word.ncountintext()};
+    EXPECT_EQ(fields, (std::vector<int>{300, 520, 70, 3, 2}));
     EXPECT_TRUE(word.has_nflag());
+
+    const auto brief = BuildFreeTalkResponse("me", "", outcome, /*has_words=*/false);
+    EXPECT_FALSE(brief.has_result_token());
+    EXPECT_EQ(brief.sfreetalkresult().psegmentlist(0).pelementlistresults_size(), 0);
+    Outcome failure;
+    failure.failure = Failure{LEXO_ERR_NO_VOICE_INPUT, "no speech was heard"};
+    const auto refused = BuildFreeTalkResponse("me", "", failure, false);
+    EXPECT_EQ(refused.error_no(), 12);
+    EXPECT_EQ(refused.error_desc(), "no speech was heard");
+    EXPECT_FALSE(refused.has_sfreetalkresult());
 }
 
-TEST(ResponseBuilderTest, WordsOnlyWhereTheyWereAskedFor) {
-    const auto response = BuildFreeTalkResponse("me", "", TwoSegments(), /*has_words=*/false);
-    EXPECT_FALSE(response.has_result_token());
-    EXPECT_EQ(response.sfreetalkresult().psegmentlist(0).pelementlistresults_size(), 0);
-}
-
-TEST(ResponseBuilderTest, AFailureHasNoResult) {
-    Outcome outcome;
-    outcome.failure = Failure{LEXO_ERR_NO_VOICE_INPUT, "no speech was heard"};
-    const auto response = BuildFreeTalkResponse("me", "", outcome, false);
-    EXPECT_EQ(response.error_no(), 12);
-    EXPECT_EQ(response.error_desc(), "no speech was heard");
-    EXPECT_EQ(response.recog_status(), 0);
-    EXPECT_FALSE(response.has_sfreetalkresult());
-}
-
-TEST(LogTextTest, QuotesWhateverClientsSend) {
+TEST(LogTextTest, QuotesWhateverClientsSendAndCounts) {
     EXPECT_EQ(Quote("plain ~text"), "\"plain ~text\"");
     EXPECT_EQ(Quote("a\nb\r\t\x1B[0m"), "\"a\\x0Ab\\x0D\\x09\\x1B[0m\"");
     EXPECT_EQ(Quote("\"\\\xC3\xA9"), "\"\\\"\\\\\\xC3\\xA9\"");
-    EXPECT_EQ(Quote(std::string("\0", 1)), "\"\\x00\"");
     EXPECT_EQ(Quote(std::string(201, 'x')), "\"" + std::string(200, 'x') + "\"...");
-    EXPECT_EQ(Quote(""), "\"\"");
+    EXPECT_EQ(Count(1, "decoder") + Count(2, "decoder") + Count(0, "x"), "1 decoder2 decoders0 xs");
 }
 
 }  // namespace

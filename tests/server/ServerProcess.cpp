@@ -9,16 +9,10 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <thread>
-#include <utility>
 
 namespace orvx::test {
 namespace {
-
-constexpr std::chrono::minutes kPatience{2};
-constexpr std::chrono::milliseconds kPollEvery{5};
-const std::string kReady = "orvx-server ready on 127.0.0.1:";
 
 std::string MakeFolder() {
     std::string folder = (std::filesystem::temp_directory_path() / "orvx-server-XXXXXX").string();
@@ -31,26 +25,39 @@ std::string ReadAll(const std::string& file) {
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-void Redirect(const std::string& file, int to) {
-    const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    ::dup2(fd, to);
+int Create(const std::string& file) {
+    return ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+}
+
+// Fails the test if `condition` does not come true within two minutes.
+template <typename Condition>
+void Await(Condition condition) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(2);
+    while (!condition()) {
+        ASSERT_LT(std::chrono::steady_clock::now(), end);
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
 }
 
 }  // namespace
 
-ServerProcess::ServerProcess(const std::vector<std::string>& arguments) : folder_(MakeFolder()) {
-    std::vector<char*> argv{const_cast<char*>(ORVX_SERVER_PATH)};
-    for (const std::string& argument : arguments) {
-        argv.push_back(const_cast<char*>(argument.c_str()));
+ServerProcess::ServerProcess(std::vector<std::string> arguments, int errors)
+    : folder_(MakeFolder()) {
+    for (const std::string option : {"--listen=127.0.0.1:0", "--workers=1"}) {
+        const std::string name = option.substr(0, option.find('='));
+        const auto is_it = [&](const std::string& given) { return given.starts_with(name); };
+        if (std::none_of(arguments.begin(), arguments.end(), is_it)) arguments.push_back(option);
     }
+    arguments.insert(arguments.begin(), ORVX_SERVER_PATH);
+    std::vector<char*> argv;
+    for (std::string& argument : arguments) argv.push_back(argument.data());
     argv.push_back(nullptr);
     pid_ = ::fork();
-    if (pid_ == 0) {
-        Redirect(folder_ + "/output", STDOUT_FILENO);
-        Redirect(folder_ + "/errors", STDERR_FILENO);
-        ::execv(argv[0], argv.data());
-        ::_exit(127);
-    }
+    if (pid_ != 0) return;
+    ::dup2(Create(folder_ + "/output"), STDOUT_FILENO);
+    ::dup2(errors >= 0 ? errors : Create(folder_ + "/errors"), STDERR_FILENO);
+    ::execv(argv[0], argv.data());
+    ::_exit(127);
 }
 
 ServerProcess::~ServerProcess() {
@@ -62,36 +69,27 @@ ServerProcess::~ServerProcess() {
 }
 
 std::uint16_t ServerProcess::AwaitReady() {
-    const auto end = std::chrono::steady_clock::now() + kPatience;
-    while (std::chrono::steady_clock::now() < end) {
+    std::uint16_t port = 0;
+    Await([&] {
         const std::string output = Output();
-        const std::size_t line = output.find(kReady);
-        if (line != std::string::npos && output.find('\n', line) != std::string::npos) {
-            return static_cast<std::uint16_t>(std::stoi(output.substr(line + kReady.size())));
+        if (output.ends_with('\n')) {
+            port = static_cast<std::uint16_t>(std::stoi(output.substr(output.rfind(':') + 1)));
         }
         siginfo_t info{};
         ::waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT);
-        if (info.si_pid != 0) return 0;
-        std::this_thread::sleep_for(kPollEvery);
-    }
-    ADD_FAILURE() << "the server does not become ready";
-    return 0;
+        return port != 0 || info.si_pid != 0;
+    });
+    return port;
 }
 
-void ServerProcess::Signal(int number) {
-    ::kill(pid_, number);
+void ServerProcess::Signal(int signal) const {
+    ::kill(pid_, signal);
 }
 
-int ServerProcess::AwaitEnd() {
-    const auto end = std::chrono::steady_clock::now() + kPatience;
+int ServerProcess::End(int signal) {
+    Signal(signal);
     int status = 0;
-    while (::waitpid(pid_, &status, WNOHANG) == 0) {
-        if (std::chrono::steady_clock::now() > end) {
-            ADD_FAILURE() << "the server does not end";
-            return -1;
-        }
-        std::this_thread::sleep_for(kPollEvery);
-    }
+    Await([&] { return ::waitpid(pid_, &status, WNOHANG) != 0; });
     pid_ = -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }

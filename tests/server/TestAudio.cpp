@@ -2,6 +2,8 @@
 
 #include <samplerate.h>
 #include <sndfile.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -9,7 +11,6 @@
 #include <fstream>
 #include <iterator>
 #include <random>
-#include <sstream>
 #include <stdexcept>
 
 namespace orvx::test {
@@ -24,56 +25,20 @@ std::string ReadFile(const std::string& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-std::vector<std::string> Words(const std::string& text) {
-    std::istringstream stream(text);
-    return {std::istream_iterator<std::string>(stream), {}};
-}
-
 std::vector<float> Resample(const Samples& samples, int rate_hz) {
     std::vector<float> in(samples.size());
-    std::transform(samples.begin(), samples.end(), in.begin(),
-                   [](std::int16_t sample) { return static_cast<float>(sample) / 32768; });
+    src_short_to_float_array(samples.data(), in.data(), static_cast<int>(in.size()));
     if (rate_hz == 16000) return in;
-    const double ratio = rate_hz / 16000.0;
-    std::vector<float> out(static_cast<std::size_t>(static_cast<double>(in.size()) * ratio) + 16);
+    std::vector<float> out(in.size());
     SRC_DATA data{};
     data.data_in = in.data();
-    data.input_frames = static_cast<long>(in.size());
+    data.input_frames = data.output_frames = static_cast<long>(in.size());
     data.data_out = out.data();
-    data.output_frames = static_cast<long>(out.size());
-    data.src_ratio = ratio;
+    data.src_ratio = rate_hz / 16000.0;
     if (src_simple(&data, SRC_SINC_BEST_QUALITY, 1) != 0) throw std::runtime_error("src_simple");
     out.resize(static_cast<std::size_t>(data.output_frames_gen));
     return out;
 }
-
-// A file in memory that libsndfile writes.
-struct MemoryFile {
-    std::string bytes;
-    std::size_t position = 0;
-
-    static MemoryFile& Self(void* self) { return *static_cast<MemoryFile*>(self); }
-    static sf_count_t Length(void* self) {
-        return static_cast<sf_count_t>(Self(self).bytes.size());
-    }
-    static sf_count_t Seek(sf_count_t offset, int whence, void* self) {
-        const sf_count_t base = whence == SEEK_SET   ? 0
-                                : whence == SEEK_CUR ? Tell(self)
-                                                     : Length(self);
-        Self(self).position = static_cast<std::size_t>(base + offset);
-        return Tell(self);
-    }
-    static sf_count_t Read(void*, sf_count_t, void*) { return 0; }
-    static sf_count_t Write(const void* from, sf_count_t count, void* self) {
-        MemoryFile& file = Self(self);
-        const auto size = static_cast<std::size_t>(count);
-        file.bytes.resize(std::max(file.bytes.size(), file.position + size));
-        std::memcpy(file.bytes.data() + file.position, from, size);
-        file.position += size;
-        return count;
-    }
-    static sf_count_t Tell(void* self) { return static_cast<sf_count_t>(Self(self).position); }
-};
 
 }  // namespace
 
@@ -132,8 +97,8 @@ Samples Mix(Samples a, const Samples& b) {
     return a;
 }
 
-double LevelDb(const Samples& samples) {
-    double power = 0;
+double PowerDb(const Samples& samples) {
+    double power = 1e-9;
     for (const std::int16_t sample : samples) power += std::pow(sample / 32768.0, 2);
     return 10 * std::log10(power / static_cast<double>(samples.size()));
 }
@@ -141,35 +106,22 @@ double LevelDb(const Samples& samples) {
 std::string Encode(const Samples& samples, AudioFormat format) {
     const AudioFormatInfo& description = DescribeAudioFormat(format);
     const std::vector<float> signal = Resample(samples, description.sample_rate_hz);
-    MemoryFile memory;
-    SF_VIRTUAL_IO callbacks{MemoryFile::Length, MemoryFile::Seek, MemoryFile::Read,
-                            MemoryFile::Write, MemoryFile::Tell};
     SF_INFO info{};
     info.samplerate = description.sample_rate_hz;
     info.channels = 1;
     info.format = SF_FORMAT_RAW | description.sndfile_format;
-    SNDFILE* const file = sf_open_virtual(&callbacks, SFM_WRITE, &info, &memory);
+    const int memory = ::memfd_create("encoded", MFD_CLOEXEC);
+    SNDFILE* const file = sf_open_fd(memory, SFM_WRITE, &info, SF_FALSE);
     if (file == nullptr) throw std::runtime_error(sf_strerror(nullptr));
     sf_write_float(file, signal.data(), static_cast<sf_count_t>(signal.size()));
     sf_close(file);
-    return memory.bytes;
+    std::string bytes = ReadFile("/proc/self/fd/" + std::to_string(memory));
+    ::close(memory);
+    return bytes;
 }
 
 std::string Bytes(const Samples& samples) {
     return {reinterpret_cast<const char*>(samples.data()), samples.size() * sizeof samples[0]};
-}
-
-std::pair<int, int> WordsHeard(const std::string& said, const std::string& heard) {
-    const std::vector<std::string> a = Words(said);
-    const std::vector<std::string> b = Words(heard);
-    std::vector<std::vector<int>> common(a.size() + 1, std::vector<int>(b.size() + 1));
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        for (std::size_t j = 0; j < b.size(); ++j) {
-            common[i + 1][j + 1] =
-                a[i] == b[j] ? common[i][j] + 1 : std::max(common[i][j + 1], common[i + 1][j]);
-        }
-    }
-    return {common[a.size()][b.size()], static_cast<int>(a.size())};
 }
 
 }  // namespace orvx::test

@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "AudioFormat.h"
@@ -30,14 +29,18 @@ Samples Noise(int ms, double level_db);  // white, dB relative to full scale
 Samples Syllables(int ms);
 Samples Join(std::initializer_list<Samples> parts);
 Samples Mix(Samples a, const Samples& b);  // as long as `a`
-double LevelDb(const Samples& samples);
+double PowerDb(const Samples& samples);
 
 // Resampled to the format's rate and encoded through libsndfile.
 std::string Encode(const Samples& samples, AudioFormat format);
-// As pcm16k16bit.
-std::string Bytes(const Samples& samples);
 
-// How many of the words of `said` were heard, in their order.
-std::pair<int, int> WordsHeard(const std::string& said, const std::string& heard);
+inline const std::string kPcm16 = "audio_format=pcm16k16bit";
+std::string Bytes(const Samples& samples);  // in that format
+inline std::string Voice(int ms) {
+    return Bytes(Syllables(ms));
+}
+inline std::string Pause(int ms) {
+    return Bytes(Silence(ms));
+}
 
 }  // namespace orvx::test

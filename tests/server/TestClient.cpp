@@ -17,21 +17,9 @@
 namespace orvx::test {
 namespace {
 
-constexpr int kPatienceMs = 60000;
+namespace capbility = quorlan::protocol::capbility;
 
-int Connect(std::uint16_t port) {
-    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        throw std::system_error(errno, std::generic_category(), "connect");
-    }
-    return fd;
-}
-
-bool WaitFor(int fd, short events, int ms) {
+bool IsReady(int fd, short events, int ms) {
     pollfd entry{fd, events, 0};
     return ::poll(&entry, 1, ms) > 0;
 }
@@ -44,6 +32,10 @@ std::string Answer::Text() const {
         text += (text.empty() ? "" : " ") + segment.psentenceresults(0).psztext();
     }
     return text;
+}
+
+const LexoResponseMessage::Lexo_Freetalk_Segment& Answer::Segment(int index) const {
+    return response.sfreetalkresult().psegmentlist().at(index);
 }
 
 LexoRequestMessage MakeRequest(const std::string& task_config, const std::string& audio,
@@ -59,21 +51,15 @@ LexoRequestMessage MakeRequest(const std::string& task_config, const std::string
     return request;
 }
 
-LexoRequestMessage MakeChunk(const LexoRequestMessage& first, const std::string& token,
-                             const std::string& audio, int chunk_no) {
-    LexoRequestMessage request = MakeRequest("", audio, chunk_no);
-    request.clear_task_config();
-    request.set_identify(first.identify());
-    request.set_result_token(token);
-    return request;
+CapbilityAccessMessage* Access(MessageHeader* header) {
+    return header->MutableExtension(capbility::capbility_access_message);
 }
 
 MessageHeader Wrap(const LexoRequestMessage& request) {
     MessageHeader header;
     header.set_message_type(MessageHeader::LexoRecogRequest);
     header.set_name("CapbilityAccessMessage");
-    auto* const access =
-        header.MutableExtension(quorlan::protocol::capbility::capbility_access_message);
+    CapbilityAccessMessage* const access = Access(&header);
     access->set_capkey(request.cap_name());
     access->set_property("chinese_8k_common,need_nlu=no");
     access->set_sdk_version("3.5");
@@ -85,18 +71,30 @@ MessageHeader Wrap(const LexoRequestMessage& request) {
 }
 
 std::string Frame(const MessageHeader& header) {
-    std::vector<char> frame;
-    EXPECT_TRUE(EncodeFrame(header, &frame));
-    return {frame.begin(), frame.end()};
+    return Frame(header.SerializeAsString());
 }
 
-std::string Prefix(std::uint32_t body_bytes) {
+std::string Frame(const std::string& body) {
+    return Prefix(body.size()) + body;
+}
+
+std::string Prefix(std::size_t body_bytes) {
     std::string prefix(kFramePrefixBytes, '\0');
-    EncodeFramePrefix(body_bytes, prefix.data());
+    EncodeFramePrefix(static_cast<std::uint32_t>(body_bytes), prefix.data());
     return prefix;
 }
 
-TestClient::TestClient(std::uint16_t port) : socket_(Connect(port)) {}
+TestClient::TestClient(std::uint16_t port)
+    : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        ::close(socket_);
+        throw std::system_error(errno, std::generic_category(), "connect");
+    }
+}
 
 TestClient::TestClient(TestClient&& other) noexcept : socket_(std::exchange(other.socket_, -1)) {}
 
@@ -104,13 +102,9 @@ TestClient::~TestClient() {
     if (socket_ >= 0) ::close(socket_);
 }
 
-void TestClient::Send(std::string_view bytes) {
-    EXPECT_TRUE(TrySend(bytes, kPatienceMs));
-}
-
-bool TestClient::TrySend(std::string_view bytes, int ms) {
+bool TestClient::Send(std::string_view bytes, int ms) {
     while (!bytes.empty()) {
-        if (!WaitFor(socket_, POLLOUT, ms)) return false;
+        if (!IsReady(socket_, POLLOUT, ms)) return false;
         const ssize_t sent =
             ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
         if (sent < 0 && errno != EAGAIN) return false;
@@ -123,7 +117,7 @@ std::string TestClient::ReceiveBytes(std::size_t count) {
     std::string bytes(count, '\0');
     std::size_t have = 0;
     while (have < count) {
-        if (!WaitFor(socket_, POLLIN, kPatienceMs)) {
+        if (!IsReady(socket_, POLLIN, 60000)) {
             ADD_FAILURE() << "the server neither answers nor hangs up";
             break;
         }
@@ -142,8 +136,7 @@ std::optional<Answer> TestClient::Receive() {
     for (const char c : prefix) bytes = bytes << 8 | static_cast<unsigned char>(c);
     Answer answer;
     EXPECT_TRUE(answer.header.ParseFromString(ReceiveBytes(bytes)));
-    answer.access =
-        answer.header.GetExtension(quorlan::protocol::capbility::capbility_access_response_message);
+    answer.access = answer.header.GetExtension(capbility::capbility_access_response_message);
     EXPECT_EQ(answer.access.data_len(), static_cast<int>(answer.access.data().size()));
     EXPECT_TRUE(answer.response.ParseFromString(answer.access.data()));
     return answer;
@@ -158,14 +151,14 @@ Answer TestClient::Ask(const MessageHeader& header) {
 
 bool TestClient::IsClosedByServer(int ms) {
     char byte = 0;
-    return WaitFor(socket_, POLLIN, ms) && ::recv(socket_, &byte, 1, 0) <= 0;
+    return IsReady(socket_, POLLIN, ms) && ::recv(socket_, &byte, 1, 0) <= 0;
 }
 
 void TestClient::CloseSendingSide() {
     ::shutdown(socket_, SHUT_WR);
 }
 
-void TestClient::HangUp() {
+void TestClient::Reset() {
     const linger at_once{1, 0};
     ::setsockopt(socket_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
     ::close(std::exchange(socket_, -1));

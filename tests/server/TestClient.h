@@ -25,6 +25,7 @@ struct Answer {
 
     // The best sentences of all segments, joined by blanks.
     std::string Text() const;
+    const LexoResponseMessage::Lexo_Freetalk_Segment& Segment(int index) const;
     int Error() const { return response.error_no(); }
     int Status() const { return response.recog_status(); }
 };
@@ -32,12 +33,11 @@ struct Answer {
 // Free talk with a fresh identity.
 LexoRequestMessage MakeRequest(const std::string& task_config, const std::string& audio,
                                int chunk_no = -1);
-// The next chunk of the utterance that `first` opened and `token` names.
-LexoRequestMessage MakeChunk(const LexoRequestMessage& first, const std::string& token,
-                             const std::string& audio, int chunk_no);
+CapbilityAccessMessage* Access(MessageHeader* header);
 MessageHeader Wrap(const LexoRequestMessage& request);
 std::string Frame(const MessageHeader& header);
-std::string Prefix(std::uint32_t body_bytes);
+std::string Frame(const std::string& body);
+std::string Prefix(std::size_t body_bytes);
 
 class TestClient {
   public:
@@ -46,10 +46,10 @@ class TestClient {
     TestClient(TestClient&& other) noexcept;
     TestClient& operator=(TestClient&&) = delete;
 
-    void Send(std::string_view bytes);
     // False when the server takes no more for `ms`, or has closed.
-    bool TrySend(std::string_view bytes, int ms);
-    // Empty when the server closed the connection; fails the test after half a minute.
+    bool Send(std::string_view bytes, int ms = 60000);
+    void Send(const LexoRequestMessage& request) { Send(Frame(Wrap(request))); }
+    // Empty when the server closed the connection; fails the test after a minute.
     std::optional<Answer> Receive();
     // Sends and receives; fails the test if no answer comes.
     Answer Ask(const MessageHeader& header);
@@ -58,7 +58,7 @@ class TestClient {
     // Whether the server closes the connection within `ms`, without sending anything.
     bool IsClosedByServer(int ms = 60000);
     void CloseSendingSide();
-    void HangUp();  // at once, with a reset
+    void Reset();
 
   private:
     std::string ReceiveBytes(std::size_t count);

@@ -1,6 +1,8 @@
 #include "TestServer.h"
 
-#include <string>
+#include <gtest/gtest.h>
+
+#include "Utterance.h"
 
 namespace orvx::test {
 
@@ -11,22 +13,32 @@ Options DefaultOptions(std::size_t decoders) {
     return *ParseOptions(5, arguments).options;
 }
 
-RecogniserFactory RealEngine() {
-    return PocketSphinxFactory(DefaultOptions(1).model, /*is_verbose=*/false);
+LexoRequestMessage TestStream::NextRequest(const std::string& audio, bool is_closing) {
+    ++number_;
+    LexoRequestMessage request =
+        MakeRequest(first_.task_config(), audio, is_closing ? -number_ : number_);
+    request.set_identify(first_.identify());
+    if (number_ == 1) return request;
+    request.clear_task_config();
+    request.set_result_token(token_);
+    return request;
 }
 
-TestServer::TestServer(const Options& options, const RecogniserFactory& factory)
-    : server_(options, factory),
-      port_(server_.Endpoint().port()),
-      thread_([this] { server_.Run(); }) {}
-
-TestServer::~TestServer() {
-    Drain();
-    Join();
+Answer TestStream::Ask(const LexoRequestMessage& request) {
+    Answer answer = client_.Ask(request);
+    if (!answer.response.result_token().empty()) token_ = answer.response.result_token();
+    return answer;
 }
 
-void TestServer::Join() {
-    if (thread_.joinable()) thread_.join();
+std::vector<Answer> TestStream::SendAll(const std::string& audio) {
+    constexpr std::size_t kChunkBytes = 3200;
+    std::vector<Answer> results;
+    for (std::size_t at = 0; at < audio.size(); at += kChunkBytes) {
+        const Answer answer = Send(audio.substr(at, kChunkBytes));
+        EXPECT_EQ(answer.Error(), 0) << answer.response.error_desc();
+        if ((answer.Status() & kResultPresent) != 0) results.push_back(answer);
+    }
+    return results;
 }
 
 }  // namespace orvx::test
