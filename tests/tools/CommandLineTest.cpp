@@ -1,4 +1,10 @@
+// What the command line means, and that its tables agree with the library.
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <fstream>
+#include <set>
 
 #include "Capabilities.h"
 #include "CommandLine.h"
@@ -7,146 +13,122 @@
 #include "ResourceFile.h"
 #include "ServerAddress.h"
 #include "TempDir.h"
+#include "TestHome.h"
 
 namespace recognize {
 namespace {
 
-Options Parse(std::vector<const char*> arguments) {
+Options Parse(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), "orvx-recognize");
-    return ParseCommandLine(static_cast<int>(arguments.size()), arguments.data()).value();
-}
-
-const ParameterSetting* Find(const Options& options, Lexo_ParamKey key) {
-    for (const ParameterSetting& setting : options.parameters) {
-        if (setting.key == key) {
-            return &setting;
-        }
+    std::vector<const char*> argv;
+    for (const std::string& argument : arguments) {
+        argv.push_back(argument.c_str());
     }
-    return nullptr;
-}
-
-TEST(CommandLine, HasDefaultsForAllButTheFile) {
-    const Options options = Parse({"a.wav"});
-    EXPECT_EQ(options.server, "127.0.0.1:8800");
-    EXPECT_EQ(options.capability, "asr.cloud.freetalk");
-    EXPECT_EQ(options.format, OutputFormat::kText);
-    EXPECT_EQ(options.jobs, 1);
-    EXPECT_EQ(options.audio_format, 6);
-    ASSERT_NE(Find(options, LEXO_PARAM_AUDIOFORMAT), nullptr);
-    EXPECT_EQ(Find(options, LEXO_PARAM_AUDIOFORMAT)->number, 6);
-    EXPECT_EQ(Find(options, LEXO_PARAM_STREAM), nullptr);
-}
-
-TEST(CommandLine, ReadsOptionsInAnyPlace) {
-    const Options options = Parse({"a.wav",
-                                   "--param",
-                                   "vad_tail=800",
-                                   "-",
-                                   "--capability",
-                                   "ASR.Cloud.Analysis",
-                                   "--keywords",
-                                   "k.txt",
-                                   "--stream",
-                                   "continue",
-                                   "b.raw",
-                                   "--rate",
-                                   "8000",
-                                   "--param",
-                                   "audio_format=ulaw",
-                                   "-j",
-                                   "4",
-                                   "--format",
-                                   "json",
-                                   "--pace",
-                                   "--chunk-ms",
-                                   "20"});
-    EXPECT_EQ(options.files, (std::vector<std::string>{"a.wav", "-", "b.raw"}));
-    EXPECT_EQ(options.capability, "asr.cloud.analysis");
-    EXPECT_EQ(Find(options, LEXO_PARAM_VAD_TAIL)->number, 800);
-    EXPECT_EQ(Find(options, LEXO_PARAM_STREAM)->number, 2);
-    EXPECT_EQ(options.audio_format, 2);
-    EXPECT_EQ(options.raw_rate, 8000);
-    EXPECT_EQ(options.jobs, 4);
-    EXPECT_EQ(options.format, OutputFormat::kJson);
-    EXPECT_EQ(options.chunk_ms, 20);
-}
-
-TEST(CommandLine, TellsWhatIsWrong) {
-    const struct {
-        std::vector<const char*> arguments;
-        const char* told;
-    } cases[] = {
-        {{}, "no FILE"},
-        {{"--verbose"}, "no FILE"},
-        {{"-", "a.wav", "-"}, "only once"},
-        {{"a.raw"}, "--rate HZ"},
-        {{"a.pcm"}, "--rate HZ"},
-        {{"a.wav", "--bogus"}, "--bogus"},
-        {{"a.wav", "--jobs", "0"}, "1 to 64"},
-        {{"a.wav", "--jobs", "x"}, "--jobs"},
-        {{"a.wav", "--rate", "12"}, "--rate"},
-        {{"a.wav", "--chunk-ms", "5"}, "--chunk-ms"},
-        {{"a.wav", "--format", "xml"}, "xml"},
-        {{"a.wav", "b.wav", "--format", "srt"}, "one file"},
-        {{"a.wav", "--capability", "talk"}, "freetalk, grammar, keywordspot, analysis"},
-        {{"a.wav", "--capability", "freetalks"}, "freetalk, grammar, keywordspot, analysis"},
-        {{"a.wav", "--capability", "grammar"}, "needs a grammar"},
-        {{"a.wav", "--capability", "keywordspot"}, "needs keywords"},
-        {{"a.wav", "--grammar", "g", "--words", "w"}, "exclude each other"},
-        {{"a.wav", "--grammar", ""}, "empty name"},
-        {{"a.wav", "--grammar", "g", "--capability", "analysis"}, "for capability grammar, not"},
-        {{"a.wav", "--grammar", "g", "--grammar-format", "bnf"},
-         "wordlist, abnf, jsgf, arpa, wfst"},
-        {{"a.wav", "--keywords", "k", "--grammar-format", "abnf"}, "--grammar FILE"},
-        {{"a.wav", "--resource", "r"}, "add --capability"},
-        {{"a.wav", "--resource", "r", "--capability", "freetalk"}, "not freetalk"},
-        {{"a.wav", "--param"}, "--param"},
-        {{"a.wav", "--param", "vad_head=x"}, "whole number"},
-        {{"a.wav", "--stream", "maybe"}, "no, yes, continue"},
-        {{"a.wav", "--stream", "yes", "--param", "stream_recog=no"}, "leave one out"},
-        {{"a.wav", "--param", "audio_format=v3_6k4bit"}, "v3_6k4bit cannot be made"},
-        {{"a.wav", "--pace"}, "--stream"},
-        {{"a.wav", "--pace", "--stream", "no"}, "--stream"},
-        {{"a.wav", "--config", "/does/not/exist"}, "--config"},
-    };
-    for (const auto& c : cases) {
-        try {
-            Parse(c.arguments);
-            ADD_FAILURE() << "accepted, though " << c.told;
-        } catch (const UsageError& error) {
-            EXPECT_NE(std::string(error.what()).find(c.told), std::string::npos) << error.what();
-        }
-    }
+    return ParseCommandLine(static_cast<int>(argv.size()), argv.data()).value();
 }
 
 TEST(CommandLine, TakesTheCapabilityFromTheResource) {
-    const struct {
-        std::vector<const char*> arguments;
-        const char* capability;
-        int format;  // -1: to be told from the file
-    } cases[] = {
-        {{"a.wav", "--grammar", "g"}, "asr.cloud.grammar", -1},
-        {{"a.wav", "--grammar", "g", "--grammar-format", "wfst"}, "asr.cloud.grammar", 5},
-        {{"a.wav", "--keywords", "k"}, "asr.cloud.keywordspot", 0},
-        {{"a.wav", "--keywords", "k", "--capability", "analysis"}, "asr.cloud.analysis", 0},
-        {{"a.wav", "--words", "w"}, "asr.cloud.freetalk", 6},
-        {{"a.wav", "--resource", "r", "--capability", "grammar"}, "asr.cloud.grammar", -1},
-        {{"a.wav", "--capability", "analysis"}, "asr.cloud.analysis", -1},
+    const std::tuple<std::vector<std::string>, const char*, int> cases[] = {
+        {{"a"}, "asr.cloud.freetalk", -1},
+        {{"a", "--capability", "ASR.Cloud.Analysis"}, "asr.cloud.analysis", -1},
+        {{"a", "--grammar", "g"}, "asr.cloud.grammar", -1},
+        {{"a", "--grammar", "g", "--grammar-format", "wfst"}, "asr.cloud.grammar", 5},
+        {{"a", "--keywords", "k"}, "asr.cloud.keywordspot", 0},
+        {{"a", "--keywords", "k", "--capability", "Analysis"}, "asr.cloud.analysis", 0},
+        {{"a", "--words", "w"}, "asr.cloud.freetalk", 6},
+        {{"a", "--resource", "r", "--capability", "grammar"}, "asr.cloud.grammar", -1},
     };
-    for (const auto& c : cases) {
-        const Options options = Parse(c.arguments);
-        EXPECT_EQ(options.capability, c.capability);
-        const auto format = options.resource.format;
-        EXPECT_EQ(format ? static_cast<int>(*format) : -1, c.format) << c.arguments[1];
+    for (const auto& [arguments, capability, format] : cases) {
+        const Options options = Parse(arguments);
+        EXPECT_EQ(options.capability, capability);
+        const auto told = options.resource.format;
+        EXPECT_EQ(told ? static_cast<int>(*told) : -1, format) << arguments[1];
     }
 }
 
+TEST(CommandLine, TellsWhatIsWrong) {
+    const std::string x257(257, 'x');
+    const std::pair<std::vector<std::string>, const char*> cases[] = {
+        {{"--verbose"}, "no FILE"},
+        {{"-", "a", "-"}, "only once"},
+        {{"a.raw"}, "--rate HZ"},
+        {{"a", "--bogus"}, "--bogus"},
+        {{"a", "--jobs", "65"}, "1 to 64"},
+        {{"a", "--rate", "12"}, "--rate"},
+        {{"a", "--chunk-ms", "5"}, "--chunk-ms"},
+        {{"a", "--format", "xml"}, "xml"},
+        {{"a", "b", "--format", "vtt"}, "one file"},
+        {{"a", "--config", "/does/not/exist"}, "--config"},
+        {{"a", "--capability", "freetalks"}, "freetalk, grammar, keywordspot, analysis"},
+        {{"a", "--capability", "grammar"}, "needs a grammar"},
+        {{"a", "--capability", "keywordspot"}, "needs keywords"},
+        {{"a", "--grammar", "g", "--words", "w"}, "exclude each other"},
+        {{"a", "--grammar", ""}, "empty name"},
+        {{"a", "--grammar", "g", "--capability", "analysis"}, "for capability grammar, not"},
+        {{"a", "--grammar", "g", "--grammar-format", "x"}, "wordlist, abnf, jsgf, arpa, wfst"},
+        {{"a", "--keywords", "k", "--grammar-format", "abnf"}, "--grammar FILE"},
+        {{"a", "--resource", "r"}, "add --capability"},
+        {{"a", "--resource", "r", "--capability", "freetalk"}, "not freetalk"},
+        {{"a", "--stream", "maybe"}, "no, yes, continue, continue-rt, yes-rt"},
+        {{"a", "--stream", "yes", "--param", "stream_recog=no"}, "leave one out"},
+        {{"a", "--pace", "--stream", "no"}, "--stream"},
+        {{"a", "--param", "audio_format=v3_6k4bit"}, "v3_6k4bit cannot be made"},
+        {{"a", "--param", "vad_head"}, "name=value"},
+        {{"a", "--param", "stream=yes"}, "stream_recog"},
+        {{"a", "--param", "vad_head=1800001"}, "from 0 to 1800000"},
+        {{"a", "--param", "vad_tail=5ms"}, "from 0 to 30000"},
+        {{"a", "--param", "max_seconds=0"}, "from 1 to 60"},
+        {{"a", "--param", "vad_threshold=99999999999"}, "from 1 to 100"},
+        {{"a", "--param", "audio_format=6"}, "pcm8k16bit, alaw"},
+        {{"a", "--param", "textpostproc=smooth;"}, "punctuate, smooth, numnormal, paragraph"},
+        {{"a", "--param", "property_language="}, "1 to 256 bytes"},
+        {{"a", "--param", "property_domain=" + x257}, "1 to 256 bytes"},
+        {{"a", "--param", "property_domain=a,audio_format=alaw"}, "without \",\""},
+    };
+    for (const auto& [arguments, told] : cases) {
+        try {
+            Parse(arguments);
+            ADD_FAILURE() << "accepted, though " << told;
+        } catch (const UsageError& error) {
+            EXPECT_NE(std::string(error.what()).find(told), std::string::npos) << error.what();
+        }
+    }
+}
+
+// Each session has the parameters that are listed for it, and what is shown of a value can be set.
+TEST(Parameters, AreThoseOfTheLibrary) {
+    const scripted::TestHome home;
+    ASSERT_EQ(orvx_proxy_Init("127.0.0.1:9"), LEXO_ERR_PARAM_INVALID);  // nobody is there
+    const char* names[] = {"freetalk", "grammar", "keywordspot", "analysis"};
+    for (int engine = 0; engine < 4; ++engine) {
+        Lexo_Handle session = nullptr;
+        ASSERT_EQ(orvx_proxy_SessionStart(names[engine], &session), LEXO_ERR_NONE);
+        const auto infos = ParametersOf(static_cast<Lexo_EngineType>(engine));
+        for (int number = 1; number <= 16; ++number) {
+            const auto key = static_cast<Lexo_ParamKey>(number);
+            Lexo_ParamValue value = nullptr;
+            EXPECT_EQ(orvx_proxy_GetParam(session, key, &value) == LEXO_ERR_NONE,
+                      std::ranges::count(infos, key, &ParameterInfo::key) == 1)
+                << names[engine] << " " << ParameterName(key);
+        }
+        for (const ParameterInfo& info : infos) {
+            const bool is_number = info.type == "choice" || info.type == "flags";
+            for (std::intptr_t number = info.type == "flags"; is_number; ++number) {
+                const auto word = reinterpret_cast<Lexo_ParamValue>(number);
+                if (orvx_proxy_SetParam(session, info.key, word) != LEXO_ERR_NONE) break;
+                const std::string shown = ShowValue(info.key, word);
+                EXPECT_EQ(ParseParameter(std::string(info.name) + "=" + shown).Word(), word);
+            }
+        }
+        EXPECT_EQ(orvx_proxy_SessionStop(session), LEXO_ERR_NONE);
+    }
+    EXPECT_EQ(orvx_proxy_End(), LEXO_ERR_NONE);
+    EXPECT_EQ(ParseParameter("qa_paramter=a=b,c").text, "a=b,c");
+    EXPECT_EQ(ParseParameter("vad_head=1800000").number, 1800000);
+}
+
 TEST(ResourceFile, TellsTheFormatOfAGrammar) {
-    const struct {
-        const char* name;
-        std::string bytes;
-        Lexo_ResourceFormatType format;
-    } cases[] = {
+    const std::tuple<const char*, std::string, Lexo_ResourceFormatType> cases[] = {
         {"a.gram", "#JSGF V1.0;", LEXO_RESOURCE_GRAMMAR_JSGF},
         {"a.txt", "\xEF\xBB\xBF#ABNF 1.0;", LEXO_RESOURCE_GRAMMAR_ABNF},
         {"a", "a model\n\n\\data\\\nngram 1=5", LEXO_RESOURCE_GRAMMAR_ARPA},
@@ -155,26 +137,14 @@ TEST(ResourceFile, TellsTheFormatOfAGrammar) {
         {"a.lm", "x", LEXO_RESOURCE_GRAMMAR_ARPA},
         {"a.b/c.wfst", "0 1 a a", LEXO_RESOURCE_GRAMMAR_WFST},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(GuessGrammarFormat(c.name, c.bytes), c.format) << c.name;
+    for (const auto& [name, bytes, format] : cases) {
+        EXPECT_EQ(GuessGrammarFormat(name, bytes), format) << name;
     }
     EXPECT_THROW(GuessGrammarFormat("a.gram", "grammar x;"), UsageError);
     EXPECT_THROW(GuessGrammarFormat("a.txt/b", "yes"), UsageError);
 }
 
-TEST(CommandLine, NeedsNoFileToList) {
-    EXPECT_TRUE(Parse({"--list"}).list);
-}
-
-TEST(CommandLine, CapabilitiesHaveAShortName) {
-    EXPECT_EQ(FullCapabilityName("KeywordSpot"), "asr.cloud.keywordspot");
-    EXPECT_EQ(FullCapabilityName("asr.cloud.analysis"), "asr.cloud.analysis");
-    EXPECT_EQ(ShortCapabilityName("asr.cloud.analysis"), "analysis");
-    EXPECT_EQ(ShortCapabilityName("other"), "other");
-}
-
 TEST(ServerAddress, IsCheckedAndLookedUp) {
-    EXPECT_EQ(ResolveServerAddress("127.0.0.1:8800"), "127.0.0.1:8800");
     EXPECT_EQ(ResolveServerAddress("localhost:1"), "127.0.0.1:1");
     for (const char* wrong : {"", "127.0.0.1", ":8800", "127.0.0.1:", "127.0.0.1:0",
                               "127.0.0.1:65536", "127.0.0.1:88x", "1.2.3.4,conf:5", "a b:1"}) {
@@ -185,14 +155,29 @@ TEST(ServerAddress, IsCheckedAndLookedUp) {
 TEST(LibraryHome, IsTheInstalledFolderOrElseTheBuildTrees) {
     const TempDir dir;
     const std::filesystem::path root = dir.Path("");
-    const auto bin = root / "bin";
     std::filesystem::create_directories(root / "conf");
     std::filesystem::create_directories(root / "share/orvx/conf");
-    EXPECT_EQ(FindLibraryHome(bin), "");
+    EXPECT_EQ(FindLibraryHome(root / "bin"), "");
     dir.Write("conf/Lexo_SDK.conf", "");
-    EXPECT_TRUE(std::filesystem::equivalent(FindLibraryHome(bin), root));
+    EXPECT_TRUE(std::filesystem::equivalent(FindLibraryHome(root / "bin"), root));
     dir.Write("share/orvx/conf/Lexo_SDK.conf", "");
-    EXPECT_TRUE(std::filesystem::equivalent(FindLibraryHome(bin), root / "share/orvx"));
+    EXPECT_TRUE(std::filesystem::equivalent(FindLibraryHome(root / "bin"), root / "share/orvx"));
+}
+
+// The table is compared with the public header itself, so that a code added there is missed here.
+TEST(ErrorNames, AreThoseOfThePublicHeader) {
+    std::ifstream header(ORVX_PUBLIC_HEADER);
+    std::set<std::string> meanings;
+    for (std::string line; std::getline(header, line);) {
+        char name[64];
+        int number = 0;
+        if (std::sscanf(line.c_str(), " %63[A-Z_] = %d", name, &number) == 2 &&
+            std::string(name).starts_with("LEXO_ERR_")) {
+            EXPECT_EQ(NameOf(static_cast<Lexo_ErrCode>(number)), name);
+            meanings.insert(MeaningOf(static_cast<Lexo_ErrCode>(number)));
+        }
+    }
+    EXPECT_EQ(meanings.size(), 36U);
 }
 
 }  // namespace

@@ -1,195 +1,206 @@
-// What a user or a pipe sees of a run: usage, output, several files.
+// What a user or a pipe sees of a run: usage, output, several files, resources.
+#include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "ResultBuilders.h"
 #include "ToolTest.h"
 
 namespace {
 
+using Json = nlohmann::json;
+using scripted::Connection;
+using scripted::EchoResult;
+using scripted::Request;
+
 TEST_F(Tool, PrintsNothingButTheTextOfOneFile) {
-    const ToolResult result =
-        Run({Sound(1)}, {{"answers", {{"1", {{"texts", {"hello", "world"}}}}}}});
-    EXPECT_EQ(result.out, "hello\nworld\n");
+    server_.Otherwise(Says({"hello", "wor\x1b[2Jld"}));
+    const ToolResult result = Run({Sound(1)});
+    EXPECT_EQ(result.out, "hello\nwor\\x1b[2Jld\n");
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(Count("recognize 10000 recording=1 bytes=16000 over=0"), 1) << Log();
-    EXPECT_EQ(Count("init 127.0.0.1:8800 home=/"), 1) << Log();
-    ExpectOrderlyEnd();
-}
-
-TEST_F(Tool, TellsTimesAndTheEnginesWordsWhenVerbose) {
-    const ToolResult result =
-        Run({"--verbose", Sound(1)}, {{"answers", {{"1", {{"texts", {"hello"}}}}}}});
-    EXPECT_EQ(result.out, "[00:00.000 - 00:00.500] hello  (score 90)\n");
-    for (const char* told : {"conf_file=", "noise of the engine", "0.50 s of audio", "real-time"}) {
-        EXPECT_NE(result.err.find(told), std::string::npos) << told;
+    EXPECT_EQ(Chunks(), "-1:16000");
+    for (const std::string& line : home_.NewLog()) {
+        EXPECT_FALSE(line.starts_with("ERROR")) << line;
     }
+    ExpectTold(Run({"--verbose", Sound(1)}).err,
+               {"conf_file=" + home_.Path(), "0.50 s of audio", "real-time factor"});
 }
 
-TEST_F(Tool, UsesTheHomeAndConfigurationOfTheUser) {
-    run_.environment["QUORLAN_HOME"] = "/home/of/user";
-    const std::string config = dir_.Write("my.conf", "");
-    Run({"--server", "localhost:9", "--config", config, Sound(1)});
-    EXPECT_EQ(Count("init 127.0.0.1:9," + config + " home=/home/of/user\n"), 1) << Log();
+TEST_F(Tool, ShowsResultsOfAllKindsInAllForms) {
+    const std::tuple<const char*, scripted::FrameMaker, std::string, std::string> cases[] = {
+        {"grammar", EchoResult(scripted::GrammarResult(1, 2)), "sgrammarresult", "sentence "},
+        {"keywordspot", EchoResult(scripted::KeywordResult(2)), "skeywordspotresult", "[00:00."},
+        {"analysis", EchoResult(scripted::AnalysisResult({1, 1, 1, 1, 1, 1})), "sanalysisresult",
+         "speaker: sentence "},
+    };
+    for (const auto& [capability, frame, json_field, text] : cases) {
+        server_.Otherwise(scripted::Answer(frame));
+        const auto run = [&](const char* format) {
+            return Run({"--format", format, "--resource", "digits", "--capability", capability,
+                        Sound(1)})
+                .out;
+        };
+        EXPECT_TRUE(Json::parse(run("json")).at("results").at(0).contains(json_field));
+        EXPECT_TRUE(run("text").starts_with(text));
+        EXPECT_TRUE(run("srt").starts_with("1\n00:00:00,"));
+        EXPECT_TRUE(run("vtt").starts_with("WEBVTT\n\n00:00:00."));
+        EXPECT_EQ(Requests().at(0).inner.proload_resource(), "digits");
+    }
 }
 
 TEST_F(Tool, RefusesWrongUsageBeforeTheEngineStarts) {
-    const std::vector<std::string> cases[] = {
-        {},
-        {"--param", "vad_head=x", Sound(1)},
-        {"--param", "stream=yes", Sound(1)},
-        {"--capability", "talk", Sound(1)},
-        {"--server", "nowhere", Sound(1)},
-        {"--pace", Sound(1)},
-        {dir_.Path("a.raw")},
-        {"--format", "srt", Sound(1), Sound(2)},
+    const std::pair<Strings, std::string> cases[] = {
+        {{""}, "empty name"},
+        {{"--param", "v\x1b=x", "a"}, "\"v\\x1b\""},
+        {{"--grammar", dir_.Path("none"), "a"}, "none: cannot open the file: No such file"},
+        {{"--keywords", dir_.Path(""), "a"}, "folder"},
+        {{"--words", dir_.Write("e", ""), "a"}, "empty"},
+        {{"--words", "/dev/zero", "a"}, "larger than"},
+        {{"--grammar", dir_.Write("g.gram", "?"), "a"}, "--grammar-format"},
     };
-    for (const auto& arguments : cases) {
+    for (const auto& [arguments, told] : cases) {
         const ToolResult result = Run(arguments);
         EXPECT_EQ(result.status, 2) << result.err;
         EXPECT_EQ(result.out, "");
-        EXPECT_NE(result.err.find("--help"), std::string::npos);
-        EXPECT_EQ(Log(), "");
+        EXPECT_TRUE(result.err.starts_with("orvx-recognize: ")) << result.err;
+        ExpectTold(result.err, {told, "--help"});
     }
-}
-
-TEST_F(Tool, NamesTheParameterThatACapabilityLacks) {
-    const ToolResult result =
-        Run({"--capability", "analysis", "--stream", "yes", Sound(1)}, {{"unsupported", {8}}});
-    EXPECT_EQ(result.status, 2);
-    for (const char* told : {"LEXO_ERR_NOT_SUPPORT", "stream_recog", "asr.cloud.analysis"}) {
-        EXPECT_NE(result.err.find(told), std::string::npos) << result.err;
-    }
-    EXPECT_EQ(Count("recognize"), 0);
-    ExpectOrderlyEnd();
+    EXPECT_TRUE(home_.NewLog().empty());
 }
 
 TEST_F(Tool, SaysWhatToDoWhenTheEngineDoesNotStart) {
-    const struct {
-        int code;
-        const char* name;
-        const char* advice;
-    } cases[] = {{1, "LEXO_ERR_PARAM_INVALID", "orvx-server"},
-                 {5, "LEXO_ERR_INIT_FAILED", "Lexo_SDK.conf"},
-                 {37, "LEXO_ERR_ENV_NOT_VALID", "QUORLAN_HOME"},
-                 {100, "LEXO_ERR_UNKNOWN", ""},
-                 {-1, "the engine got no socket", ""}};
-    for (const auto& c : cases) {
-        const ToolResult result = Run({"--format", "json", Sound(1)}, {{"init", c.code}});
-        EXPECT_EQ(result.status, 1);
-        EXPECT_EQ(result.out, "");
-        EXPECT_NE(result.err.find(c.name), std::string::npos) << result.err;
-        EXPECT_NE(result.err.find(c.advice), std::string::npos) << result.err;
-    }
+    const std::string sound = Sound(1);
+    ExpectTold(Run({"--config", "/proc/self/mem", sound}).err,
+               {"LEXO_ERR_INIT_FAILED", "self/mem"});
+    setup_ = "QUORLAN_HOME=/none;";
+    ExpectTold(Run({sound}).err, {"LEXO_ERR_ENV_NOT_VALID", "set QUORLAN_HOME"});
+    setup_ = "LD_PRELOAD=" ORVX_NO_SOCKET;  // then the engine ends the process with status 0
+    const ToolResult no_socket = Run({sound});
+    EXPECT_EQ(no_socket.status, 1);
+    ExpectTold(no_socket.err, {"the engine got no socket"});
+    setup_.clear();
+    server_.Stop();
+    const ToolResult result = Run({"--format", "json", sound});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "");
+    ExpectTold(result.err, {"LEXO_ERR_PARAM_INVALID", server_.Address(), "orvx-server"});
 }
 
-TEST_F(Tool, ListsCapabilitiesAlsoWithoutAServer) {
-    const ToolResult result = Run({"--list"}, {{"init", 1}});
-    for (const char* told :
-         {"\nasr.cloud.analysis (analysis)\n", "\nasr.cloud.freetalk (freetalk)\n",
-          "\n  analysis_mode        choice  offline      one of offline, online\n",
-          "\n  property_domain      text    a text\\x1b",
-          "\n  textpostproc         flags   none         one or more"}) {
-        EXPECT_NE(result.out.find(told), std::string::npos) << told << "\n" << result.out;
-    }
-    ExpectOrderlyEnd();
+TEST_F(Tool, ListsCapabilitiesAndParametersAlsoWithoutAServer) {
+    server_.Stop();
+    const std::string config = dir_.Write("c", "[default]\nmode = 1\nproperty_domain = a\x1b\n");
+    const ToolResult result = Run({"--list", "--config", config});
+    ExpectTold(
+        result.out,
+        {"\nasr.cloud.analysis (analysis)\n", "\nasr.cloud.keywordspot (keywordspot)\n",
+         "\n  analysis_mode        choice  online       one of offline, online\n",
+         "\n  property_domain      text    a\\x1b  ", "  audio_format         choice  pcm16k",
+         "\n  textpostproc         flags   none         one or more"});
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(result.status, 0);
 }
 
 // Each recording is answered only after the one behind it, so that they finish in reverse order.
 TEST_F(Tool, KeepsTheOrderOfTheFilesOverParallelSessions) {
-    const ToolResult result = Run({"--jobs", "4", Sound(1), Sound(2), Sound(3), Sound(4)},
-                                  {{"answers",
-                                    {{"1", {{"texts", {"one"}}, {"after", "2"}}},
-                                     {"2", {{"error", 32}, {"after", "3"}}},
-                                     {"3", {{"texts", {"three"}}, {"after", "4"}}},
-                                     {"4", {{"texts", {"four"}}}}}}});
-    EXPECT_EQ(result.out, "==> " + Sound(1) + " <==\none\n\n==> " + Sound(2) + " <==\n\n==> " +
-                              Sound(3) + " <==\nthree\n\n==> " + Sound(4) + " <==\nfour\n");
+    std::atomic<int> next = 4;
+    server_.Otherwise([&](const Request& request, Connection& connection) {
+        const int value = request.inner.data()[0];
+        for (int current; (current = next) != value;) {
+            next.wait(current);
+        }
+        (value == 2 ? scripted::HangUp() : Says({std::to_string(value)}))(request, connection);
+        --next;
+        next.notify_all();
+    });
+    const ToolResult result = Run({"--jobs", "4", Sound(1), Sound(2), Sound(3), Sound(4)});
+    EXPECT_EQ(result.out, "==> " + Sound(1) + " <==\n1\n\n==> " + Sound(2) + " <==\n\n==> " +
+                              Sound(3) + " <==\n3\n\n==> " + Sound(4) + " <==\n4\n");
     EXPECT_EQ(result.err, "orvx-recognize: " + Sound(2) +
-                              ": LEXO_ERR_NETWORK_FAILED: no exchange with 127.0.0.1:8800: it "
-                              "cannot be reached, or closed the connection, as a full server does, "
-                              "or is no recognition server\n"
+                              ": LEXO_ERR_NETWORK_FAILED: no exchange with " + server_.Address() +
+                              ": it cannot be reached, or closed the connection, as a full server "
+                              "does, or is no recognition server\n"
                               "orvx-recognize: 1 of 4 files not recognised\n");
     EXPECT_EQ(result.status, 1);
-    ExpectOrderlyEnd();
 }
 
 TEST_F(Tool, GoesOnAfterFilesThatFail) {
+    for (const int code : {23, 12, 777}) {
+        server_.Then(Fails(code));
+    }
+    server_.Then(Says({"four"}));
+    const std::string sound = Sound(1);
     const ToolResult result =
-        Run({"--format", "json", dir_.Path("missing.wav"), Sound(1), Sound(2), Sound(3), Sound(4)},
-            {{"answers",
-              {{"1", {{"error", 23}}},
-               {"2", {{"error", 12}}},
-               {"3", {{"error", 777}}},
-               {"4", {{"texts", {"four"}}}}}}});
+        Run({"--format", "json", dir_.Path("none"), sound, sound, sound, sound});
     EXPECT_EQ(result.status, 1);
     std::istringstream lines(result.out);
-    const Json names[] = {nullptr, "LEXO_ERR_ENGINE_FAILED", "LEXO_ERR_NO_VOICE_INPUT",
-                          "server code 777"};
-    std::string line;
-    for (const Json& name : names) {
+    for (const char* name : {"null", "\"LEXO_ERR_ENGINE_FAILED\"", "\"LEXO_ERR_NO_VOICE_INPUT\"",
+                             "\"server code 777\"", "none"}) {
+        std::string line;
         ASSERT_TRUE(std::getline(lines, line));
-        EXPECT_EQ(Json::parse(line).at("error").at("name"), name);
-        EXPECT_EQ(Json::parse(line).at("results").size(), 0U);
+        const Json json = Json::parse(line);
+        EXPECT_EQ(json.contains("error") ? json["error"]["name"].dump() : "none", name);
+        EXPECT_EQ(json["results"].empty(), json.contains("error"));
+        EXPECT_EQ(json["audio_seconds"], std::string(name) == "null" ? 0 : 0.5);
     }
-    ASSERT_TRUE(std::getline(lines, line));
-    EXPECT_FALSE(Json::parse(line).contains("error"));
-    EXPECT_EQ(Json::parse(line).at("audio_seconds"), 0.5);
-    EXPECT_FALSE(std::getline(lines, line));
-    // A session whose engine failed is not used again; one that heard no speech is.
-    EXPECT_EQ(Count("start "), 3) << Log();
-    ExpectOrderlyEnd();
 }
 
-TEST_F(Tool, LoadsAResourceOnceAndBindsItToEverySession) {
-    const std::string grammar = dir_.Write("g.gram", "#JSGF go;");
-    const ToolResult result =
-        Run({"--grammar", grammar, "--jobs", "2", Sound(1), Sound(2), Sound(3)},
-            {{"answers", {{"1", {{"error", 2}}}, {"3", {{"error", 32}}}}}});
-    EXPECT_EQ(Count("load asr.cloud.grammar format=3 [#JSGF go;]"), 1) << Log();
-    EXPECT_EQ(Count("bind "), Count("start ")) << Log();
-    EXPECT_NE(result.err.find("LEXO_ERR_NOT_SUPPORT"), std::string::npos) << result.err;
-    EXPECT_NE(result.err.find("--grammar " + grammar + " as jsgf"), std::string::npos)
-        << result.err;
-    ExpectOrderlyEnd();
-    Run({"--resource", "digits", "--capability", "keywordspot", Sound(1)});
-    EXPECT_EQ(Count("load "), 0) << Log();
-    EXPECT_EQ(Count("name=digits"), 1) << Log();
-    ExpectOrderlyEnd();
+TEST_F(Tool, ReadsStandardInputAndWarnsOfWhatIsCut) {
+    const std::string content = ReadAll(Sound(7));
+    const std::tuple<std::string, Strings, std::string, int> cases[] = {
+        {content, {"-"}, "", 0},
+        {content.substr(44), {"-", "--rate", "16000"}, "", 0},
+        {"", {"-"}, "standard input: is empty", 1},
+        {"", {"-", "--rate", "16000"}, "standard input: holds no audio", 1},
+        {content.substr(0, 3244), {"-"}, "warning: standard input is cut short: its header", 0},
+    };
+    server_.Otherwise(Says({"seven"}));
+    for (const auto& [bytes, arguments, told, status] : cases) {
+        const std::string file = dir_.Write("bytes", bytes);
+        for (const std::string& setup : {"cat '" + file + "' |", "exec <'" + file + "';"}) {
+            setup_ = setup;
+            const ToolResult result = Run(arguments);
+            EXPECT_EQ(result.status, status) << setup << result.err;
+            EXPECT_EQ(result.out, status == 0 ? "seven\n" : "");
+            ExpectTold(result.err, {told});
+        }
+    }
 }
 
-TEST_F(Tool, ReleasesTheResourceOnEveryWayOut) {
-    const std::string words = dir_.Write("w", "orvx\n");
-    const Json interrupted = {{"answers", {{"1", {{"signal_at", 1}}}}}};
-    EXPECT_EQ(Run({"--words", words, "--stream", "continue", Sound(1)}, interrupted).status, 1);
-    ExpectOrderlyEnd();
-    EXPECT_EQ(Run({"--words", words, "--param", "analysis_mode=online", Sound(1)}).status, 2);
-    ExpectOrderlyEnd();
-    const ToolResult refused = Run({"--words", words, Sound(1)}, {{"load", 2}});
-    EXPECT_NE(refused.err.find("LEXO_ERR_NOT_SUPPORT: --words " + words), std::string::npos)
-        << refused.err;
-    EXPECT_EQ(refused.status, 1);
-    ExpectOrderlyEnd();
-}
-
-TEST_F(Tool, ReadsStandardInput) {
-    run_.input_file = Sound(7);
-    EXPECT_EQ(Run({"-"}, {{"answers", {{"7", {{"texts", {"seven"}}}}}}}).out, "seven\n");
-    run_.input_file = dir_.Write("samples", Bytes(Recording(8)));
-    EXPECT_EQ(Run({"-", "--rate", "16000"}, {{"answers", {{"8", {{"texts", {"eight"}}}}}}}).out,
-              "eight\n");
-}
-
-TEST_F(Tool, SetsTheParametersOfEverySession) {
+TEST_F(Tool, SendsTheParametersOfEverySession) {
     Run({"--param", "audio_format=ulaw", "--param", "textpostproc=smooth;punctuate", "--param",
          "property_domain=bank", "--jobs", "2", Sound(1), Sound(2)});
-    for (const char* set : {" 4=2\n", " 16=5\n", " 14=bank\n"}) {
-        EXPECT_EQ(Count(set), 2) << Log();
+    ASSERT_EQ(Chunks(), "-1:4000 -1:4000");
+    for (const Request& request : Requests()) {
+        EXPECT_TRUE(request.access.property().starts_with("chinese_8k_bank,"));
+        ExpectTold(request.inner.task_config(), {"audio_format=ulaw", "smooth", "punctuate"});
     }
-    EXPECT_EQ(Count("bytes=4000"), 2) << Log();
-    Run({Sound(1)});
-    EXPECT_EQ(Count(" 4=6\n"), 1) << Log();
+    const ToolResult result = Run({"--capability", "analysis", "--stream", "yes", Sound(1)});
+    EXPECT_EQ(result.status, 2);
+    ExpectTold(result.err, {"LEXO_ERR_NOT_SUPPORT", "stream_recog", "asr.cloud.analysis"});
+}
+
+// Run sees to it that none stays behind.
+TEST_F(Tool, SendsAResourceWithEverySession) {
+    const std::string file = dir_.Write("a", "#JSGF go;");
+    const std::tuple<Strings, const char*, int> cases[] = {
+        {{"--grammar", file}, "grammar", 3},
+        {{"--grammar", file, "--grammar-format", "abnf"}, "grammar", 2},
+        {{"--keywords", file}, "keywordspot", 0},
+        {{"--keywords", file, "--capability", "analysis"}, "analysis", 0},
+        {{"--words", file}, "freetalk", 6},
+    };
+    for (const auto& [arguments, capability, format] : cases) {
+        server_.Then(Fails(2));  // its session is replaced
+        const ToolResult result = Run(arguments, {"--jobs", "2", Sound(1), Sound(2), Sound(3)});
+        EXPECT_EQ(Chunks(), "-1:16000 -1:16000 -1:16000") << result.err;
+        for (const Request& request : Requests()) {
+            EXPECT_EQ(request.inner.cap_name(), std::string("asr.cloud.") + capability);
+            EXPECT_EQ(request.inner.resource_data(), "#JSGF go;");
+            EXPECT_EQ(request.inner.resource_type(), format);
+        }
+        ExpectTold(result.err, {"LEXO_ERR_NOT_SUPPORT", "not take " + arguments[0] + " " + file});
+    }
+    EXPECT_EQ(Run({"--words", file, "--param", "analysis_mode=online", Sound(1)}).status, 2);
 }
 
 }  // namespace

@@ -1,0 +1,194 @@
+// Recordings of every kind, from files and pipes, on their way to the server.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstring>
+#include <thread>
+
+#include "Errors.h"
+#include "SoundFiles.h"
+#include "SpeechReader.h"
+#include "TempDir.h"
+#include "UniqueFd.h"
+
+namespace recognize {
+namespace {
+
+std::string Raw(const Samples& samples) {
+    return {reinterpret_cast<const char*>(samples.data()), samples.size() * sizeof samples[0]};
+}
+
+Samples FromBytes(const std::string& bytes) {
+    Samples samples(bytes.size() / 2);
+    std::memcpy(samples.data(), bytes.data(), samples.size() * 2);
+    return samples;
+}
+
+// Strength of what differs, relative to the tone itself; the middle is compared, as filters swing
+// in and out at the ends.
+double Difference(const Samples& got, const Samples& wanted) {
+    double error = 0;
+    double power = 0;
+    const std::size_t last = std::min(got.size(), wanted.size()) * 9 / 10;
+    for (std::size_t i = wanted.size() / 10; i < last; ++i) {
+        error += std::pow(got[i] - wanted[i], 2);
+        power += std::pow(wanted[i], 2);
+    }
+    return power == 0 ? 1 : std::sqrt(error / power);
+}
+
+class Audio : public testing::Test {
+  protected:
+    // Everything that is sent of a recording; warning_ is what is told about it.
+    std::string Read(const std::string& name, int audio_format = kPcm16k16Bit) {
+        SpeechReader reader(name, IsRawName(name) ? std::optional(16000) : std::nullopt,
+                            FindAudioFormat(audio_format));
+        const std::string bytes = reader.All(std::size_t{1} << 30);
+        warning_ = reader.Source().Warning();
+        return bytes;
+    }
+
+    // Writes to a new named pipe, the first bytes apart.
+    std::jthread Feed(const std::string& pipe, const std::string& bytes) {
+        EXPECT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+        return std::jthread([=] {
+            std::ofstream out(pipe, std::ios::binary);
+            out << bytes.substr(0, 12) << std::flush;
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            out << bytes.substr(12) << std::flush;
+        });
+    }
+
+    const TempDir dir_;
+    const std::string file_ = dir_.Path("file");
+    std::string warning_;
+};
+
+TEST_F(Audio, ReadsContainersAndCodingsWholeOrCutFromFilesAndPipes) {
+    const std::tuple<int, int, double, const char*> cases[] = {
+        {SF_FORMAT_WAVEX | SF_FORMAT_PCM_24, 44100, 0.01, "announces 8.00 s, 4.00 s are there"},
+        {SF_FORMAT_WAV | SF_FORMAT_FLOAT, 48000, 0.01, "announces 8.00 s, 4.00 s are there"},
+        {SF_FORMAT_WAV | SF_FORMAT_PCM_U8, 16000, 0.02, "announces 8.00 s, 4.00 s are there"},
+        {SF_FORMAT_WAV | SF_FORMAT_ULAW, 11025, 0.05, "announces 8.00 s, 4.00 s are there"},
+        {SF_FORMAT_WAV | SF_FORMAT_GSM610, 8000, 0.3, "announces 8."},
+        {SF_FORMAT_RF64 | SF_FORMAT_PCM_16, 96000, 0.01, ""},
+        {SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 22050, 0.01, "announces 8.00 s, "},
+        {SF_FORMAT_OGG | SF_FORMAT_VORBIS, 16000, 0.1, "its end is missing"},
+        {SF_FORMAT_OGG | SF_FORMAT_OPUS, 16000, 0.1, "its end is missing"},
+        {SF_FORMAT_AIFF | SF_FORMAT_PCM_16, 8000, 0.01, ""},
+    };
+    for (const auto& [format, rate, allowed, told] : cases) {
+        SCOPED_TRACE(format);
+        WriteSound(file_, format, rate, 1, Tone(rate, 8));
+        const Samples got = FromBytes(Read(file_));
+        EXPECT_NEAR(static_cast<double>(got.size()), 128000, 640);
+        EXPECT_LT(Difference(got, Tone(16000, 8)), allowed);
+        EXPECT_EQ(warning_, "");
+        const std::string pipe = dir_.Path(std::to_string(format));
+        const auto writer = Feed(pipe, ReadAll(file_));
+        EXPECT_EQ(FromBytes(Read(pipe)), got);
+        EXPECT_EQ(warning_, "");
+        std::filesystem::resize_file(file_, std::filesystem::file_size(file_) / 2);
+        Read(file_);
+        EXPECT_NE(warning_.find(told), std::string::npos) << warning_;
+    }
+}
+
+TEST_F(Audio, KeepsClipsAndMixesSamples) {
+    Samples every;
+    for (int value = -32768; value <= 32767; ++value) {
+        every.push_back(static_cast<std::int16_t>(value));
+    }
+    WriteWav(file_, every);
+    EXPECT_EQ(Read(file_), Raw(every));
+    dir_.Write("a.raw", Raw(every) + "x");  // half a sample too many
+    EXPECT_EQ(Read(dir_.Path("a.raw")), Raw(every));
+    const float loud[] = {1.5F, -1.5F};
+    WriteSound(dir_.Path("b.wav"), SF_FORMAT_WAV | SF_FORMAT_FLOAT, 16000, 1, {1, 1});
+    std::string content = ReadAll(dir_.Path("b.wav"));
+    std::memcpy(content.data() + content.find("data") + 8, loud, sizeof loud);
+    EXPECT_EQ(FromBytes(Read(dir_.Write("b.wav", content))), (Samples{32767, -32768}));
+    WriteSound(dir_.Path("c.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, 16000, 3,
+               {3000, 600, 0, -300, -600, 300, 30000, 30000, 30000});
+    EXPECT_EQ(FromBytes(Read(dir_.Path("c.wav"))), (Samples{1200, -200, 30000}));
+}
+
+// The sum of the pieces is the whole, for codings with and without blocks.
+TEST_F(Audio, MakesEveryFormatOfASessionInPieces) {
+    WriteWav(file_, Tone(44100, 1.01), 44100);
+    const std::tuple<int, int, int, std::size_t, double, int, std::size_t> cases[] = {
+        {0, SF_FORMAT_PCM_16 | SF_ENDIAN_LITTLE, 8000, 16160, 0.01, 100, 1600},
+        {1, SF_FORMAT_ALAW, 8000, 8080, 0.05, 30, 240},
+        {2, SF_FORMAT_ULAW, 8000, 8080, 0.05, 10, 80},
+        {3, SF_FORMAT_VOX_ADPCM, 6000, 3030, 0.2, 100, 300},
+        {4, SF_FORMAT_VOX_ADPCM, 8000, 4040, 0.2, 10, 40},
+        // 10 ms are no whole block of GSM 06.10: the piece grows to two.
+        {5, SF_FORMAT_GSM610, 8000, 51 * 33, 0.3, 10, 33},
+        {6, SF_FORMAT_PCM_16 | SF_ENDIAN_LITTLE, 16000, 32320, 0.01, 10, 320},
+    };
+    for (const auto& [audio_format, coding, rate, bytes, allowed, chunk_ms, first_bytes] : cases) {
+        SCOPED_TRACE(audio_format);
+        SpeechReader reader(file_, {}, FindAudioFormat(audio_format));
+        std::string all = reader.Next(chunk_ms);
+        EXPECT_EQ(all.size(), first_bytes);
+        for (std::string piece; !(piece = reader.Next(chunk_ms)).empty();) {
+            all += piece;
+        }
+        EXPECT_EQ(all.size(), bytes);
+        EXPECT_EQ(all, Read(file_, audio_format));
+        EXPECT_NEAR(reader.SecondsRead(), 1.01, 0.001);
+        EXPECT_DOUBLE_EQ(reader.FractionRead(), 1);
+        SF_INFO info{0, rate, 1, SF_FORMAT_RAW | coding, 0, 0};
+        SNDFILE* file = sf_open(dir_.Write("encoded", all).c_str(), SFM_READ, &info);
+        Samples decoded(20000);
+        decoded.resize(static_cast<std::size_t>(sf_read_short(file, decoded.data(), 20000)));
+        sf_close(file);
+        EXPECT_LT(Difference(decoded, Tone(rate, 1.01)), allowed);
+        SpeechReader limited(file_, {}, FindAudioFormat(audio_format));
+        EXPECT_THROW(limited.All(bytes - 1), AudioError);
+    }
+}
+
+TEST_F(Audio, TakesWhatARecorderWritesAndHearsItBeforeTheEnd) {
+    const Samples tone = Tone(16000, 1);
+    WriteWav(file_, tone);
+    // A recorder does not know the length when it writes its header, in pieces.
+    std::string live = ReadAll(file_);
+    live.replace(40, 4, "\xFF\xFF\xFF\xFF");
+    dir_.Write("b.wav", live);
+    const auto writer = Feed(dir_.Path("live"), live);
+    for (const char* name : {"live", "b.wav"}) {
+        EXPECT_EQ(Read(dir_.Path(name)), Raw(tone)) << name;
+        EXPECT_EQ(warning_, "");
+    }
+    ASSERT_EQ(::mkfifo(dir_.Path("open").c_str(), 0600), 0);
+    const UniqueFd held(::open(dir_.Path("open").c_str(), O_RDWR));  // the end does not come
+    ASSERT_EQ(::write(held.Get(), live.data(), 44 + 8000), 44 + 8000);
+    SpeechReader reader(dir_.Path("open"), {}, FindAudioFormat(kPcm16k16Bit));
+    EXPECT_EQ(reader.Next(200), Raw(tone).substr(0, 6400));
+}
+
+TEST_F(Audio, TellsWhatCannotBeRead) {
+    WriteSound(dir_.Path("cut.flac"), SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 16000, 1, Tone(16000, 2));
+    std::filesystem::resize_file(dir_.Path("cut.flac"), 30);
+    const std::pair<std::string, const char*> cases[] = {
+        {dir_.Path("missing.wav"), "No such file"},
+        {dir_.Path(""), "folder"},
+        {"/dev/null", "device"},
+        {dir_.Write("empty.wav", ""), "is empty"},
+        {dir_.Write("notes.wav", "this is a text, and long enough to hold a header"), "known form"},
+        {dir_.Path("cut.flac"), "no recording that can be read"},
+    };
+    for (const auto& [name, told] : cases) {
+        try {
+            Read(name);
+            ADD_FAILURE() << name << " was read";
+        } catch (const AudioError& error) {
+            EXPECT_NE(std::string(error.what()).find(told), std::string::npos) << error.what();
+        }
+    }
+}
+
+}  // namespace
+}  // namespace recognize
