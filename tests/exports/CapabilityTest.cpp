@@ -34,14 +34,17 @@ TEST_F(CapabilityTest, FormsOfANameForSessionsAndResources) {
         bool starts;
     } cases[] = {
         {"  FreeTalkXYZ\r\n", "asr.cloud.freetalk", true},
-        {"keywordspot,anything at all", "asr.cloud.keywordspot", true},
+        {"\t\n keywordspot,anything at all", "asr.cloud.keywordspot", true},
         {"ASR.Cloud.Grammar", "asr.cloud.grammar", true},
-        {" asr.cloud.analysis, ", "asr.cloud.analysis", true},
+        {" asr.cloud.analysisX ", "asr.cloud.analysis", true},
         {" ASR.Cloud.Grammar,behind", "asr.cloud.grammar", false},
         {nullptr, nullptr, false},
         {" talk\n", nullptr, false},
         {"my.asr.cloud.grammar", nullptr, false},
         {"asr.cloud.keyword", nullptr, false},
+        {"freetalk asr.cloud.grammar", nullptr, false},
+        {"\vfreetalk", nullptr, false},
+        {"%s%n", nullptr, false},
     };
     for (const auto& one : cases) {
         const std::string name = one.name != nullptr ? one.name : "";

@@ -84,19 +84,21 @@ Reaction Identity(const std::string& identity) {
     return Answer(Echo([=](LexoResponseMessage& m) { m.set_identify(identity); }));
 }
 
-FailureCase TransportCase(const std::string& name, Reaction reaction) {
-    return {name,
-            std::move(reaction),
-            {LEXO_ERR_NETWORK_FAILED, 1},
-            "Network Error: Recog request to [127.0.0.1:{port}] faield(1)",
-            true};
+FailureCase TransportCase(const std::string& name, Reaction reaction, int status = 1) {
+    return {
+        name,
+        std::move(reaction),
+        {LEXO_ERR_NETWORK_FAILED, 1},
+        "Network Error: Recog request to [127.0.0.1:{port}] faield(" + std::to_string(status) + ")",
+        true};
 }
 
 // A number outside the enumeration can only be written as a field the schema does not know.
-FailureCase EngineTypeCase(const std::string& varint, int status, int type) {
+FailureCase EngineTypeCase(const std::string& fields, int status, int type) {
     const std::string name = "Unsupported result type:[" + std::to_string(type) + "]";
-    LexoResponseMessage answer;
-    answer.mutable_unknown_fields()->append("\x30" + varint);
+    LexoResponseMessage answer = scripted::FreetalkResult(1, 1, 0);
+    answer.clear_nenginetype();
+    answer.mutable_unknown_fields()->append(fields);
     return {name, Answer(EchoResult(answer, status)), {LEXO_ERR_UNKNOWN, status}, name, false,
             true};
 }
@@ -126,11 +128,12 @@ std::vector<FailureCase> Cases() {
         ServerError(33, 33, true),
         ServerError(34, 34, true),
         ServerError(123456, 123456, false),
-        EngineTypeCase("\x04", 8, 4),
-        EngineTypeCase("\xAC\x02", 1, 300),
-        EngineTypeCase("\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x01", 0, -1),
+        EngineTypeCase("\x30\x04", 8, 4),
+        EngineTypeCase("\x78\x05\x7A\x01\x30\x30\xAC\x02", 1, 300),
+        EngineTypeCase("\x30\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x01", 0, -1),
         // There is no whole answer.
         TransportCase("hang up at once", HangUp()),
+        TransportCase("reset", scripted::Reset(), -1),
         TransportCase("hang up inside the prefix", Cut(2)),
         TransportCase("hang up behind the prefix", Cut(4)),
         TransportCase("hang up inside the body", Cut(11)),
@@ -208,7 +211,7 @@ TEST_F(FailureTest, AnUnknownKindOfResultWithTheResultBitIsHeldAndNeitherOpensNo
         if (one.first_chunks == 1) {
             EXPECT_EQ(session.Recognize(), kGood);
         }
-        server_.Then(EngineTypeCase("\x09", 2, 9).reaction);
+        server_.Then(EngineTypeCase("\x30\x09", 2, 9).reaction);
         EXPECT_EQ(session.Send("audio", one.is_data_over), (Outcome{LEXO_ERR_UNKNOWN, 2}));
         EXPECT_EQ(session.Recognize(), (Outcome{LEXO_ERR_RESULT_NOT_FREE, kUntouched}));
         EXPECT_EQ(session.FreeResult(), LEXO_ERR_NONE);

@@ -60,11 +60,14 @@ TEST_F(LifecycleTest, TheProbeSaysWhatItMet) {
         EXPECT_EQ(init.out, ConfFileLine() + one.out);
         EXPECT_EQ(init.err.substr(0, one.err.size()), one.err);
         EXPECT_EQ(Logged(), Lines{"connect to [" + one.address + "] failed!"});
+        if (one.err != cases[0].err) {  // a connection attempt takes seconds there
+            EXPECT_EQ(Session("freetalk").Recognize(), (Outcome{LEXO_ERR_NETWORK_FAILED, 1}));
+            EXPECT_EQ(Logged(),
+                      Lines{"Network Error: Recog request to [" + one.address + "] faield(4)"});
+        }
     }
-    Session session("freetalk");
-    EXPECT_EQ(session.Recognize(), (Outcome{LEXO_ERR_NETWORK_FAILED, 1}));
     server_.Start();
-    EXPECT_EQ(session.Recognize(), kGood) << "it may come up later";
+    EXPECT_EQ(Session("freetalk").Recognize(), kGood) << "it may come up later";
 }
 
 TEST_F(LifecycleTest, FormsOfTheArgument) {
@@ -127,16 +130,20 @@ TEST_F(LifecycleTest, InitMayBeRepeatedAndRedoesEverything) {
 TEST_F(LifecycleTest, EndRefusesWhileSessionsWorkButClosesThePool) {
     Init();
     ASSERT_TRUE(server_.WaitForOpenConnections(0)) << "the probe keeps no connection";
+    ScriptedServer other("127.0.0.2");
     {
         Session one("freetalk");
         const Session two("grammar");
+        EXPECT_EQ(one.Recognize(), kGood);
+        ASSERT_EQ(InitProxy(other.Address()).code, LEXO_ERR_NONE);
         EXPECT_EQ(one.Recognize(), kGood);
         EXPECT_TRUE(server_.WaitForOpenConnections(1));
         home_.NewLog();
         EXPECT_EQ(orvx_proxy_End(), LEXO_ERR_ACTIVE_SESSION_EXIST);
         EXPECT_THAT(home_.NewLog(),
                     IsSupersetOf({std::string("ERROR There're still 2 sessions working."),
-                                  "DEBUG xxxx--Shutdown connection to " + server_.Address()}));
+                                  "DEBUG xxxx--Shutdown connection to " + server_.Address(),
+                                  "DEBUG xxxx--Shutdown connection to " + other.Address()}));
         EXPECT_TRUE(server_.WaitForOpenConnections(0));
         EXPECT_EQ(Session("analysis").Number(), one.Number() + 2) << "the count goes on";
         EXPECT_EQ(one.Recognize(), kGood) << "a fresh pool serves the session";

@@ -138,6 +138,7 @@ TEST_F(RequestTest, IdentitiesNameProcessThreadTimeAndIndex) {
     Session sessions[] = {Session("freetalk"), Session("grammar"), Session("freetalk")};
     int last = 0;
     for (Session& session : sessions) {
+        EXPECT_EQ(session.Recognize({}).code, LEXO_ERR_PARAM_INVALID) << "takes no index";
         const Request request = Sent(session);
         const std::string identity = request.inner.identify();
         EXPECT_THAT(identity, MatchesRegex(std::to_string(::getpid()) + "_" +

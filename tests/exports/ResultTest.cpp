@@ -97,6 +97,18 @@ LexoResponseMessage WithSegments(LexoResponseMessage message, int count) {
     return message;
 }
 
+// Role and emotion outside their enumerations, and a text that looks like an engine type.
+LexoResponseMessage WithUnknownFields() {
+    LexoResponseMessage message = scripted::AnalysisResult({0, 1, 0, 0, 1, 0});
+    auto* segment = message.mutable_sanalysisresult()->mutable_psegmentresults(0);
+    segment->clear_nrole();
+    segment->mutable_unknown_fields()->append("\x18\x09");
+    segment->mutable_pemotionresults(0)->clear_nemotion();
+    segment->mutable_pemotionresults(0)->mutable_unknown_fields()->append("\x20\x09");
+    message.mutable_unknown_fields()->append("\x7A\x02\x30\x04");
+    return message;
+}
+
 TEST_F(ResultTest, EveryFieldArrivesAndTheRecordIsReleased) {
     const struct {
         LexoResponseMessage sent;
@@ -125,6 +137,7 @@ TEST_F(ResultTest, EveryFieldArrivesAndTheRecordIsReleased) {
          "125 126 ] 127 128 1 1[sentence 129 130 131.25 ] 1[1[132 133 134 135 136 "
          "137 ] ] 2[138 139 140 0 141 142 143 1 ] 1[144 keyword 145 146 147 148 ] ] ",
          "0 0 "},
+        {WithUnknownFields(), "0 1[101 102 0 0 0 1[103 104 105 0 ] 0 ] ", "0 0 "},
         {scripted::AnalysisResult({0, 1, 0, 0, 0, 0}), "0 1[101 102 0 0 0 0 0 ] ", "0 0 "},
     };
     Session session("freetalk");
@@ -141,8 +154,8 @@ TEST_F(ResultTest, EveryFieldArrivesAndTheRecordIsReleased) {
 
 TEST_F(ResultTest, TextsPassUnchangedButKeywordsAreCutAt255Bytes) {
     Session session("freetalk");
-    for (const std::string& text :
-         {std::string(), std::string("\xC4\xE3\xBA\xC3 \xFF %s"), std::string(100000, 'w')}) {
+    for (const std::string& text : {std::string(), std::string("\xC4\xE3\xBA\xC3 \xFF %s"),
+                                    std::string(255, 'v'), std::string(100000, 'w')}) {
         LexoResponseMessage sent = scripted::FreetalkResult(1, 1, 0);
         auto* segment = sent.mutable_sfreetalkresult()->mutable_psegmentlist(0);
         segment->mutable_psentenceresults(0)->set_psztext(text);
