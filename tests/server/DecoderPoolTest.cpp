@@ -163,23 +163,5 @@ TEST_F(DecoderPoolTest, StopAbandonsWhatIsNotBeingFinished) {
     EXPECT_EQ(Text(std::move(running)), Words(1));
 }
 
-TEST_F(DecoderPoolTest, ManyThreadsAtOnceGetEachTheirOwnResult) {
-    std::vector<std::thread> threads;
-    for (std::uint64_t owner = 0; owner < 4; ++owner) {
-        threads.emplace_back([&, owner] {
-            for (std::size_t i = 0; i < 25; ++i) {
-                const Job job = pool_.Open({owner, i % 3 == 0 ? kSecond : 0, 1});
-                for (std::size_t j = 0; j <= i % 7; ++j) pool_.Feed(job, Audio(1));
-                if (i % 5 == 4) {
-                    pool_.Cancel(job);
-                } else {
-                    EXPECT_EQ(Text(job), Words(i % 7 + 1));
-                }
-            }
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
-}
-
 }  // namespace
 }  // namespace orvx::test

@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -9,18 +10,80 @@
 #include <regex>
 #include <thread>
 
-#include "ServerProcess.h"
 #include "TestAudio.h"
 #include "TestServer.h"
 
 namespace orvx::test {
 namespace {
 
+std::string ReadAll(const std::string& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+// Fails the test if `condition` does not come true within two minutes.
+template <typename Condition>
+void Await(Condition condition) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(2);
+    while (!condition()) {
+        ASSERT_LT(std::chrono::steady_clock::now(), end);
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+}
+
+// orvx-server as a child process.
+class ServerProcess {
+  public:
+    // With one decoder and on a free port, unless `options` say otherwise. Its standard error goes
+    // to the descriptor `errors`, if there is one, or else where Errors finds it.
+    explicit ServerProcess(std::string options = "", int errors = -1) {
+        if (options.find("--listen") == std::string::npos) options += " --listen 127.0.0.1:0";
+        if (options.find("--workers") == std::string::npos) options += " --workers 1";
+        const std::string command = "exec " ORVX_SERVER_PATH " " + options + " >" + Output();
+        pid_ = ::fork();
+        if (pid_ != 0) return;
+        ::dup2(errors >= 0 ? errors : ::creat(Errors().c_str(), 0600), STDERR_FILENO);
+        ::execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+        ::_exit(127);
+    }
+    ~ServerProcess() {
+        if (pid_ > 0) End(SIGKILL);
+        std::filesystem::remove(Output());
+        std::filesystem::remove(Errors());
+    }
+    ServerProcess(const ServerProcess&) = delete;
+    ServerProcess& operator=(const ServerProcess&) = delete;
+
+    // Waits until the server's line says the port.
+    std::uint16_t AwaitReady() const {
+        Await([this] { return ReadAll(Output()).ends_with('\n'); });
+        const std::string line = ReadAll(Output());
+        return static_cast<std::uint16_t>(std::stoi(line.substr(line.rfind(':') + 1)));
+    }
+    void Signal(int signal) const { ::kill(pid_, signal); }
+    // Sends it a signal, if not 0, and waits for its end: its status, or minus the signal of that.
+    int End(int signal = 0) {
+        Signal(signal);
+        int status = 0;
+        Await([&] { return ::waitpid(pid_, &status, WNOHANG) != 0; });
+        pid_ = -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    }
+    // Where it writes to.
+    std::string Output() const { return name_ + ".out"; }
+    std::string Errors() const { return name_ + ".err"; }
+
+  private:
+    static inline int count_ = 0;
+
+    const std::string name_ = testing::TempDir() + "orvx-server-" + std::to_string(::getpid()) +
+                              "-" + std::to_string(++count_);
+    pid_t pid_ = -1;
+};
 TEST(ProcessTest, ServesLogsWhatItDoesAndEndsWithStatus0) {
     const auto port_file = std::filesystem::temp_directory_path() / std::to_string(::getpid());
-    ServerProcess server({"--port-file", port_file.string()});
+    ServerProcess server("--port-file " + port_file.string());
     const std::uint16_t port = server.AwaitReady();
-    ASSERT_NE(port, 0) << server.Errors();
     int written = 0;
     std::ifstream(port_file) >> written;
     EXPECT_EQ(written, port);
@@ -37,8 +100,9 @@ TEST(ProcessTest, ServesLogsWhatItDoesAndEndsWithStatus0) {
         stream.Close();
     }
     EXPECT_EQ(server.End(SIGINT), 0);
-    EXPECT_EQ(server.Output(), "orvx-server ready on 127.0.0.1:" + std::to_string(port) + "\n");
-    const std::string log = server.Errors();
+    EXPECT_EQ(ReadAll(server.Output()),
+              "orvx-server ready on 127.0.0.1:" + std::to_string(port) + "\n");
+    const std::string log = ReadAll(server.Errors());
     for (
         const char* const line :
         {"loaded 1 decoder in .* s: .* MB, ",
@@ -55,9 +119,8 @@ TEST(ProcessTest, ServesLogsWhatItDoesAndEndsWithStatus0) {
 
 TEST(ProcessTest, AFirstSignalWaitsForTheRecognitionUnderWayASecondDoesNot) {
     for (const bool is_second : {false, true}) {
-        ServerProcess server({"--drain-timeout", "1000", "--verbose"});
+        ServerProcess server("--drain-timeout 1000 --verbose");
         const std::uint16_t port = server.AwaitReady();
-        ASSERT_NE(port, 0);
         Samples speech = Load(kGoForward.file);
         for (int i = 0; i < 5; ++i) speech = is_second ? Join({speech, speech}) : speech;
         TestClient client(port);
@@ -65,23 +128,20 @@ TEST(ProcessTest, AFirstSignalWaitsForTheRecognitionUnderWayASecondDoesNot) {
         // The request has arrived when others that were sent later are answered.
         for (int i = 0; i < 5; ++i) TestClient(port).Ask(MakeRequest(kPcm16, Pause(100)));
         server.Signal(SIGTERM);
-        while (is_second && server.Errors().find("finishing what is") == std::string::npos) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
+        Await([&] { return ReadAll(server.Errors()).find("finishing") != std::string::npos; });
         if (!is_second) {
             EXPECT_EQ(client.Receive()->Text(), kGoForward.said);
         }
         EXPECT_EQ(server.End(is_second ? SIGTERM : 0), is_second ? 128 + SIGTERM : 0);
-        EXPECT_NE(server.Errors().find("-hmm"), std::string::npos) << "the engine speaks";
+        EXPECT_NE(ReadAll(server.Errors()).find("-hmm"), std::string::npos);
     }
 }
 
 TEST(ProcessTest, NobodyNeedsToReadItsLog) {
     int pipe_ends[2];
     ASSERT_EQ(::pipe2(pipe_ends, O_CLOEXEC), 0);
-    ServerProcess server({}, pipe_ends[1]);
+    ServerProcess server("", pipe_ends[1]);
     const std::uint16_t port = server.AwaitReady();
-    ASSERT_NE(port, 0);
     for (int i = 0; i < 300; ++i) {  // log lines that no pipe holds
         EXPECT_EQ(TestClient(port).Ask(MakeRequest(kPcm16, Pause(10))).Error(), 12);
     }
@@ -95,27 +155,24 @@ TEST(ProcessTest, NobodyNeedsToReadItsLog) {
 TEST(ProcessTest, WhatCannotStartSaysWhy) {
     ServerProcess first;
     const std::string used = "127.0.0.1:" + std::to_string(first.AwaitReady());
-    const struct {
-        std::vector<std::string> arguments;
-        int status;
-        std::string says;
-    } cases[] = {
-        {{"--listen=" + used}, 1, "cannot listen on " + used + ": Address already in use"},
-        {{"--listen=192.0.2.1:0"}, 1, "listen on 192.0.2.1:0: Cannot assign requested address"},
-        {{"--model-dir=/nowhere"}, 1, "no acoustic model at /nowhere/en-us/mdef"},
-        {{"--dictionary=/nowhere"}, 1, "no dictionary at /nowhere"},
-        {{"--dictionary=/tmp"}, 1, "the dictionary /tmp is no file"},
-        {{"--dictionary=/etc/passwd"}, 1, "the dictionary /etc/passwd holds no word"},
-        {{"--language-model=/etc/passwd"}, 1, "with the language model /etc/passwd"},
-        {{"--port-file=/nowhere/p"}, 1, "cannot write the port file /nowhere/p: No such file"},
-        {{"--port-file=/tmp"}, 1, "cannot write the port file /tmp: Is a directory"},
-        {{"--workers=0"}, 2, "--workers: must be a number from 1 to 256"}};
-    for (const auto& bad : cases) {
-        ServerProcess server(bad.arguments);
-        EXPECT_EQ(server.End(), bad.status) << bad.says;
-        EXPECT_NE(server.Errors().find("orvx-server: "), std::string::npos);
-        EXPECT_NE(server.Errors().find(bad.says), std::string::npos) << server.Errors();
-        EXPECT_EQ(server.Output(), "");
+    const std::tuple<std::string, int, std::string> cases[] = {
+        {"--listen " + used, 1, "cannot listen on " + used + ": Address already in use"},
+        {"--listen 192.0.2.1:0", 1, "listen on 192.0.2.1:0: Cannot assign requested address"},
+        {"--model-dir /nowhere", 1, "no acoustic model at /nowhere/en-us/mdef"},
+        {"--dictionary /nowhere", 1, "no dictionary at /nowhere"},
+        {"--dictionary /tmp", 1, "the dictionary /tmp is no file"},
+        {"--dictionary /etc/passwd", 1, "the dictionary /etc/passwd holds no word"},
+        {"--language-model /etc/passwd", 1, "with the language model /etc/passwd"},
+        {"--port-file /nowhere/p", 1, "cannot write the port file /nowhere/p: No such file"},
+        {"--port-file /tmp", 1, "cannot write the port file /tmp: Is a directory"},
+        {"--workers 0", 2, "--workers: must be a number from 1 to 256"}};
+    for (const auto& [options, status, says] : cases) {
+        ServerProcess server(options);
+        EXPECT_EQ(server.End(), status) << says;
+        const std::string errors = ReadAll(server.Errors());
+        EXPECT_NE(errors.find("orvx-server: "), std::string::npos) << errors;
+        EXPECT_NE(errors.find(says), std::string::npos) << errors;
+        EXPECT_EQ(ReadAll(server.Output()), "");
     }
 }
 

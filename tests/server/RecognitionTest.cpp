@@ -1,11 +1,10 @@
-// Recorded speech through the whole server: socket, protocol, audio, speech detection,
-// PocketSphinx.
+// Recorded speech through the whole server, with PocketSphinx. How many words of read sentences are
+// heard, in every mode, is seen from the host's end.
 #include <gtest/gtest.h>
 
-#include <iterator>
+#include <algorithm>
 #include <memory>
 #include <set>
-#include <sstream>
 #include <thread>
 
 #include "TestAudio.h"
@@ -36,34 +35,6 @@ class RecognitionTest : public testing::Test {
 
 std::unique_ptr<TestServer> RecognitionTest::server_;
 
-std::size_t CountCommon(const std::string& said, const std::string& heard) {
-    std::istringstream stream(heard);
-    std::multiset<std::string> left{std::istream_iterator<std::string>(stream), {}};
-    std::istringstream words(said);
-    std::size_t common = 0;
-    for (std::string word; words >> word;) {
-        if (const auto found = left.find(word); found != left.end()) left.erase(found), ++common;
-    }
-    return common;
-}
-
-TEST_F(RecognitionTest, HearsMostWordsOfReadSentencesAtOnceAndAsTheyStreamIn) {
-    std::size_t said = 0;
-    std::size_t heard = 0;
-    std::size_t heard_streaming = 0;
-    for (const Recording& sentence : BookSentences()) {
-        const Samples audio = Load(sentence.file);
-        said += CountCommon(sentence.said, sentence.said);
-        heard += CountCommon(sentence.said, Recognise(kPcm16, audio).Text());
-        TestStream stream(server_->Port(), kContinue);
-        std::string text;
-        for (const Answer& answer : stream.SendAll(Bytes(audio))) text += answer.Text() + " ";
-        heard_streaming += CountCommon(sentence.said, text + stream.Close().Text());
-    }
-    EXPECT_GT(heard * 3, said * 2);
-    EXPECT_GT(heard_streaming * 3, said * 2);
-}
-
 void ExpectGoodWords(const LexoResponseMessage::Lexo_Freetalk_Segment& segment, int sentence) {
     const std::string& text = segment.psentenceresults(sentence).psztext();
     std::string joined;
@@ -93,21 +64,6 @@ TEST_F(RecognitionTest, WordTimesCountFromTheStartOfTheAudio) {
             EXPECT_NEAR(words.pelementlist(i).nstarttime(), lead_ms + starts[i], 60);
         }
     }
-}
-
-TEST_F(RecognitionTest, ContinuousStreamsGiveEveryUtteranceWithItsTimes) {
-    TestStream stream(server_->Port(), kContinue);
-    const Samples command = Load(kGoForward.file);
-    std::vector<Answer> results = stream.SendAll(Bytes(Join({command, Silence(500), command})));
-    const Answer last = stream.Close();
-    if (last.Status() == kResultPresent) results.push_back(last);
-    ASSERT_EQ(results.size(), 2U);
-    std::vector<int> starts;
-    for (const Answer& answer : results) {
-        EXPECT_EQ(answer.Text(), kGoForward.said);
-        starts.push_back(answer.Segment(0).pelementlistresults(0).pelementlist(0).nstarttime());
-    }
-    EXPECT_NEAR(starts[1] - starts[0], static_cast<int>(command.size() / 16) + 500, 30);
 }
 
 TEST_F(RecognitionTest, AlternativesAreDifferentAndBestFirst) {

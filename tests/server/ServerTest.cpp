@@ -117,33 +117,26 @@ TEST_F(ServerTest, ClientsAtTheSameTimeGetEachTheirOwnAnswers) {
     for (std::thread& client : clients) client.join();
 }
 
-TEST_F(ServerTest, DrainingAnswersWhatIsUnderWay) {
-    Start();
-    engine_.HoldUp();
-    TestClient busy(server_->Port());
-    TestClient idle(server_->Port());
-    idle.Ask(MakeRequest(kPcm16, Pause(100)));
-    busy.Send(MakeRequest(kPcm16, Voice(1000)));
-    engine_.WaitForHeldUp(1);
-    server_->Drain();
-    EXPECT_TRUE(idle.IsClosedByServer());
-    EXPECT_THROW(TestClient(server_->Port()), std::system_error);
-    engine_.GoOn();
-    EXPECT_EQ(busy.Receive()->Text(), "word");
-    server_->Join();
-}
-
-TEST_F(ServerTest, DrainingDoesNotWaitForEver) {
-    options_.drain_timeout = std::chrono::milliseconds(100);
-    Start();
-    engine_.HoldUp();
-    TestClient busy(server_->Port());
-    busy.Send(MakeRequest(kPcm16, Voice(1000)));
-    engine_.WaitForHeldUp(1);
-    server_->Drain();
-    EXPECT_TRUE(busy.IsClosedByServer());
-    engine_.GoOn();  // the engine itself cannot be interrupted
-    server_->Join();
+TEST_F(ServerTest, DrainingAnswersWhatIsUnderWayButDoesNotWaitForEver) {
+    for (const bool is_patient : {true, false}) {
+        options_.drain_timeout = std::chrono::milliseconds(is_patient ? 60000 : 100);
+        Start();
+        engine_.HoldUp();
+        TestClient busy(server_->Port());
+        TestClient idle(server_->Port());
+        idle.Ask(MakeRequest(kPcm16, Pause(100)));
+        busy.Send(MakeRequest(kPcm16, Voice(1000)));
+        engine_.WaitForHeldUp(1);
+        server_->Drain();
+        EXPECT_TRUE(idle.IsClosedByServer());
+        EXPECT_THROW(TestClient(server_->Port()), std::system_error);
+        if (!is_patient) {
+            EXPECT_TRUE(busy.IsClosedByServer());
+        }
+        engine_.GoOn();  // the engine itself cannot be interrupted
+        EXPECT_EQ(busy.Receive().value_or(Answer{}).Text(), is_patient ? "word" : "");
+        server_->Join();
+    }
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <future>
+#include <sstream>
 
 #include "FakeEngine.h"
 #include "TestAudio.h"
@@ -72,66 +73,63 @@ TEST_F(UtteranceTest, ARecordingGivesASegmentForEachStretchWithItsTimes) {
     EXPECT_EQ(engine_.Get().longest_opening, samples) << "all of the longer stretch";
 }
 
-// What the answers to the chunks of one utterance are.
-struct Dialogue {
-    const char* task_config;
-    std::vector<std::pair<std::string, std::string>> chunks;  // and the answers
-    std::string at_close;
-};
+// "v1000 p300": so many ms of voice, then of a pause.
+std::string Sounds(const std::string& script) {
+    std::istringstream words(script);
+    std::string audio;
+    for (std::string word; words >> word;) {
+        audio += (word[0] == 'v' ? Voice : Pause)(std::stoi(word.substr(1)));
+    }
+    return audio;
+}
 
 TEST_F(UtteranceTest, EveryChunkIsAnsweredAsItsModeSays) {
-    const std::string late = Pause(3000) + Voice(1000) + Pause(1000);
-    const std::vector<Dialogue> dialogues = {
+    const struct {
+        const char* task_config;
+        std::vector<std::pair<std::string, std::string>> chunks;  // and their answers
+        std::string at_close;
+    } dialogues[] = {
         // One result, at the end of speech or at the close; noise does not use it up.
         {"stream_recog=yes",
-         {{Pause(800), "1"},
-          {Voice(1000), "1"},
-          {Pause(300), "1"},
-          {Pause(300) + Voice(3000), "2 word"},
-          {Pause(1000) + Voice(1000), "0"}},
+         {{"p800", "1"}, {"v1000", "1"}, {"p300", "1"}, {"p300 v3000", "2 word"}, {"v1000", "0"}},
          "0"},
-        {"stream_recog=yes-rt", {{Pause(800) + Voice(2000), "1"}}, "2 word word"},
-        {"stream_recog=yes",
-         {{Pause(500) + Voice(150) + Pause(1000), "1"},
-          {Voice(150) + Pause(800) + Voice(2000) + Pause(800), "2 word word"}},
-         "0"},
+        {"stream_recog=yes-rt", {{"p800 v2000", "1"}}, "2 word word"},
+        {"stream_recog=yes", {{"p500 v150 p1000", "1"}, {"v150 p800 v1000 p800", "2 word"}}, "0"},
         // A result for each stretch, while audio flows.
         {"stream_recog=continue",
-         {{Voice(1000), "1"},
-          {Pause(700), "3 word"},
-          {Voice(2000) + Pause(700) + Voice(1000) + Pause(700) + Voice(500), "3 word word|word"},
-          {Voice(2500), "1"}},
-         "2 word word word"},
-        {"stream_recog=continue-rt", {{Voice(1000) + Pause(700), "3 word"}}, "0"},
-        {"stream_recog=continue", {{Pause(1000), "1"}}, kNoVoice},
-        {"stream_recog=yes", {{Pause(1000), "1"}}, kNoVoice},
-        {"stream_recog=continue", {}, kNoVoice},
+         {{"v1000", "1"}, {"p700", "3 word"}, {"v2000 p700 v1000 p700 v500", "3 word word|word"}},
+         "0"},
+        {"stream_recog=continue-rt",
+         {{"v1000 p700 v1000", "3 word"}, {"v1000", "1"}},
+         "2 word word"},
+        {"stream_recog=continue", {{"p1000", "1"}}, kNoVoice},
+        {"stream_recog=yes", {}, kNoVoice},
         // The silence before the first speech is limited, but for continuous streams.
-        {"vad_head=2000,stream_recog=continue", {{late, "3 word"}}, "0"},
-        {"vad_head=2000,stream_recog=yes",
-         {{Pause(1900), "1"}, {Pause(500) + Voice(1000), kNoVoice}, {Voice(1000), kNoVoice}},
-         kNoVoice},
+        {"vad_head=2000,stream_recog=continue", {{"p3000 v1000 p1000", "3 word"}}, "0"},
+        {"vad_head=2000,stream_recog=yes", {{"p1900", "1"}, {"p500 v1000", kNoVoice}}, kNoVoice},
         // So is the longest stretch.
-        {"max_seconds=2,stream_recog=yes", {{Voice(5000), "2 word word"}}, "0"},
-        {"max_seconds=2,stream_recog=continue",
-         {{Voice(5000), "3 word word|word word"}},
-         "2 word"}};
-    for (const Dialogue& dialogue : dialogues) {
+        {"max_seconds=2,stream_recog=yes", {{"v5000", "2 word word"}}, "0"},
+        {"max_seconds=2,stream_recog=continue", {{"v5000", "3 word word|word word"}}, "2 word"}};
+    for (const auto& dialogue : dialogues) {
         Open(dialogue.task_config);
-        for (const auto& [audio, answer] : dialogue.chunks) EXPECT_EQ(Show(Send(audio)), answer);
+        for (const auto& [script, answer] : dialogue.chunks) {
+            EXPECT_EQ(Show(Send(Sounds(script))), answer) << dialogue.task_config << script;
+        }
         EXPECT_EQ(Show(Close()), dialogue.at_close) << dialogue.task_config;
     }
-    const std::tuple<const char*, std::string, std::string> recordings[] = {
-        {"", Pause(1000) + Voice(150) + Pause(1000), kNoVoice},  // in which there is no word
-        {"", "x", kNoVoice},                                     // half a sample
-        {"vad_head=2000", late, kNoVoice},
-        {"vad_head=3000", late, "2 word"},
-        {"vad_head=1000", Pause(1400) + Voice(1000), kNoVoice},  // before the background is known
-        {"vad_head=0", Voice(1000), "2 word"},
-        {"max_seconds=2", Voice(5000), "2 word word|word word|word"}};
-    for (const auto& [task_config, audio, answer] : recordings) {
+}
+
+TEST_F(UtteranceTest, ARecordingIsAnsweredAsItsParametersSay) {
+    const std::tuple<const char*, const char*, std::string> recordings[] = {
+        {"", "p1000 v150 p1000", kNoVoice},  // in which there is no word
+        {"vad_head=2000", "p3000 v1000", kNoVoice},
+        {"vad_head=3000", "p3000 v1000", "2 word"},
+        {"vad_head=1000", "p1400 v1000", kNoVoice},  // before the background is known
+        {"vad_head=0", "v1000", "2 word"},
+        {"max_seconds=2", "v5000", "2 word word|word word|word"}};
+    for (const auto& [task_config, script, answer] : recordings) {
         Open(task_config);
-        EXPECT_EQ(Show(Close(audio)), answer) << task_config;
+        EXPECT_EQ(Show(Close(Sounds(script))), answer) << task_config;
     }
 }
 
