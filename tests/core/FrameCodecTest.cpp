@@ -63,6 +63,7 @@ TEST(FrameCodecTest, MessageThatIsTooLargeToSerialise) {
     std::vector<char> frame(99, 'x');
     EXPECT_FALSE(EncodeFrame(HugeMessage(), &frame));
     EXPECT_TRUE(frame.empty());
+    EXPECT_EQ(frame.capacity(), 99u) << "nothing was set aside for it";
 }
 
 TEST(FrameReaderTest, SplitAtEveryByte) {

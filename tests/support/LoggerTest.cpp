@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <clocale>
+#include <iterator>
+#include <set>
 #include <string>
 
 #include "ChildProcess.h"
@@ -164,11 +166,15 @@ TEST_F(LoggerTest, LaterStartReplacesFileAndLevelAndAppends) {
     Configure("first", "debug");
     Configure("second", "error");
     const ChildResult child = RunInChild([&] {
+        std::set<long> open_files;
         for (const char* name : {"first", "second", "first"}) {
             if (!Start(name)) std::puts("not started");
             Write(kLogDebug, "d");
             Write(kLogError, "e");
+            const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+            open_files.insert(std::distance(descriptors, {}));
         }
+        if (open_files.size() != 1) std::puts("the former file stays open");
     });
     EXPECT_EQ(child.out + child.err, "");
     EXPECT_EQ(Logged("first"), "d\ne\nd\ne\n");
