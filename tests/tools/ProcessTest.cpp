@@ -19,9 +19,7 @@ TEST_F(Tool, PrintsNothingButTheTextOfOneFile) {
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(Chunks(), "-1:16000");
-    for (const std::string& line : home_.NewLog()) {
-        EXPECT_FALSE(line.starts_with("ERROR")) << line;
-    }
+    for (const std::string& line : home_.NewLog()) EXPECT_FALSE(line.starts_with("ERROR")) << line;
     ExpectTold(Run({"--verbose", Sound(1)}).err,
                {"conf_file=" + home_.Path(), "0.50 s of audio", "real-time factor"});
 }
@@ -105,9 +103,7 @@ TEST_F(Tool, KeepsTheOrderOfTheFilesOverParallelSessions) {
     std::atomic<int> next = 4;
     server_.Otherwise([&](const Request& request, Connection& connection) {
         const int value = request.inner.data()[0];
-        for (int current; (current = next) != value;) {
-            next.wait(current);
-        }
+        for (int current; (current = next) != value;) next.wait(current);
         (value == 2 ? scripted::HangUp() : Says({std::to_string(value)}))(request, connection);
         --next;
         next.notify_all();

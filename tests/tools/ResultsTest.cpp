@@ -102,19 +102,12 @@ TEST(SubtitleResults, AreBlocksThatNoPlayerRefuses) {
 
 TEST(JsonResults, HoldEveryFieldOfTheRecords) {
     Freetalk freetalk;
-    freetalk.result.sFreetalkResult.nSegmentCount = 2;
+    freetalk.result.sFreetalkResult = {1, freetalk.segments + 1};
     EXPECT_EQ(JsonOf(freetalk.result), Json::parse(R"({"nenginetype": 0, "sfreetalkresult": {
-        "nsegmentcount": 2, "psegmentlist": [{"nstarttime": 0, "nendtime": 0, "nresultcount": 2,
-            "psentenceresults": [{"psztext": "hello world", "nscore": 90},
-                                 {"psztext": "a\n\n<b>", "nscore": 70}],
-            "pelementlistresults": [{"nelementcount": 2, "pelementlist": [
-                {"nstarttime": 1000, "nendtime": 1400, "nscore": 80, "nposintext": 0,
-                 "ncountintext": 5, "nflag": 1},
-                {"nstarttime": 1500, "nendtime": 2100, "nscore": 85, "nposintext": 6,
-                 "ncountintext": 5, "nflag": 2}]}, {"nelementcount": 0, "pelementlist": null}]},
-          {"nstarttime": 3661001, "nendtime": 3661001, "nresultcount": 1, "psentenceresults": [
-            {"psztext": "caf\ufffd", "psztext_hex": "636166e9", "nscore": 1}],
-           "pelementlistresults": null}]}})"));
+        "nsegmentcount": 1, "psegmentlist": [{"nstarttime": 3661001, "nendtime": 3661001,
+            "nresultcount": 1, "psentenceresults": [
+                {"psztext": "caf\ufffd", "psztext_hex": "636166e9", "nscore": 1}],
+            "pelementlistresults": null}]}})"));
     EXPECT_EQ(JsonOf(Analysis().result), Json::parse(R"({"nenginetype": 3, "sanalysisresult": {
         "nsilencecount": 1, "psilenceresults": [{"nstarttime": 0, "nendtime": 400}],
         "nsegmentcount": 1, "psegmentresults": [{"nstarttime": 500, "nendtime": 900, "nrole": 1,

@@ -28,9 +28,7 @@ TEST_F(Tool, StreamsInPiecesAndJudgesByWhatWasHeard) {
         {{"continue"}, {Fails(34)}, "LEXO_ERR_ALL_SESSION_BUSY", "1:3200"},
     };
     for (const auto& [arguments, reactions, told, chunks] : cases) {
-        for (const scripted::Reaction& reaction : reactions) {
-            server_.Then(reaction);
-        }
+        for (const scripted::Reaction& reaction : reactions) server_.Then(reaction);
         const ToolResult result = Run({Sound(1), "--stream"}, arguments);
         EXPECT_EQ(result.status, told.empty() ? 0 : 1) << result.err << chunks;
         EXPECT_EQ(result.out, told.empty() ? "hi\n" : "") << chunks;

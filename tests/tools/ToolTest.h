@@ -35,9 +35,8 @@ inline scripted::Reaction Fails(int code) {
 }
 
 inline void ExpectTold(const std::string& text, const Strings& told) {
-    for (const std::string& part : told) {
+    for (const std::string& part : told)
         EXPECT_NE(text.find(part), std::string::npos) << "lacks " << part << ":\n" << text;
-    }
 }
 
 struct ToolResult {
@@ -91,10 +90,9 @@ class Tool : public testing::Test {
     // Their chunk numbers and lengths in bytes: "1:3200 -2:0".
     std::string Chunks() const {
         std::string chunks;
-        for (const scripted::Request& request : Requests()) {
+        for (const scripted::Request& request : Requests())
             chunks += (chunks.empty() ? "" : " ") + std::to_string(request.inner.chunk_no()) + ":" +
                       std::to_string(request.inner.data_len());
-        }
         return chunks;
     }
 
@@ -102,9 +100,8 @@ class Tool : public testing::Test {
     scripted::Reaction PressCtrlC() {
         return [this](const scripted::Request&, scripted::Connection&) {
             ::kill(pid_, SIGINT);
-            while (ReadAll(dir_.Path("stderr")).find("Ctrl-C again") == std::string::npos) {
+            while (ReadAll(dir_.Path("stderr")).find("Ctrl-C again") == std::string::npos)
                 std::this_thread::yield();
-            }
         };
     }
 
