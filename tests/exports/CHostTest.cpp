@@ -9,7 +9,7 @@ namespace {
 
 class CHostTest : public BareHostTest {};
 
-TEST_F(CHostTest, WalksThroughTheWholeInterface) {
+TEST_F(CHostTest, WorksWithAServer) {
     server_.Then(scripted::Answer(scripted::EchoResult(scripted::FreetalkResult(1, 2, 3))));
     EXPECT_EQ(std::system((ORVX_C_HOST " " + server_.Address()).c_str()), 0);
     EXPECT_EQ(ChunkNumbers(), (std::vector<int>{-1, 1, -2}));

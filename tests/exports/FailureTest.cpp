@@ -1,5 +1,6 @@
 // Every way an answer can be bad: the code, the status, the log, and what becomes of an open
 // utterance.
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,7 @@ namespace {
 
 using quorlan::protocol::LexoRequestMessage;
 using quorlan::protocol::LexoResponseMessage;
+using quorlan::protocol::capbility::CapbilityAccessResponseMessage;
 using scripted::Answer;
 using scripted::AnswerPart;
 using scripted::Body;
@@ -43,45 +45,18 @@ FailureCase ServerError(int number, int code, bool closes, const std::string& de
             closes};
 }
 
-FailureCase AccessError(int number, const std::string& description) {
+// The access layer is altered; {id} in the error stands for the request's identity.
+FailureCase Altered(const std::string& error, int code, bool closes,
+                    std::function<void(CapbilityAccessResponseMessage&)> change) {
+    return {error, Answer(EchoAccess(std::move(change))), {code, 1}, error, closes};
+}
+
+FailureCase Foreign(Reaction reaction, const std::string& identity = "") {
     const std::string error =
-        "Server response:" + std::to_string(number) + ":[" + description + "]";
-    return {error,
-            Answer(EchoAccess([=](auto& access) {
-                access.set_error_no(number);
-                access.set_error_desc(description);
-            })),
-            {LEXO_ERR_RECOG_FAILED, 1},
-            error,
-            true};
-}
-
-// The inner message's bytes, null for those of the good answer, and the length that goes with them.
-FailureCase Unreadable(const char* bytes, int length) {
-    const std::string error =
-        "parse from array failed(message_len=" + std::to_string(length) + ").";
-    return {error,
-            Answer(EchoAccess([=](auto& access) {
-                access.set_data(bytes != nullptr ? bytes : access.data());
-                access.set_data_len(length);
-            })),
-            {LEXO_ERR_RECOG_FAILED, 1},
-            error,
-            false};
-}
-
-FailureCase Foreign(const std::string& name, Reaction reaction, const std::string& identity = "") {
-    return {name,
-            std::move(reaction),
-            {LEXO_ERR_ENGINE_FAILED, 1},
-            "Result not match request, Verification failed!cap_name=asr.cloud.freetalk, "
-            "error_no=0, {id}<>" +
-                identity,
-            false};
-}
-
-Reaction Identity(const std::string& identity) {
-    return Answer(Echo([=](LexoResponseMessage& m) { m.set_identify(identity); }));
+        "Result not match request, Verification failed!cap_name=asr.cloud.freetalk, "
+        "error_no=0, {id}<>" +
+        identity;
+    return {error, std::move(reaction), {LEXO_ERR_ENGINE_FAILED, 1}, error, false};
 }
 
 FailureCase TransportCase(const std::string& name, Reaction reaction, int status = 1) {
@@ -110,16 +85,25 @@ Reaction Cut(std::size_t bytes) {
 std::vector<FailureCase> Cases() {
     return {
         // The server answers in an orderly way, but not well.
-        AccessError(5, "busy %s"),
-        AccessError(-1, ""),
-        Unreadable("\xFF\xFF", 2),
-        Unreadable(nullptr, 1000000),
-        Unreadable(nullptr, -5),
-        Foreign("length 0", Answer(EchoAccess([](auto& access) { access.set_data_len(0); }))),
-        Foreign("another identity", Identity("other"), "other"),
-        Foreign("no identity", Identity("")),
-        Foreign("empty frame", Answer(Body(""))),
-        Foreign("no answer in the header", Answer(Body("\x08\x20"))),
+        Altered("Server response:5:[busy %s]", 13, true,
+                [](auto& access) {
+                    access.set_error_no(5);
+                    access.set_error_desc("busy %s");
+                }),
+        Altered("Server response:-1:[]", 13, true, [](auto& access) { access.set_error_no(-1); }),
+        Altered("parse from array failed(message_len=2).", 13, false,
+                [](auto& access) {
+                    access.set_data("\xFF\xFF");
+                    access.set_data_len(2);
+                }),
+        Altered("parse from array failed(message_len=1000000).", 13, false,
+                [](auto& access) { access.set_data_len(1000000); }),
+        Altered("parse from array failed(message_len=-5).", 13, false,
+                [](auto& access) { access.set_data_len(-5); }),
+        Foreign(Answer(EchoAccess([](auto& access) { access.set_data_len(0); }))),
+        Foreign(Answer(Echo([](auto& m) { m.set_identify("other"); })), "other"),
+        Foreign(Answer(Body(""))),
+        Foreign(Answer(Body("\x08\x20"))),
         ServerError(-3, LEXO_ERR_UNKNOWN, false, "odd"),
         ServerError(1, 1, false),
         ServerError(13, 13, true, "no"),

@@ -11,7 +11,6 @@ namespace {
 using ::testing::Contains;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
-using ::testing::IsSupersetOf;
 
 class ParameterTest : public HostTest {
   protected:
@@ -54,64 +53,96 @@ TEST_F(ParameterTest, EachCapabilityHasItsOwnKeys) {
     }
 }
 
-// Those without words are sent as numbers.
-const struct {
-    const char* capability;
-    Lexo_ParamKey key;
-    const char* name;
-    std::intptr_t low, high;
-    Lines words;
-} kNumbers[] = {
-    {"freetalk", LEXO_PARAM_VAD_HEAD, "vad_head", 0, 1800000, {}},
-    {"grammar", LEXO_PARAM_VAD_TAIL, "vad_tail", 0, 30000, {}},
-    {"analysis", LEXO_PARAM_MAX_SECONDS, "max_seconds", 1, 60, {}},
-    {"keywordspot", LEXO_PARAM_VAD_THRESHOLD, "vad_threshold", 1, 100, {}},
-    {"freetalk",
-     LEXO_PARAM_AUDIOFORMAT,
+struct Parameter {
+    int key;
+    const char* setting;  // its name in the settings file and in the log
+    const char* name;     // and on the way to the server
+    std::intptr_t low, high, initial;
+    Lines words;  // that stand for the numbers from 0 on; the text of a text parameter
+
+    std::string Sent(std::intptr_t value) const {
+        return name + std::string("=") +
+               (words.empty() ? std::to_string(value) : words.at(static_cast<std::size_t>(value)));
+    }
+    bool IsText() const { return low > high; }
+};
+const Parameter kParameters[] = {
+    {1, "vad_head", "vad_head", 0, 1800000, 10000, {}},
+    {2, "vad_tail", "vad_tail", 0, 30000, 500, {}},
+    {3, "max_seconds", "max_seconds", 1, 60, 30, {}},
+    {4,
+     "audio_format",
      "audio_format",
      0,
      7,
+     0,
      {"pcm8k16bit", "alaw", "ulaw", "vox6k4bit", "vox8k4bit", "gsm610", "pcm16k16bit",
       "v3_6k4bit"}},
-    {"grammar", LEXO_PARAM_NBEST_RESULT, "nbest_result", 0, 1, {"no", "yes"}},
-    {"analysis", LEXO_PARAM_ADD_PUNC, "add_punc", 0, 1, {"no", "yes"}},
-    {"keywordspot",
-     LEXO_PARAM_STREAM,
-     "stream_recog",
-     0,
-     4,
-     {"no", "yes", "continue", "continue-rt", "yes-rt"}},
-    {"freetalk", LEXO_PARAM_RESULT_TYPE, "result_type", 0, 2, {"sentence", "wordlist", "charlist"}},
-    {"analysis", LEXO_PARAM_MODE, "analysis_mode", 0, 1, {"offline", "online"}},
-    {"analysis",
-     LEXO_PARAM_CHANNEL_TYPE,
-     "channel_type",
-     0,
-     2,
-     {"mono", "left_agent", "right_agent"}},
-    {"grammar", LEXO_PARAM_PROPERTY_MODEL_TYPE, "property_model_type", 0, 1, {"8k", "16k"}},
+    {5, "vad_threshold", "vad_threshold", 1, 100, 10, {}},
+    {6, "nbest_result", "nbest_result", 0, 1, 0, {"no", "yes"}},
+    {7, "add_punc", "add_punc", 0, 1, 0, {"no", "yes"}},
+    {8, "stream", "stream_recog", 0, 4, 0, {"no", "yes", "continue", "continue-rt", "yes-rt"}},
+    {9, "result_type", "result_type", 0, 2, 0, {"sentence", "wordlist", "charlist"}},
+    {10, "mode", "analysis_mode", 0, 1, 0, {"offline", "online"}},
+    {11, "channel_type", "channel_type", 0, 2, 0, {"mono", "left_agent", "right_agent"}},
+    {12, "property_language", "property_language", 1, 0, 0, {"chinese"}},
+    {13, "property_model_type", "property_model_type", 0, 1, 0, {"8k", "16k"}},
+    {14, "property_domain", "property_domain", 1, 0, 0, {"common"}},
 };
 
 TEST_F(ParameterTest, NumbersAreCheckedAndReachTheServer) {
-    for (const auto& one : kNumbers) {
+    for (const Parameter& one : kParameters) {
+        const auto key = static_cast<Lexo_ParamKey>(one.key);
+        const auto has = [&](const std::set<int>& keys) { return keys.contains(one.key); };
+        const auto type = std::find_if(kKeySets, kKeySets + 4, has) - kKeySets;
         const std::intptr_t step = one.words.empty() ? one.high - one.low : 1;
         for (std::intptr_t value = one.low; value <= one.high; value += step) {
-            SCOPED_TRACE(one.name + std::to_string(value));
-            Session session(one.capability);
-            EXPECT_EQ(session.SetNumber(one.key, value), LEXO_ERR_NONE);
-            const std::string sent = one.words.empty() ? std::to_string(value)
-                                                       : one.words[static_cast<std::size_t>(value)];
+            SCOPED_TRACE(one.Sent(value));
+            Session session(kCapabilities[type]);
+            EXPECT_EQ(session.SetNumber(key, value), LEXO_ERR_NONE);
             EXPECT_THAT("," + Sent(session).inner.task_config() + ",",
-                        HasSubstr("," + std::string(one.name) + "=" + sent + ","));
+                        HasSubstr("," + one.Sent(value) + ","));
             for (const std::intptr_t illegal : {one.low - 1, one.high + 1}) {
                 Logged();
-                EXPECT_EQ(session.SetNumber(one.key, illegal), LEXO_ERR_PARAM_INVALID);
-                EXPECT_EQ(Logged(), Lines{"Param value [" + std::to_string(one.key) + "=" +
+                EXPECT_EQ(session.SetNumber(key, illegal), LEXO_ERR_PARAM_INVALID);
+                EXPECT_EQ(Logged(), Lines{"Param value [" + std::to_string(key) + "=" +
                                           std::to_string(illegal) + "] invalid."});
-                EXPECT_EQ(session.GetNumber(one.key), value) << "the old value stays";
+                EXPECT_EQ(session.GetNumber(key), value) << "the old value stays";
             }
         }
     }
+}
+
+TEST_F(ParameterTest, DefaultsAreLoggedAndSent) {
+    Use("");
+    std::string logged;
+    for (const std::string& text : Logged("INFO")) {
+        logged += text + "\n";
+    }
+    std::string expected = "Default params for engine :\n";
+    for (const int type : {3, 0, 1, 2}) {
+        expected += " <" + std::string(kCapabilities[type]) + ">:\n";
+        std::string config;
+        for (const Parameter& one : kParameters) {
+            if (kKeySets[type].contains(one.key)) {
+                expected += one.setting + std::string("\t=\t") +
+                            (one.IsText() ? one.words[0] : std::to_string(one.initial)) + "\n";
+                config += (config.empty() ? "" : ",") + one.Sent(one.initial);
+            }
+        }
+        expected += "\n";
+        Session session(kCapabilities[type]);
+        home_.NewLog();
+        EXPECT_EQ(Sent(session).inner.task_config(), config);
+        const Lines log = home_.NewLog();
+        EXPECT_THAT(log, Contains("INFO Config for [" + std::string(kCapabilities[type]) +
+                                  "] is [" + config + "]"));
+        EXPECT_THAT(log, Contains("DEBUG GetConfig  LEXO_PARAM_POST_PROCESS"));
+        EXPECT_THAT(log, Contains("DEBUG GetConfig LEXO_PARAM_FT_POST_PROCESS "
+                                  "LEXO_FT_POST_PROCESS_NONE")
+                             .Times(type == LEXO_ENGINE_FREETALK ? 1 : 0));
+    }
+    EXPECT_THAT(logged, HasSubstr(expected));
 }
 
 // Ranges look at the low 32 bits, and the word is kept as given; the rest at all of it.
@@ -160,23 +191,19 @@ TEST_F(ParameterTest, TextsAreCopiedAndCutToTheirBuffer) {
 
 TEST_F(ParameterTest, SettingsReachTheCapabilitiesThatHaveThem) {
     std::string settings =
-        "property_domain =\npost_process = x\nft_post_process = 1\nsample_rate = 9\n"
-        "stream_recog = 1\nanalysis_mode = 1\nproperty_language = " +
+        "post_process = x\nft_post_process = 1\nsample_rate = 9\nstream_recog = 1\n"
+        "analysis_mode = 1\nproperty_domain =\nproperty_language = " +
         std::string(257, 'L') + "\n";
-    const char* const names[] = {"vad_head",     "vad_tail",      "max_seconds",
-                                 "audio_format", "vad_threshold", "nbest_result",
-                                 "add_punc",     "stream",        "result_type",
-                                 "mode",         "channel_type",  "property_model_type"};
-    for (int i = 0; i < 12; ++i) {
-        settings += names[i] + std::string(" = ") + std::to_string(100 + i) + "\n";
+    for (const Parameter& one : kParameters) {
+        settings += one.IsText() ? "" : one.setting + (" = 10" + std::to_string(one.key)) + "\n";
     }
     Use(settings);
     for (int type = 0; type < 4; ++type) {
         Session session(kCapabilities[type]);
-        for (const int key : kKeySets[type]) {
-            if (key < LEXO_PARAM_PROPERTY_LANGUAGE || key == LEXO_PARAM_PROPERTY_MODEL_TYPE) {
-                EXPECT_EQ(session.GetNumber(static_cast<Lexo_ParamKey>(key)),
-                          std::min(99 + key, 111))
+        for (const Parameter& one : kParameters) {
+            if (!one.IsText() && kKeySets[type].contains(one.key)) {
+                EXPECT_EQ(session.GetNumber(static_cast<Lexo_ParamKey>(one.key)),
+                          std::stoi("10" + std::to_string(one.key)))
                     << "not validated";
             }
         }
@@ -187,71 +214,17 @@ TEST_F(ParameterTest, SettingsReachTheCapabilitiesThatHaveThem) {
     Session session("keywordspot");
     Logged();
     EXPECT_THAT(Sent(session).inner.task_config(),
-                ::testing::StartsWith("vad_head=100,vad_tail=101,max_seconds=102,,"
-                                      "vad_threshold=104,,property_language=LLL"))
+                ::testing::StartsWith("vad_head=101,vad_tail=102,max_seconds=103,,"
+                                      "vad_threshold=105,,property_language=LLL"))
         << "what has no word leaves an empty pair";
-    EXPECT_EQ(Logged(), (Lines{"Param value [4=103] invalid.", "Param type [4] not found.",
-                               "Param value [8=107] invalid.", "Param type [8] not found.",
-                               "Param value [13=111] invalid.", "Param type [13] not found."}));
-    for (const auto& [text, value] : {std::pair{"-2", -2},
-                                      {"0", 0},
-                                      {"-1", 10000},
-                                      {"", 10000},
-                                      {"12x", 10000},
-                                      {"99999999999", 10000}}) {
+    EXPECT_EQ(Logged(), (Lines{"Param value [4=104] invalid.", "Param type [4] not found.",
+                               "Param value [8=108] invalid.", "Param type [8] not found.",
+                               "Param value [13=1013] invalid.", "Param type [13] not found."}));
+    const std::pair<const char*, int> forms[] = {
+        {"-2", -2}, {"0", 0}, {"-1", 10000}, {"", 10000}, {"12x", 10000}, {"99999999999", 10000}};
+    for (const auto& [text, value] : forms) {
         Use(std::string("vad_head = ") + text);
         EXPECT_EQ(Session("freetalk").GetNumber(LEXO_PARAM_VAD_HEAD), value) << text;
-    }
-}
-
-TEST_F(ParameterTest, DefaultsAreLogged) {
-    Use("max_seconds = 61\nproperty_domain = two words\n");
-    std::string all;
-    for (const std::string& text : Logged("INFO")) {
-        all += text + "\n";
-    }
-    const std::string head =
-        "vad_head\t=\t10000\nvad_tail\t=\t500\nmax_seconds\t=\t61\n"
-        "audio_format\t=\t0\nvad_threshold\t=\t10\n";
-    const std::string tail =
-        "property_language\t=\tchinese\nproperty_model_type\t=\t0\n"
-        "property_domain\t=\ttwo words\n\n";
-    const std::string blocks[] = {
-        "Default params for engine :\n",
-        " <asr.cloud.analysis>:\n" + head +
-            "add_punc\t=\t0\nresult_type\t=\t0\nmode\t=\t0\nchannel_type\t=\t0\n" + tail,
-        " <asr.cloud.freetalk>:\n" + head + "add_punc\t=\t0\nstream\t=\t0\nresult_type\t=\t0\n" +
-            tail,
-        " <asr.cloud.grammar>:\n" + head + "nbest_result\t=\t0\nstream\t=\t0\n" + tail,
-        " <asr.cloud.keywordspot>:\n" + head + "stream\t=\t0\n" + tail,
-    };
-    std::size_t at = 0;
-    for (const std::string& block : blocks) {
-        const std::size_t found = all.find(block, at);
-        ASSERT_NE(found, std::string::npos) << block << "is missing, or out of order, in\n" << all;
-        at = found + block.size();
-    }
-}
-
-TEST_F(ParameterTest, TheTaskConfigurationOfEachCapability) {
-    const char* const own[] = {
-        "add_punc=no,stream_recog=no,result_type=sentence,", "nbest_result=no,stream_recog=no,",
-        "stream_recog=no,",
-        "add_punc=no,result_type=sentence,analysis_mode=offline,channel_type=mono,"};
-    for (int type = 0; type < 4; ++type) {
-        const std::string capability = kCapabilities[type];
-        Session session(capability.c_str());
-        const std::string config =
-            "vad_head=10000,vad_tail=500,max_seconds=30,audio_format=pcm8k16bit,vad_threshold=10," +
-            std::string(own[type]) +
-            "property_language=chinese,property_model_type=8k,property_domain=common";
-        EXPECT_EQ(Sent(session).inner.task_config(), config);
-        const auto log = home_.NewLog();
-        EXPECT_THAT(log, IsSupersetOf({"INFO Config for [" + capability + "] is [" + config + "]",
-                                       std::string("DEBUG GetConfig  LEXO_PARAM_POST_PROCESS")}));
-        const auto none =
-            Contains("DEBUG GetConfig LEXO_PARAM_FT_POST_PROCESS LEXO_FT_POST_PROCESS_NONE");
-        EXPECT_THAT(log, none.Times(type == LEXO_ENGINE_FREETALK ? 1 : 0));
     }
 }
 

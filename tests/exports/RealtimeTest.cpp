@@ -28,9 +28,7 @@ class RealtimeTest : public HostTest {
 
 // A session in real-time mode.
 struct Stream : Session {
-    explicit Stream(const char* capability = "freetalk") : Session(capability) {
-        EXPECT_EQ(SetNumber(LEXO_PARAM_STREAM, 1), LEXO_ERR_NONE);
-    }
+    Stream() : Session("freetalk") { EXPECT_EQ(SetNumber(LEXO_PARAM_STREAM, 1), LEXO_ERR_NONE); }
 };
 
 TEST_F(RealtimeTest, ChunkNumbers) {
@@ -63,35 +61,19 @@ TEST_F(RealtimeTest, ChunkNumbers) {
     EXPECT_EQ(Inner(10).identify(), Inner(9).identify()) << "a session has one identity at once";
 }
 
-TEST_F(RealtimeTest, OnlyTheFirstChunkCarriesTheTask) {
-    Stream session("keywordspot");
-    ASSERT_EQ(session.Bind("words"), LEXO_ERR_NONE);
-    server_.Then(AnswerToken(""));
-    for (const char* text : {"one", "two"}) {
-        EXPECT_EQ(session.Recognize(text), kGood);
-        const LexoRequestMessage inner = server_.LastRequest().inner;
-        const bool is_first = inner.data() == "one";
-        EXPECT_EQ(inner.has_task_config(), is_first);
-        EXPECT_EQ(inner.has_proload_resource(), is_first);
-        EXPECT_EQ(inner.has_resource_buildin(), is_first);
-        EXPECT_EQ(inner.has_result_token(), !is_first) << "an empty token is sent too";
-        EXPECT_EQ(inner.cap_name(), "asr.cloud.keywordspot");
-        EXPECT_EQ(inner.identify(), Inner(0).identify());
-        EXPECT_THAT(Logged("DEBUG"),
-                    ::testing::Contains(std::string("is_realtime_:true,is_first_of_realtime_:") +
-                                        (is_first ? "true" : "false")));
-    }
+TEST_F(RealtimeTest, ParametersOfAnOpenUtteranceReachTheNextOne) {
+    Stream session;
+    EXPECT_EQ(session.Recognize(), kGood);
     session.SetNumber(LEXO_PARAM_VAD_HEAD, 77);
     session.SetText(LEXO_PARAM_PROPERTY_DOMAIN, "law");
-    EXPECT_EQ(session.Close("not sent"), kGood);
-    const scripted::Request closing = server_.LastRequest();
-    EXPECT_TRUE(closing.inner.has_data() && closing.inner.has_data_len());
-    EXPECT_EQ(closing.inner.data(), "");
-    EXPECT_EQ(closing.inner.data_len(), 0);
-    EXPECT_EQ(closing.access.property(), "chinese_8k_law,need_nlu=no");
+    EXPECT_EQ(session.Close(), kGood);
+    EXPECT_EQ(server_.LastRequest().access.property(), "chinese_8k_law,need_nlu=no");
     EXPECT_EQ(session.Recognize(), kGood);
-    EXPECT_EQ(Inner(3).task_config().substr(0, 12), "vad_head=77,") << "the next one has it";
-    EXPECT_NE(Inner(3).identify(), Inner(0).identify());
+    EXPECT_EQ(Inner(2).task_config().substr(0, 12), "vad_head=77,");
+    EXPECT_NE(Inner(2).identify(), Inner(0).identify());
+    EXPECT_THAT(Logged("DEBUG"),
+                ::testing::IsSupersetOf({"is_realtime_:true,is_first_of_realtime_:true",
+                                         "is_realtime_:true,is_first_of_realtime_:false"}));
 }
 
 TEST_F(RealtimeTest, AClosingCallNeedsNoData) {

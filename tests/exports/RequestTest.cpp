@@ -63,24 +63,32 @@ TEST_F(RequestTest, OneShotRequests) {
 }
 
 TEST_F(RequestTest, RealTimeRequests) {
-    Session session("freetalk");
+    Session session("keywordspot");
     session.SetNumber(LEXO_PARAM_STREAM, 1);
-    server_.Otherwise(
-        scripted::Answer(scripted::Echo([](auto& m) { m.set_result_token("token"); })));
-    Request request = Sent(session);
-    LexoRequestMessage inner = OneShot(request);
-    inner.set_chunk_no(1);
-    ExpectFrame(request, inner);
-    request = Sent(session);
-    inner.clear_task_config();
-    inner.set_result_token("token");
-    inner.set_chunk_no(2);
-    ExpectFrame(request, inner);
-    EXPECT_EQ(session.Close("not sent"), kGood);
-    inner.set_data("");
-    inner.set_data_len(0);
-    inner.set_chunk_no(-3);
-    ExpectFrame(server_.LastRequest(), inner);
+    session.Bind("words");
+    for (const std::string token : {"token", ""}) {
+        server_.Otherwise(
+            scripted::Answer(scripted::Echo([=](auto& m) { m.set_result_token(token); })));
+        Request request = Sent(session);
+        LexoRequestMessage inner = OneShot(request);
+        inner.set_cap_name("asr.cloud.keywordspot");
+        inner.set_chunk_no(1);
+        inner.set_resource_buildin(1);
+        inner.set_proload_resource("words");
+        ExpectFrame(request, inner);
+        request = Sent(session);
+        inner.clear_task_config();
+        inner.clear_resource_buildin();
+        inner.clear_proload_resource();
+        inner.set_result_token(token);
+        inner.set_chunk_no(2);
+        ExpectFrame(request, inner);
+        EXPECT_EQ(session.Close("not sent"), kGood);
+        inner.set_data("");
+        inner.set_data_len(0);
+        inner.set_chunk_no(-3);
+        ExpectFrame(server_.LastRequest(), inner);
+    }
 }
 
 // One session takes them all, one after the other; each replaces the one before.
