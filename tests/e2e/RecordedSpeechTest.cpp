@@ -30,15 +30,17 @@ std::string ReadAudio(const std::string& name) {
     return name.ends_with(".wav") ? bytes.substr(kWavHeaderBytes) : bytes;
 }
 
-std::vector<std::string> Words(const std::string& text) {
+using Strings = std::vector<std::string>;
+
+Strings Words(const std::string& text) {
     std::istringstream stream(text);
     return {std::istream_iterator<std::string>(stream), std::istream_iterator<std::string>()};
 }
 
 // The share of the words of `said` that `heard` has in the same order.
 double WordsHeard(const std::string& said, const std::string& heard) {
-    const std::vector<std::string> a = Words(said);
-    const std::vector<std::string> b = Words(heard);
+    const Strings a = Words(said);
+    const Strings b = Words(heard);
     std::vector<std::vector<int>> common(a.size() + 1, std::vector<int>(b.size() + 1));
     for (std::size_t i = 0; i < a.size(); ++i) {
         for (std::size_t j = 0; j < b.size(); ++j) {
@@ -119,7 +121,6 @@ class RecordedSpeechTest : public testing::TestWithParam<int> {
   protected:
     static void SetUpTestSuite() {
         server_ = std::make_unique<ServerProcess>();
-        ASSERT_FALSE(server_->Address().empty());
         home_ = std::make_unique<scripted::TestHome>();
         ASSERT_EQ(orvx_proxy_Init(server_->Address().c_str()), LEXO_ERR_NONE);
     }
