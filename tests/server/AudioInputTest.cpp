@@ -44,7 +44,7 @@ TEST(AudioInputTest, DecodesEveryFormatHoweverItIsCut) {
                  {"vox6k4bit", 14, 6},   {"vox8k4bit", 18, 8}, {"gsm610", 8, 5},
                  {"pcm16k16bit", 80, 80}};
     const Samples chord = Chord(1500);
-    const Samples speech = Load(kGoForward.file);
+    const Samples speech = Load(kGoForward);
     for (const auto& test : cases) {
         SCOPED_TRACE(test.name);
         const AudioFormat format = *FindAudioFormat(test.name);

@@ -90,9 +90,9 @@ TEST(ProcessTest, ServesLogsWhatItDoesAndEndsWithStatus0) {
     std::filesystem::remove(port_file);
     {
         TestClient client(port);
-        LexoRequestMessage request = MakeRequest(kPcm16, Bytes(Load(kGoForward.file)));
+        LexoRequestMessage request = MakeRequest(kPcm16, Bytes(Load(kGoForward)));
         request.set_identify("line\n2026-01-01 00:00:00,000 INFO forged");
-        EXPECT_EQ(client.Ask(request).Text(), kGoForward.said);
+        EXPECT_EQ(client.Ask(request).Text(), "go forward ten meters");
         request.set_cap_name("cap\r\nforged");
         EXPECT_EQ(client.Ask(request).Error(), LEXO_ERR_CAPABILITY_NOT_EXIST);
         TestStream stream(port, kPcm16 + ",stream_recog=yes");
@@ -121,7 +121,7 @@ TEST(ProcessTest, AFirstSignalWaitsForTheRecognitionUnderWayASecondDoesNot) {
     for (const bool is_second : {false, true}) {
         ServerProcess server("--drain-timeout 1000 --verbose");
         const std::uint16_t port = server.AwaitReady();
-        Samples speech = Load(kGoForward.file);
+        Samples speech = Load(kGoForward);
         for (int i = 0; i < 5; ++i) speech = is_second ? Join({speech, speech}) : speech;
         TestClient client(port);
         client.Send(MakeRequest(kPcm16, Bytes(speech)));
@@ -130,7 +130,7 @@ TEST(ProcessTest, AFirstSignalWaitsForTheRecognitionUnderWayASecondDoesNot) {
         server.Signal(SIGTERM);
         Await([&] { return ReadAll(server.Errors()).find("finishing") != std::string::npos; });
         if (!is_second) {
-            EXPECT_EQ(client.Receive()->Text(), kGoForward.said);
+            EXPECT_EQ(client.Receive()->Text(), "go forward ten meters");
         }
         EXPECT_EQ(server.End(is_second ? SIGTERM : 0), is_second ? 128 + SIGTERM : 0);
         EXPECT_NE(ReadAll(server.Errors()).find("-hmm"), std::string::npos);
@@ -143,7 +143,7 @@ TEST(ProcessTest, NobodyNeedsToReadItsLog) {
     ServerProcess server("", pipe_ends[1]);
     const std::uint16_t port = server.AwaitReady();
     for (int i = 0; i < 300; ++i) {  // log lines that no pipe holds
-        EXPECT_EQ(TestClient(port).Ask(MakeRequest(kPcm16, Pause(10))).Error(), 12);
+        ASSERT_EQ(TestClient(port).Ask(MakeRequest(kPcm16, Pause(10))).Error(), 12);
     }
     EXPECT_EQ(server.End(SIGTERM), 0);
     char line[10] = {};

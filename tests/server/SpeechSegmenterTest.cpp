@@ -55,7 +55,7 @@ void ExpectTheCommand(const Found& found, double offset) {
 }
 
 TEST(SpeechSegmenterTest, FindsSpeechAnywhereInSilenceAndNoise) {
-    const Samples speech = Load(kGoForward.file);
+    const Samples speech = Load(kGoForward);
     for (const double noise_db : {-95.0, -70.0, -55.0, -46.0}) {
         for (const int lead_ms : {0, 500, 15000}) {
             const Samples padded = Join({Silence(lead_ms), speech, Silence(2000)});
@@ -65,11 +65,11 @@ TEST(SpeechSegmenterTest, FindsSpeechAnywhereInSilenceAndNoise) {
             ExpectTheCommand(result.found[0], lead_ms / 1000.0);
         }
     }
-    for (const Recording& sentence : BookSentences()) {  // cut, so that they start at once
-        const Samples whole = Load(sentence.file);
+    for (const std::string& sentence : kBookSentences) {  // cut, so that they start at once
+        const Samples whole = Load(sentence);
         const Collector result = Segment({whole.end() - 2 * std::ssize(whole) / 3, whole.end()});
-        ASSERT_FALSE(result.found.empty()) << sentence.file;
-        EXPECT_LT(result.found[0].start, 0.05) << sentence.file;
+        ASSERT_FALSE(result.found.empty()) << sentence;
+        EXPECT_LT(result.found[0].start, 0.05) << sentence;
     }
 }
 
@@ -86,7 +86,7 @@ TEST(SpeechSegmenterTest, HearsNoSpeechInWhatIsNone) {
 }
 
 TEST(SpeechSegmenterTest, TheTailPartsStretchesAndIsWaitedForNoLonger) {
-    const Samples speech = Load(kGoForward.file);  // 0.95 s of silence lie between the two
+    const Samples speech = Load(kGoForward);  // 0.95 s of silence lie between the two
     const Samples twice = Join({speech, speech});
     const Collector parted = Segment(twice, {500, 30000, 10});
     ASSERT_EQ(parted.found.size(), 2U);
@@ -101,7 +101,7 @@ TEST(SpeechSegmenterTest, TheTailPartsStretchesAndIsWaitedForNoLonger) {
 }
 
 TEST(SpeechSegmenterTest, AStretchThatBecomesTooLongGoesOnAsTheNext) {
-    const Samples speech = Load(BookSentences()[3].file);
+    const Samples speech = Load(kBookSentences[3]);
     const Collector parts = Segment(speech, {500, 2000, 10});
     ASSERT_EQ(parts.found.size(), 3U);
     EXPECT_NEAR(parts.found[0].end - parts.found[0].start, 2.0, 0.011);
@@ -110,7 +110,7 @@ TEST(SpeechSegmenterTest, AStretchThatBecomesTooLongGoesOnAsTheNext) {
 }
 
 TEST(SpeechSegmenterTest, TheThresholdDecidesHowLoudSpeechMustBe) {
-    const Samples speech = Load(kGoForward.file);
+    const Samples speech = Load(kGoForward);
     const Samples noisy = Mix(speech, Noise(3000, PowerDb(speech) - 15));
     EXPECT_EQ(Segment(noisy, {500, 30000, 10}).found.size(), 1U);
     EXPECT_TRUE(Segment(noisy, {500, 30000, 100}).found.empty());
@@ -119,7 +119,7 @@ TEST(SpeechSegmenterTest, TheThresholdDecidesHowLoudSpeechMustBe) {
 }
 
 TEST(SpeechSegmenterTest, DoesNotDependOnWhereTheStreamIsCut) {
-    const Samples speech = Join({Load(kGoForward.file), Load("cards/005.wav"), Silence(700),
+    const Samples speech = Join({Load(kGoForward), Load("cards/005.wav"), Silence(700),
                                  Load("numbers.raw"), Noise(1000, -60)});
     const Collector whole = Segment(speech);
     EXPECT_GE(whole.found.size(), 3U);

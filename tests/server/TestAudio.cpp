@@ -42,17 +42,6 @@ std::vector<float> Resample(const Samples& samples, int rate_hz) {
 
 }  // namespace
 
-std::vector<Recording> BookSentences() {
-    std::vector<Recording> sentences;
-    std::ifstream transcription(kFolder + "librivox/transcription");
-    for (std::string line; std::getline(transcription, line);) {
-        const std::size_t name = line.find('(') + 1;
-        sentences.push_back({"librivox/" + line.substr(name, line.find(')') - name) + ".wav",
-                             line.substr(4, line.find(" </s>") - 4)});
-    }
-    return sentences;
-}
-
 Samples Load(const std::string& file) {
     std::string bytes = ReadFile(kFolder + file);
     if (file.ends_with(".wav")) bytes.erase(0, kWavHeaderBytes);

@@ -12,15 +12,12 @@ namespace orvx::test {
 
 using Samples = std::vector<std::int16_t>;
 
-struct Recording {
-    std::string file;  // below the recordings' folder
-    std::string said;
-};
-
 // "go forward ten meters", 2.8 s with 0.45 s of silence before it.
-inline const Recording kGoForward{"goforward.raw", "go forward ten meters"};
-// Five sentences read from a book.
-std::vector<Recording> BookSentences();
+inline const std::string kGoForward = "goforward.raw";
+// Sentences read from a book, 4 to 12 s long.
+inline const std::string kBook = "librivox/sense_and_sensibility_01_austen_64kb-0";
+inline const std::string kBookSentences[] = {kBook + "870.wav", kBook + "880.wav",
+                                             kBook + "890.wav", kBook + "920.wav"};
 
 Samples Load(const std::string& file);
 Samples Silence(int ms);
