@@ -2,7 +2,6 @@
 // utterance.
 #include <functional>
 #include <string>
-#include <vector>
 
 #include "ResultBuilders.h"
 #include "TestHost.h"
@@ -19,13 +18,13 @@ using scripted::Bytes;
 using scripted::Echo;
 using scripted::EchoAccess;
 using scripted::EchoResult;
+using scripted::FrameMaker;
 using scripted::HangUp;
 using scripted::LengthPrefix;
 using scripted::Reaction;
 using scripted::Sequence;
 
 struct FailureCase {
-    std::string name;
     Reaction reaction;
     Outcome outcome;
     std::string error;      // the log record; {id} and {port} stand for the request's
@@ -34,34 +33,32 @@ struct FailureCase {
 };
 
 FailureCase ServerError(int number, int code, bool closes, const std::string& description = "") {
-    const std::string name = "response error " + std::to_string(number);
     LexoResponseMessage answer;
     answer.set_error_no(number);
     answer.set_error_desc(description);
-    return {name,
-            Answer(EchoResult(answer, 5)),
+    return {Answer(EchoResult(answer, 5)),
             {code, 1},
-            "Server " + name + ", " + description,
+            "Server response error " + std::to_string(number) + ", " + description,
             closes};
 }
 
-// The access layer is altered; {id} in the error stands for the request's identity.
-FailureCase Altered(const std::string& error, int code, bool closes,
+// The access layer is altered.
+FailureCase Altered(const std::string& error, bool closes,
                     std::function<void(CapbilityAccessResponseMessage&)> change) {
-    return {error, Answer(EchoAccess(std::move(change))), {code, 1}, error, closes};
+    return {Answer(EchoAccess(std::move(change))), {LEXO_ERR_RECOG_FAILED, 1}, error, closes};
 }
 
-FailureCase Foreign(Reaction reaction, const std::string& identity = "") {
-    const std::string error =
-        "Result not match request, Verification failed!cap_name=asr.cloud.freetalk, "
-        "error_no=0, {id}<>" +
-        identity;
-    return {error, std::move(reaction), {LEXO_ERR_ENGINE_FAILED, 1}, error, false};
+FailureCase Foreign(FrameMaker frame, const std::string& identity = "") {
+    return {Answer(std::move(frame)),
+            {LEXO_ERR_ENGINE_FAILED, 1},
+            "Result not match request, Verification failed!cap_name=asr.cloud.freetalk, "
+            "error_no=0, {id}<>" +
+                identity,
+            false};
 }
 
-FailureCase TransportCase(const std::string& name, Reaction reaction, int status = 1) {
+FailureCase Transport(Reaction reaction, int status = 1) {
     return {
-        name,
         std::move(reaction),
         {LEXO_ERR_NETWORK_FAILED, 1},
         "Network Error: Recog request to [127.0.0.1:{port}] faield(" + std::to_string(status) + ")",
@@ -69,12 +66,14 @@ FailureCase TransportCase(const std::string& name, Reaction reaction, int status
 }
 
 // A number outside the enumeration can only be written as a field the schema does not know.
-FailureCase EngineTypeCase(const std::string& fields, int status, int type) {
-    const std::string name = "Unsupported result type:[" + std::to_string(type) + "]";
+FailureCase UnknownEngine(const std::string& fields, int status, int type) {
     LexoResponseMessage answer = scripted::FreetalkResult(1, 1, 0);
     answer.clear_nenginetype();
     answer.mutable_unknown_fields()->append(fields);
-    return {name, Answer(EchoResult(answer, status)), {LEXO_ERR_UNKNOWN, status}, name, false,
+    return {Answer(EchoResult(answer, status)),
+            {LEXO_ERR_UNKNOWN, status},
+            "Unsupported result type:[" + std::to_string(type) + "]",
+            false,
             true};
 }
 
@@ -82,53 +81,47 @@ Reaction Cut(std::size_t bytes) {
     return Sequence({AnswerPart(Echo(), 0, bytes), HangUp()});
 }
 
-std::vector<FailureCase> Cases() {
-    return {
-        // The server answers in an orderly way, but not well.
-        Altered("Server response:5:[busy %s]", 13, true,
-                [](auto& access) {
-                    access.set_error_no(5);
-                    access.set_error_desc("busy %s");
-                }),
-        Altered("Server response:-1:[]", 13, true, [](auto& access) { access.set_error_no(-1); }),
-        Altered("parse from array failed(message_len=2).", 13, false,
-                [](auto& access) {
-                    access.set_data("\xFF\xFF");
-                    access.set_data_len(2);
-                }),
-        Altered("parse from array failed(message_len=1000000).", 13, false,
-                [](auto& access) { access.set_data_len(1000000); }),
-        Altered("parse from array failed(message_len=-5).", 13, false,
-                [](auto& access) { access.set_data_len(-5); }),
-        Foreign(Answer(EchoAccess([](auto& access) { access.set_data_len(0); }))),
-        Foreign(Answer(Echo([](auto& m) { m.set_identify("other"); })), "other"),
-        Foreign(Answer(Body(""))),
-        Foreign(Answer(Body("\x08\x20"))),
-        ServerError(-3, LEXO_ERR_UNKNOWN, false, "odd"),
-        ServerError(1, 1, false),
-        ServerError(13, 13, true, "no"),
-        ServerError(14, 14, false),
-        ServerError(32, 32, false),
-        ServerError(33, 33, true),
-        ServerError(34, 34, true),
-        ServerError(123456, 123456, false),
-        EngineTypeCase("\x30\x04", 8, 4),
-        EngineTypeCase("\x78\x05\x7A\x01\x30\x30\xAC\x02", 1, 300),
-        EngineTypeCase("\x30\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x01", 0, -1),
-        // There is no whole answer.
-        TransportCase("hang up at once", HangUp()),
-        TransportCase("reset", scripted::Reset(), -1),
-        TransportCase("hang up inside the prefix", Cut(2)),
-        TransportCase("hang up behind the prefix", Cut(4)),
-        TransportCase("hang up inside the body", Cut(11)),
-        TransportCase("one byte above the largest body", Answer(Bytes(LengthPrefix(0x4000001)))),
-        TransportCase("a length below 0", Answer(Bytes(LengthPrefix(0xFFFFFFFF)))),
-        TransportCase("a large length, then the end",
-                      Sequence({Answer(Bytes(LengthPrefix(0x4000000) + "x")), HangUp()})),
-        TransportCase("a body that is no message", Answer(Body("\xFF\xFF\xFF"))),
-        TransportCase("another protocol", Answer(Bytes("HTTP/1.1 400 Bad Request\r\n\r\n"))),
-    };
-}
+const FailureCase kCases[] = {
+    // The server answers in an orderly way, but not well.
+    Altered("Server response:5:[busy %s]", true,
+            [](auto& access) {
+                access.set_error_no(5);
+                access.set_error_desc("busy %s");
+            }),
+    Altered("Server response:-1:[]", true, [](auto& access) { access.set_error_no(-1); }),
+    Altered("parse from array failed(message_len=7).", false,
+            [](auto& access) { access.set_data_len(7); }),
+    Altered("parse from array failed(message_len=1000000).", false,
+            [](auto& access) { access.set_data_len(1000000); }),
+    Altered("parse from array failed(message_len=-5).", false,
+            [](auto& access) { access.set_data_len(-5); }),
+    Foreign(EchoAccess([](auto& access) { access.set_data_len(0); })),
+    Foreign(Echo([](auto& m) { m.set_identify("other"); }), "other"),
+    Foreign(Body("")),
+    Foreign(Body("\x08\x20")),
+    ServerError(-3, LEXO_ERR_UNKNOWN, false, "odd"),
+    ServerError(1, 1, false),
+    ServerError(13, 13, true, "no"),
+    ServerError(14, 14, false),
+    ServerError(32, 32, false),
+    ServerError(33, 33, true),
+    ServerError(34, 34, true),
+    ServerError(123456, 123456, false),
+    UnknownEngine("\x30\x04", 8, 4),
+    UnknownEngine("\x78\x05\x7A\x01\x30\x30\xAC\x02", 1, 300),
+    UnknownEngine("\x30\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x01", 0, -1),
+    // There is no whole answer: the end, a bad length, no message, another protocol.
+    Transport(HangUp()),
+    Transport(scripted::Reset(), -1),
+    Transport(Cut(2)),
+    Transport(Cut(4)),
+    Transport(Cut(11)),
+    Transport(Answer(Bytes(LengthPrefix(0x4000001)))),
+    Transport(Answer(Bytes(LengthPrefix(0xFFFFFFFF)))),
+    Transport(Sequence({Answer(Bytes(LengthPrefix(0x4000000) + "x")), HangUp()})),
+    Transport(Answer(Body("\xFF\xFF\xFF"))),
+    Transport(Answer(Bytes("HTTP/1.1 400 Bad Request\r\n\r\n"))),
+};
 
 class FailureTest : public HostTest {
   protected:
@@ -160,7 +153,7 @@ class FailureTest : public HostTest {
 // On a one-shot call, the first chunk, a later one and the closing one, each followed by a good
 // call. A closing call that the server does not accept leaves the utterance open.
 TEST_F(FailureTest, WhateverTheAnswer) {
-    for (const FailureCase& one : Cases()) {
+    for (const FailureCase& one : kCases) {
         const int lost = one.closes ? 1 : 3;
         const struct {
             int stream, chunks_before, is_data_over, failing, next;
@@ -169,7 +162,7 @@ TEST_F(FailureTest, WhateverTheAnswer) {
                      {1, 1, 0, 2, lost},
                      {1, 1, 1, -2, one.accepted ? 1 : lost}};
         for (const auto& call : calls) {
-            SCOPED_TRACE(one.name + ", chunk " + std::to_string(call.failing));
+            SCOPED_TRACE(std::to_string(&one - kCases) + ", chunk " + std::to_string(call.failing));
             Session session("freetalk");
             session.SetNumber(LEXO_PARAM_STREAM, call.stream);
             for (int i = 0; i < call.chunks_before; ++i) {
@@ -195,7 +188,7 @@ TEST_F(FailureTest, AnUnknownKindOfResultWithTheResultBitIsHeldAndNeitherOpensNo
         if (one.first_chunks == 1) {
             EXPECT_EQ(session.Recognize(), kGood);
         }
-        server_.Then(EngineTypeCase("\x30\x09", 2, 9).reaction);
+        server_.Then(UnknownEngine("\x30\x09", 2, 9).reaction);
         EXPECT_EQ(session.Send("audio", one.is_data_over), (Outcome{LEXO_ERR_UNKNOWN, 2}));
         EXPECT_EQ(session.Recognize(), (Outcome{LEXO_ERR_RESULT_NOT_FREE, kUntouched}));
         EXPECT_EQ(session.FreeResult(), LEXO_ERR_NONE);

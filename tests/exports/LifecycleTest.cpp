@@ -115,18 +115,6 @@ TEST_F(LifecycleTest, UnreadableSettingsEndInitWithoutEngines) {
     }
 }
 
-TEST_F(LifecycleTest, InitMayBeRepeatedAndRedoesEverything) {
-    Init();
-    Session session("keywordspot");
-    home_.WriteFile("conf/Lexo_SDK.conf", "[default]\nvad_head = 1234\n");
-    ScriptedServer other;
-    EXPECT_EQ(InitProxy(other.Address()).code, LEXO_ERR_NONE);
-    EXPECT_EQ(session.GetNumber(LEXO_PARAM_VAD_HEAD), 10000) << "sessions keep their parameters";
-    EXPECT_EQ(Session("keywordspot").GetNumber(LEXO_PARAM_VAD_HEAD), 1234);
-    EXPECT_EQ(session.Recognize(), kGood);
-    EXPECT_EQ(other.RequestCount(), 1u) << "but go to the new server";
-}
-
 TEST_F(LifecycleTest, EndRefusesWhileSessionsWorkButClosesThePool) {
     Init();
     ASSERT_TRUE(server_.WaitForOpenConnections(0)) << "the probe keeps no connection";

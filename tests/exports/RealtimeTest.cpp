@@ -76,31 +76,6 @@ TEST_F(RealtimeTest, ParametersOfAnOpenUtteranceReachTheNextOne) {
                                          "is_realtime_:true,is_first_of_realtime_:false"}));
 }
 
-TEST_F(RealtimeTest, AClosingCallNeedsNoData) {
-    Stream session;
-    int status = kUntouched;
-    const auto send = [&](const char* data, int bytes, int is_data_over) {
-        return orvx_proxy_Recognize(session.Handle(), data, bytes, is_data_over, &status);
-    };
-    EXPECT_EQ(session.Recognize(), kGood);
-    EXPECT_EQ(send(nullptr, 0, 1), LEXO_ERR_NONE);
-    EXPECT_EQ(send("x", -3, 1), LEXO_ERR_NONE);
-    EXPECT_EQ(send(nullptr, 0, 0), LEXO_ERR_PARAM_INVALID);
-    EXPECT_EQ(send(nullptr, 0, 2), LEXO_ERR_PARAM_INVALID) << "only 1 closes";
-    EXPECT_EQ(send("x", 1, 2), LEXO_ERR_NONE);
-    EXPECT_EQ(ChunkNumbers(), (std::vector<int>{1, -2, -1, 1}));
-}
-
-TEST_F(RealtimeTest, TheTokenIsThatOfTheFirstAnswer) {
-    Stream session;
-    server_.Then(AnswerToken("first"));
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(session.Recognize(), kGood);
-    }
-    EXPECT_EQ(Inner(1).result_token(), "first");
-    EXPECT_EQ(Inner(2).result_token(), "first");
-}
-
 TEST_F(RealtimeTest, WhatMakesASessionRealTime) {
     for (const auto& [settings, number] : {std::pair{"[default]\nstream = 4\nmode = 1\n", 1},
                                            {"", -1},
@@ -124,7 +99,9 @@ TEST_F(RealtimeTest, AnUtteranceStaysWithItsServer) {
     Stream session;
     scripted::ScriptedServer other("127.0.0.2");
     EXPECT_EQ(session.Recognize(), kGood);
+    home_.WriteFile("conf/Lexo_SDK.conf", "[default]\nvad_tail = 7\n");
     ASSERT_EQ(InitProxy(other.Address()).code, LEXO_ERR_NONE);
+    EXPECT_EQ(session.GetNumber(LEXO_PARAM_VAD_TAIL), 500) << "and with its parameters";
     EXPECT_EQ(session.Recognize(), kGood);
     EXPECT_EQ(session.Close(), kGood);
     EXPECT_EQ(ChunkNumbers(), (std::vector<int>{1, 2, -3}));

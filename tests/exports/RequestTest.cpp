@@ -66,9 +66,10 @@ TEST_F(RequestTest, RealTimeRequests) {
     Session session("keywordspot");
     session.SetNumber(LEXO_PARAM_STREAM, 1);
     session.Bind("words");
+    server_.Otherwise(
+        scripted::Answer(scripted::Echo([](auto& m) { m.set_result_token("of a later answer"); })));
     for (const std::string token : {"token", ""}) {
-        server_.Otherwise(
-            scripted::Answer(scripted::Echo([=](auto& m) { m.set_result_token(token); })));
+        server_.Then(scripted::Answer(scripted::Echo([=](auto& m) { m.set_result_token(token); })));
         Request request = Sent(session);
         LexoRequestMessage inner = OneShot(request);
         inner.set_cap_name("asr.cloud.keywordspot");
@@ -160,22 +161,32 @@ TEST_F(RequestTest, IdentitiesNameProcessThreadTimeAndIndex) {
     }
 }
 
-TEST_F(RequestTest, WithoutDataNothingIsSent) {
-    Session session("freetalk");
+TEST_F(RequestTest, OnlyTheClosingCallOfAnUtteranceNeedsNoData) {
     const struct {
+        int stream;
         const char* data;
-        int bytes, is_data_over;
-    } cases[] = {{nullptr, 5, 0}, {"x", 0, 0}, {"x", -1, 0}, {nullptr, 0, 1}};
+        int bytes, is_data_over, chunk;  // 0: nothing is sent
+    } cases[] = {{0, nullptr, 5, 0, 0},  {0, "x", 0, 0, 0},     {0, "x", -1, 0, 0},
+                 {0, nullptr, 0, 1, 0},  {1, nullptr, 0, 0, 0}, {1, nullptr, 0, 2, 0},
+                 {1, nullptr, 0, 1, -1}, {1, "x", -3, 1, -1},   {1, "x", 1, 2, 1}};
     for (const auto& one : cases) {
+        Session session("freetalk");
+        session.SetNumber(LEXO_PARAM_STREAM, one.stream);
+        const std::size_t requests = server_.RequestCount();
         int status = kUntouched;
-        EXPECT_EQ(
-            orvx_proxy_Recognize(session.Handle(), one.data, one.bytes, one.is_data_over, &status),
-            LEXO_ERR_PARAM_INVALID);
-        EXPECT_EQ(status, kUntouched);
+        Logged();
+        const int code =
+            orvx_proxy_Recognize(session.Handle(), one.data, one.bytes, one.is_data_over, &status);
+        if (one.chunk != 0) {
+            EXPECT_EQ((Outcome{code, status}), kGood);
+            EXPECT_EQ(server_.LastRequest().inner.chunk_no(), one.chunk);
+            continue;
+        }
+        EXPECT_EQ((Outcome{code, status}), (Outcome{LEXO_ERR_PARAM_INVALID, kUntouched}));
         EXPECT_EQ(Logged(),
                   Lines{"pData is NULL , nDataLen is 0 nDataLen:" + std::to_string(one.bytes)});
+        EXPECT_EQ(server_.RequestCount(), requests);
     }
-    EXPECT_EQ(server_.RequestCount(), 0u);
 }
 
 TEST_F(RequestTest, ARequestIsLoggedAndTraced) {
