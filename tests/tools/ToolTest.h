@@ -100,8 +100,11 @@ class Tool : public testing::Test {
     scripted::Reaction PressCtrlC() {
         return [this](const scripted::Request&, scripted::Connection&) {
             ::kill(pid_, SIGINT);
-            while (ReadAll(dir_.Path("stderr")).find("Ctrl-C again") == std::string::npos)
-                std::this_thread::yield();
+            const auto is_told = [this] {
+                return ReadAll(dir_.Path("stderr")).find("Ctrl-C") != std::string::npos;
+            };
+            for (int i = 0; i < 2000 && !is_told(); ++i)
+                std::this_thread::sleep_for(std::chrono::milliseconds(5));
         };
     }
 
