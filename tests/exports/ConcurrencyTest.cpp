@@ -180,16 +180,13 @@ void CheckFirstCallsAtOnce() {
             EXPECT_EQ(orvx_proxy_SessionStop(&server), LEXO_ERR_SESSION_INVALID);
         }
     });
-    std::vector<Lexo_Handle> handles(kThreads);
-    InThreads(kThreads, [&](int thread) {
-        Lexo_Handle* handle = &handles[static_cast<std::size_t>(thread)];
-        EXPECT_EQ(orvx_proxy_SessionStart("freetalk", handle), LEXO_ERR_NONE);
-    });
+    std::mutex mutex;
     std::set<std::intptr_t> numbers;
-    for (Lexo_Handle handle : handles) {
-        numbers.insert(reinterpret_cast<std::intptr_t>(handle));
-        EXPECT_EQ(orvx_proxy_SessionStop(handle), LEXO_ERR_NONE);
-    }
+    InThreads(kThreads, [&](int) {
+        const Session session("freetalk");
+        const std::lock_guard lock(mutex);
+        numbers.insert(session.Number());
+    });
     EXPECT_EQ(numbers.size(), std::size_t{kThreads});
     EXPECT_EQ(*numbers.begin(), 10000);
     EXPECT_EQ(*numbers.rbegin(), 10000 + kThreads - 1);

@@ -4,6 +4,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <climits>
 #include <cstring>
 #include <filesystem>
@@ -115,44 +116,35 @@ TEST_F(ResourceBytesTest, Lengths) {
     InitProxy(server_.Address());  // forgets them
 }
 
-constexpr std::size_t kLarge = 200 << 20;
+// The large resource has 200 blocks of a MiB: zeros but for one byte, so that the file needs no
+// room on the disk.
+constexpr int kBlocks = 200;
+constexpr std::size_t kBlockBytes = 1 << 20;
+constexpr std::size_t kMark = 7;
 
-// Zeros but for one byte in each MiB, so that the file needs no room on the disk.
-char LargeByte(std::size_t at) {
-    return at % (1 << 20) == 7 ? static_cast<char>(1 + (at >> 20)) : '\0';
+std::string Read(Connection& connection, std::size_t bytes) {
+    std::string text(bytes, '\0');
+    std::size_t got = 0;
+    for (std::size_t more = 1; got < bytes && more > 0; got += more) {
+        more = connection.Receive({text.data() + got, bytes - got});
+    }
+    return text;
 }
 
 // Reads a request that ends with the large resource, keeps nothing of it and answers it.
-void TakeLargeRequest(Connection& connection, bool* is_intact) {
+void TakeLargeRequest(Connection& connection, std::atomic<int>* intact_blocks) {
     const std::string tail("\x58\x80\x80\x80\x64\x60\x02", 7);  // its length and format
-    std::vector<char> area(1 << 20);
-    std::string head;
-    std::string end;
-    std::size_t from = 0;
-    std::size_t size = 4;
-    *is_intact = true;
-    for (std::size_t seen = 0; seen < size;) {
-        const std::size_t count = connection.Receive(area);
-        if (count == 0) {
-            return;
-        }
-        head.append(area.data(), seen < 4096 ? count : 0);
-        for (std::size_t i = 0; seen == 0 && i < 4; ++i) {
-            from = from << 8 | static_cast<unsigned char>(area[i]);
-        }
-        if (seen == 0) {
-            size = 4 + from;
-            from = size - tail.size() - kLarge;
-        }
-        for (std::size_t i = 0; i < count; ++i, ++seen) {
-            if (seen >= size - tail.size()) {
-                end += area[i];
-            } else if (seen >= from && area[i] != LargeByte(seen - from)) {
-                *is_intact = false;
-            }
-        }
+    std::size_t length = 0;
+    for (const char byte : Read(connection, 4)) {
+        length = length << 8 | static_cast<unsigned char>(byte);
     }
-    *is_intact = *is_intact && end == tail;
+    const std::string head = Read(connection, length - kBlocks * kBlockBytes - tail.size());
+    for (int i = 0; i < kBlocks; ++i) {
+        std::string block(kBlockBytes, '\0');
+        block[kMark] = static_cast<char>(i + 1);
+        *intact_blocks += Read(connection, kBlockBytes) == block;
+    }
+    EXPECT_EQ(Read(connection, tail.size()), tail);
     scripted::Request request;
     const std::size_t identity = head.find(std::to_string(::getpid()) + "_");
     request.inner.set_identify(head.substr(identity, head.find("recognise") + 9 - identity));
@@ -172,23 +164,24 @@ double ResidentMib() {
 
 TEST_F(ResourceBytesTest, ALargeFileIsHeldOnceAndLeavesNothingBehind) {
     const std::string path = home_.WriteFile("large", "");
-    std::filesystem::resize_file(path, kLarge);
+    std::filesystem::resize_file(path, kBlocks * kBlockBytes);
     std::fstream file(path);
-    for (std::size_t at = 7; at < kLarge; at += 1 << 20) {
-        file.seekp(static_cast<std::streamoff>(at)).put(LargeByte(at));
+    for (int i = 0; i < kBlocks; ++i) {
+        file.seekp(static_cast<std::streamoff>(i * kBlockBytes + kMark))
+            .put(static_cast<char>(i + 1));
     }
     file.close();
     const double before = ResidentMib();
-    const double one = before > 0 ? 200 : 0;
+    const double one = before > 0 ? kBlocks : 0;
     const Loaded loaded = LoadFile(path);
     ASSERT_EQ(loaded.code, LEXO_ERR_NONE);
     EXPECT_NEAR(ResidentMib() - before, one, 20) << "the one copy";
     Session session("grammar");
     ASSERT_EQ(session.Bind(loaded.id), LEXO_ERR_NONE);
-    bool is_intact = false;
-    server_.OnConnect([&](Connection& connection) { TakeLargeRequest(connection, &is_intact); });
+    std::atomic<int> intact_blocks{0};
+    server_.OnConnect([&](Connection& from) { TakeLargeRequest(from, &intact_blocks); });
     EXPECT_EQ(session.Recognize(), kGood);
-    EXPECT_TRUE(is_intact);
+    EXPECT_EQ(intact_blocks.load(), kBlocks);
     EXPECT_EQ(session.Release(), LEXO_ERR_NONE);
     EXPECT_EQ(orvx_proxy_End(), LEXO_ERR_ACTIVE_SESSION_EXIST) << "but the connections are gone";
     EXPECT_NEAR(ResidentMib() - before, one, 20) << "nothing of the request stays";

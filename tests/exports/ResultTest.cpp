@@ -202,6 +202,10 @@ TEST_F(ResultTest, OnlyTheLentAddressIsTakenBack) {
     EXPECT_EQ(Logged(), Lines{});
     EXPECT_EQ(TextOf(result), TextOf(&copy));
     lent = session.GetResult();
+    lent->nEngineType = static_cast<Lexo_EngineType>(4);  // which a host must not do
+    EXPECT_EQ(orvx_proxy_FreeRecogResult(session.Handle(), &lent), LEXO_ERR_UNKNOWN);
+    EXPECT_EQ(Logged(), Lines{"Unknown result type[4]"});
+    lent->nEngineType = LEXO_ENGINE_GRAMMAR;
     EXPECT_EQ(orvx_proxy_FreeRecogResult(session.Handle(), &lent), LEXO_ERR_NONE);
     EXPECT_EQ(lent, result) << "the host's pointer is not changed";
     EXPECT_EQ(orvx_proxy_FreeRecogResult(session.Handle(), &lent),
