@@ -39,7 +39,7 @@ TEST_F(CapabilityTest, FormsOfANameForSessionsAndResources) {
         {" asr.cloud.analysisX ", "asr.cloud.analysis", true},
         {" ASR.Cloud.Grammar,behind", "asr.cloud.grammar", false},
         {nullptr, nullptr, false},
-        {" talk\n", nullptr, false},
+        {" talk\r\n", nullptr, false},
         {"my.asr.cloud.grammar", nullptr, false},
         {"asr.cloud.keyword", nullptr, false},
         {"freetalk asr.cloud.grammar", nullptr, false},
@@ -69,7 +69,7 @@ TEST_F(CapabilityTest, FormsOfANameForSessionsAndResources) {
         EXPECT_EQ(loaded.code, LEXO_ERR_PARAM_INVALID);
         EXPECT_EQ(loaded.id, 0u);
         EXPECT_EQ(orvx_proxy_UnloadResource(one.name, 2), LEXO_ERR_PARAM_INVALID);
-        const std::string trimmed = name == " talk\n" ? "talk" : name;
+        const std::string trimmed = name == " talk\r\n" ? "talk" : name;
         EXPECT_EQ(Logged(), Lines(2, "capkey name is invalid[" + trimmed + "]."));
     }
 }

@@ -32,12 +32,10 @@ class ResourceBytesTest : public HostTest {
     }
 
     Loaded Load(int type, const char* source, int bytes) {
-        Loaded loaded;
-        loaded.code =
-            orvx_proxy_LoadResource("grammar", static_cast<Lexo_ResourceType>(type), source, bytes,
-                                    LEXO_RESOURCE_GRAMMAR_ABNF, &loaded.id);
-        return loaded;
+        return ::Load("grammar", type, source, bytes, LEXO_RESOURCE_GRAMMAR_ABNF);
     }
+    // The length does not count.
+    Loaded LoadFile(const std::string& path) { return Load(LEXO_RESOURCE_FILE, path.c_str(), -5); }
 };
 
 TEST_F(ResourceBytesTest, ArriveAsTheyAre) {
