@@ -160,6 +160,9 @@ TEST_F(Tool, ReadsStandardInputAndWarnsOfWhatIsCut) {
             ExpectTold(result.err, {told});
         }
     }
+    WriteSound(dir_.Path("flac"), SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 16000, 1, Tone(16000, 1));
+    setup_ = "export TMPDIR=/none; cat '" + dir_.Path("flac") + "' |";
+    ExpectTold(Run({"-"}).err, {"TMPDIR names no folder"});
 }
 
 TEST_F(Tool, SendsTheParametersOfEverySession) {
