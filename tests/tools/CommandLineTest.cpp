@@ -25,25 +25,6 @@ Options Parse(std::vector<std::string> arguments) {
     return ParseCommandLine(static_cast<int>(argv.size()), argv.data()).value();
 }
 
-TEST(CommandLine, TakesTheCapabilityFromTheResource) {
-    const std::tuple<std::vector<std::string>, const char*, int> cases[] = {
-        {{"a"}, "asr.cloud.freetalk", -1},
-        {{"a", "--capability", "ASR.Cloud.Analysis"}, "asr.cloud.analysis", -1},
-        {{"a", "--grammar", "g"}, "asr.cloud.grammar", -1},
-        {{"a", "--grammar", "g", "--grammar-format", "wfst"}, "asr.cloud.grammar", 5},
-        {{"a", "--keywords", "k"}, "asr.cloud.keywordspot", 0},
-        {{"a", "--keywords", "k", "--capability", "Analysis"}, "asr.cloud.analysis", 0},
-        {{"a", "--words", "w"}, "asr.cloud.freetalk", 6},
-        {{"a", "--resource", "r", "--capability", "grammar"}, "asr.cloud.grammar", -1},
-    };
-    for (const auto& [arguments, capability, format] : cases) {
-        const Options options = Parse(arguments);
-        EXPECT_EQ(options.capability, capability);
-        const auto told = options.resource.format;
-        EXPECT_EQ(told ? static_cast<int>(*told) : -1, format) << arguments[1];
-    }
-}
-
 TEST(CommandLine, TellsWhatIsWrong) {
     const std::string x257(257, 'x');
     const std::pair<std::vector<std::string>, const char*> cases[] = {

@@ -1,15 +1,14 @@
 // What a user or a pipe sees of a run: usage, output, several files, resources.
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "ResultBuilders.h"
 #include "ToolTest.h"
 
 namespace {
 
 using Json = nlohmann::json;
 using scripted::Connection;
-using scripted::EchoResult;
 using scripted::Request;
 
 TEST_F(Tool, PrintsNothingButTheTextOfOneFile) {
@@ -22,28 +21,6 @@ TEST_F(Tool, PrintsNothingButTheTextOfOneFile) {
     for (const std::string& line : home_.NewLog()) EXPECT_FALSE(line.starts_with("ERROR")) << line;
     ExpectTold(Run({"--verbose", Sound(1)}).err,
                {"conf_file=" + home_.Path(), "0.50 s of audio", "real-time factor"});
-}
-
-TEST_F(Tool, ShowsResultsOfAllKindsInAllForms) {
-    const std::tuple<const char*, scripted::FrameMaker, std::string, std::string> cases[] = {
-        {"grammar", EchoResult(scripted::GrammarResult(1, 2)), "sgrammarresult", "sentence "},
-        {"keywordspot", EchoResult(scripted::KeywordResult(2)), "skeywordspotresult", "[00:00."},
-        {"analysis", EchoResult(scripted::AnalysisResult({1, 1, 1, 1, 1, 1})), "sanalysisresult",
-         "speaker: sentence "},
-    };
-    for (const auto& [capability, frame, json_field, text] : cases) {
-        server_.Otherwise(scripted::Answer(frame));
-        const auto run = [&](const char* format) {
-            return Run({"--format", format, "--resource", "digits", "--capability", capability,
-                        Sound(1)})
-                .out;
-        };
-        EXPECT_TRUE(Json::parse(run("json")).at("results").at(0).contains(json_field));
-        EXPECT_TRUE(run("text").starts_with(text));
-        EXPECT_TRUE(run("srt").starts_with("1\n00:00:00,"));
-        EXPECT_TRUE(run("vtt").starts_with("WEBVTT\n\n00:00:00."));
-        EXPECT_EQ(Requests().at(0).inner.proload_resource(), "digits");
-    }
 }
 
 TEST_F(Tool, RefusesWrongUsageBeforeTheEngineStarts) {
@@ -187,6 +164,7 @@ TEST_F(Tool, SendsAResourceWithEverySession) {
         {{"--keywords", file}, "keywordspot", 0},
         {{"--keywords", file, "--capability", "analysis"}, "analysis", 0},
         {{"--words", file}, "freetalk", 6},
+        {{"--resource", "digits", "--capability", "ASR.Cloud.Grammar"}, "grammar", -1},
     };
     for (const auto& [arguments, capability, format] : cases) {
         server_.Then(Fails(2));  // its session is replaced
@@ -194,10 +172,12 @@ TEST_F(Tool, SendsAResourceWithEverySession) {
         EXPECT_EQ(Chunks(), "-1:16000 -1:16000 -1:16000") << result.err;
         for (const Request& request : Requests()) {
             EXPECT_EQ(request.inner.cap_name(), std::string("asr.cloud.") + capability);
-            EXPECT_EQ(request.inner.resource_data(), "#JSGF go;");
-            EXPECT_EQ(request.inner.resource_type(), format);
+            EXPECT_EQ(request.inner.resource_data(), format < 0 ? "" : "#JSGF go;");
+            EXPECT_EQ(request.inner.proload_resource(), format < 0 ? "digits" : "");
+            EXPECT_EQ(request.inner.resource_type(), std::max(format, 0));
         }
-        ExpectTold(result.err, {"LEXO_ERR_NOT_SUPPORT", "not take " + arguments[0] + " " + file});
+        ExpectTold(result.err,
+                   {"LEXO_ERR_NOT_SUPPORT", "not take " + arguments[0] + " " + arguments[1]});
     }
     EXPECT_EQ(Run({"--words", file, "--param", "analysis_mode=online", Sound(1)}).status, 2);
 }
