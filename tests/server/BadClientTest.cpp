@@ -170,6 +170,7 @@ TEST_F(BadClientTest, HangsUpBetweenTheChunksOfAnUtterance) {
     client.Send(stream.NextRequest(Pause(1000)));
     engine_.WaitForHeldUp(1);
     client.Reset();
+    EXPECT_FALSE(witness_->IsClosedByServer(250)) << "time in which the server looks at it";
     engine_.GoOn();
     EXPECT_EQ(stream.Send(Voice(2000) + Pause(1000)).Text(), Words(2));
 }

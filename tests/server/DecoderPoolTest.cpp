@@ -96,6 +96,7 @@ TEST_F(DecoderPoolTest, OwnersTakeTurnsAndThoseThatYieldComeLast) {
     const std::vector<std::string> order{Words(2), Words(1), Words(3), Words(1), Words(1),
                                          Words(1), Words(2), Words(2), Words(2)};
     EXPECT_EQ(engine_.Get().finished, order);
+    EXPECT_EQ(engine_.Get().starts, 9) << "none is begun and taken back";
 }
 
 TEST_F(DecoderPoolTest, AStretchThatYieldsGivesItsDecoderBack) {
