@@ -11,18 +11,7 @@ namespace {
 using quorlan::protocol::LexoRequestMessage;
 using quorlan::protocol::LexoResponseMessage;
 using quorlan::protocol::capbility::CapbilityAccessResponseMessage;
-using scripted::Answer;
-using scripted::AnswerPart;
-using scripted::Body;
-using scripted::Bytes;
-using scripted::Echo;
-using scripted::EchoAccess;
-using scripted::EchoResult;
-using scripted::FrameMaker;
-using scripted::HangUp;
-using scripted::LengthPrefix;
-using scripted::Reaction;
-using scripted::Sequence;
+using namespace scripted;
 
 struct FailureCase {
     Reaction reaction;
@@ -67,7 +56,7 @@ FailureCase Transport(Reaction reaction, int status = 1) {
 
 // A number outside the enumeration can only be written as a field the schema does not know.
 FailureCase UnknownEngine(const std::string& fields, int status, int type) {
-    LexoResponseMessage answer = scripted::FreetalkResult(1, 1, 0);
+    LexoResponseMessage answer = FreetalkResult(1, 1, 0);
     answer.clear_nenginetype();
     answer.mutable_unknown_fields()->append(fields);
     return {Answer(EchoResult(answer, status)),
@@ -112,7 +101,7 @@ const FailureCase kCases[] = {
     UnknownEngine("\x30\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x01", 0, -1),
     // There is no whole answer: the end, a bad length, no message, another protocol.
     Transport(HangUp()),
-    Transport(scripted::Reset(), -1),
+    Transport(Reset(), -1),
     Transport(Cut(2)),
     Transport(Cut(4)),
     Transport(Cut(11)),
@@ -204,7 +193,7 @@ TEST_F(FailureTest, TheStatusIsTheServersOnGoodAnswers) {
     } cases[] = {{0, 5, "0x5"}, {0, 2, "0x2"}, {0, -3, "0xFFFFFFFD"}, {12, 6, "0x6"}};
     for (const auto& one : cases) {
         Session session("keywordspot");
-        LexoResponseMessage answer = scripted::KeywordResult(1);
+        LexoResponseMessage answer = KeywordResult(1);
         answer.set_error_no(one.error);
         server_.Then(Answer(EchoResult(answer, one.status)));
         EXPECT_EQ(session.Recognize(), (Outcome{one.error, one.status}));
@@ -228,7 +217,7 @@ TEST_F(FailureTest, NoServerOrOneThatDoesNotTakeTheRequest) {
     EXPECT_EQ(Sent(session).inner.chunk_no(), 1) << "the utterance is lost";
 
     server_.CloseConnections();
-    server_.OnConnect([](scripted::Connection& connection) {
+    server_.OnConnect([](Connection& connection) {
         char head[100];
         connection.Receive(head);
         connection.Reset();

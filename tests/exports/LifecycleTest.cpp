@@ -108,10 +108,9 @@ TEST_F(LifecycleTest, UnreadableSettingsEndInitWithoutEngines) {
         Lexo_Handle handle = nullptr;
         EXPECT_EQ(orvx_proxy_SessionStart("grammar", &handle), LEXO_ERR_CAPABILITY_NOT_EXIST);
         EXPECT_EQ(CapabilityCount(), 0);
-        EXPECT_THAT(home_.NewLog(), IsSupersetOf({"INFO Init path: [" + path + "]",
-                                                  std::string("ERROR Engine[asr.cloud.grammar] "
-                                                              "not found."),
-                                                  std::string("WARN No engine found.")}));
+        EXPECT_THAT(home_.NewLog(),
+                    IsSupersetOf(Lines{"INFO Init path: [" + path + "]", "WARN No engine found.",
+                                       "ERROR Engine[asr.cloud.grammar] not found."}));
     }
 }
 
@@ -129,9 +128,9 @@ TEST_F(LifecycleTest, EndRefusesWhileSessionsWorkButClosesThePool) {
         home_.NewLog();
         EXPECT_EQ(orvx_proxy_End(), LEXO_ERR_ACTIVE_SESSION_EXIST);
         EXPECT_THAT(home_.NewLog(),
-                    IsSupersetOf({std::string("ERROR There're still 2 sessions working."),
-                                  "DEBUG xxxx--Shutdown connection to " + server_.Address(),
-                                  "DEBUG xxxx--Shutdown connection to " + other.Address()}));
+                    IsSupersetOf(Lines{"ERROR There're still 2 sessions working.",
+                                       "DEBUG xxxx--Shutdown connection to " + server_.Address(),
+                                       "DEBUG xxxx--Shutdown connection to " + other.Address()}));
         EXPECT_TRUE(server_.WaitForOpenConnections(0));
         EXPECT_EQ(Session("analysis").Number(), one.Number() + 2) << "the count goes on";
         EXPECT_EQ(one.Recognize(), kGood) << "a fresh pool serves the session";

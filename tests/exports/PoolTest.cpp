@@ -8,9 +8,7 @@
 
 namespace {
 
-using scripted::Answer;
-using scripted::Echo;
-using scripted::Sequence;
+using namespace scripted;
 using ::testing::MatchesRegex;
 
 class PoolTest : public HostTest {};
@@ -46,25 +44,25 @@ TEST_F(PoolTest, AConnectionClosedWhileIdleIsOpenedAnew) {
     EXPECT_EQ(ChunkNumbers(), (std::vector<int>{1, 2, 3}));
 }
 
-const scripted::FrameMaker kStray = Echo([](auto& m) { m.set_error_no(98); });
+const FrameMaker kStray = Echo([](auto& m) { m.set_error_no(98); });
 
 // The good answer and, in the same piece, the first bytes of an answer that nobody asked for.
-scripted::FrameMaker EchoAndStray(std::size_t stray_bytes) {
-    return [stray_bytes](const scripted::Request& request) {
+FrameMaker EchoAndStray(std::size_t stray_bytes) {
+    return [stray_bytes](const Request& request) {
         return Echo()(request) + kStray(request).substr(0, stray_bytes);
     };
 }
 
 TEST_F(PoolTest, BytesThatNobodyAskedForNeverReachTheNextRequest) {
     // Long enough for the answer before it to be read on its own.
-    const scripted::Reaction pause = scripted::Pause(std::chrono::milliseconds(10));
-    const std::pair<const char*, scripted::Reaction> cases[] = {
+    const Reaction pause = Pause(std::chrono::milliseconds(10));
+    const std::pair<const char*, Reaction> cases[] = {
         {"answered twice", Sequence({Answer(), Answer()})},
         {"a stray answer", Sequence({Answer(), pause, Answer(kStray)})},
         {"in one piece", Answer(EchoAndStray(1000))},
         {"half of one", Answer(EchoAndStray(7))},
-        {"garbage", Sequence({Answer(), pause, Answer(scripted::Bytes("garbage"))})},
-        {"then the end", Sequence({Answer(), pause, Answer(), scripted::HangUp()})},
+        {"garbage", Sequence({Answer(), pause, Answer(Bytes("garbage"))})},
+        {"then the end", Sequence({Answer(), pause, Answer(), HangUp()})},
     };
     Session session("freetalk");
     for (const auto& [name, reaction] : cases) {

@@ -9,10 +9,7 @@ namespace {
 
 using quorlan::protocol::LexoRequestMessage;
 using quorlan::protocol::LexoResponseMessage;
-using scripted::Answer;
-using scripted::Echo;
-using scripted::EchoResult;
-using scripted::Reaction;
+using namespace scripted;
 
 Reaction AnswerToken(const std::string& token) {
     return Answer(Echo([token](LexoResponseMessage& m) { m.set_result_token(token); }));
@@ -97,7 +94,7 @@ TEST_F(RealtimeTest, WhatMakesASessionRealTime) {
 
 TEST_F(RealtimeTest, AnUtteranceStaysWithItsServer) {
     Stream session;
-    scripted::ScriptedServer other("127.0.0.2");
+    ScriptedServer other("127.0.0.2");
     EXPECT_EQ(session.Recognize(), kGood);
     home_.WriteFile("conf/Lexo_SDK.conf", "[default]\nvad_tail = 7\n");
     ASSERT_EQ(InitProxy(other.Address()).code, LEXO_ERR_NONE);
@@ -112,7 +109,7 @@ TEST_F(RealtimeTest, AnUtteranceStaysWithItsServer) {
 
 TEST_F(RealtimeTest, AResultHoldsUpTheUtteranceOnly) {
     Stream session;
-    auto result = scripted::FreetalkResult(1, 1, 0);
+    auto result = FreetalkResult(1, 1, 0);
     result.set_result_token("of the result");
     Deliver(session, result);
     EXPECT_EQ(session.Recognize(), (Outcome{LEXO_ERR_RESULT_NOT_FREE, kUntouched}));

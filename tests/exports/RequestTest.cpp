@@ -198,13 +198,12 @@ TEST_F(RequestTest, ARequestIsLoggedAndTraced) {
     const Request request = Sent(session);
     const auto log = home_.NewLog();
     EXPECT_THAT(log,
-                IsSupersetOf({std::string("DEBUG is_realtime_:false,is_first_of_realtime_:true"),
-                              "DEBUG data_len:" + std::to_string(request.access.data_len()) +
-                                  ",cap_name:asr.cloud.grammar,property:chinese_8k_common,"
-                                  "chunk_no:-1,uuid:" +
-                                  request.access.udid(),
-                              std::string("INFO process_time <4321>!"),
-                              std::string("INFO Recog status [0x0]")}));
+                IsSupersetOf(Lines{"DEBUG is_realtime_:false,is_first_of_realtime_:true",
+                                   "DEBUG data_len:" + std::to_string(request.access.data_len()) +
+                                       ",cap_name:asr.cloud.grammar,property:chinese_8k_common,"
+                                       "chunk_no:-1,uuid:" +
+                                       request.access.udid(),
+                                   "INFO process_time <4321>!", "INFO Recog status [0x0]"}));
     EXPECT_THAT(
         log,
         IsSupersetOf({MatchesRegex("INFO 0x[0-9a-f]+>>>>>>>>identify=" + request.inner.identify()),

@@ -1,11 +1,7 @@
 // Results of every kind as the host reads them, and their release.
-#include <csignal>
 #include <sstream>
 #include <string>
-#include <utility>
-#include <vector>
 
-#include "FreshProcess.h"
 #include "ResultBuilders.h"
 #include "TestHost.h"
 
@@ -163,21 +159,6 @@ TEST_F(ResultTest, TextsPassUnchangedButKeywordsAreCutAt255Bytes) {
         EXPECT_EQ(result->sKeywordspotResult.pKeywordResults[0].szText, text.substr(0, 255));
         EXPECT_EQ(session.FreeResult(), LEXO_ERR_NONE);
     }
-}
-
-void ReceiveTooHighACount() {
-    const scripted::TestHome home;
-    scripted::ScriptedServer server;
-    InitProxy(server.Address());
-    Session session("freetalk");
-    server.Then(
-        Answer(scripted::EchoResult(WithSegments(scripted::FreetalkResult(1, 1, 0), 2), 0)));
-    session.Recognize();
-}
-
-TEST(ResultDeathTest, ACountAboveItsListEndsTheProcess) {
-    EXPECT_FRESH_EXIT(ReceiveTooHighACount(), ::testing::KilledBySignal(SIGABRT),
-                      "CHECK failed: \\(index\\) < \\(size\\(\\)\\): ");
 }
 
 TEST_F(ResultTest, OnlyTheLentAddressIsTakenBack) {

@@ -98,14 +98,9 @@ void ScriptedServer::Stop() {
     acceptor_.join();
     ::close(listener_);
     CloseConnections();
-    std::vector<Served> served;
-    {
-        const std::lock_guard lock(mutex_);
-        served.swap(served_);
-    }
-    for (Served& one : served) {
-        one.thread.join();
-    }
+    std::vector<Served> served;  // whose threads end without the lock
+    const std::lock_guard lock(mutex_);
+    served.swap(served_);
 }
 
 void ScriptedServer::CloseConnections() {
@@ -140,7 +135,7 @@ void ScriptedServer::AcceptLoop(int listener) {
         const std::lock_guard lock(mutex_);
         Served& one = served_.emplace_back();
         one.connection = std::make_unique<Connection>(socket, next_number_++);
-        one.thread = std::thread(&ScriptedServer::Serve, this, std::ref(*one.connection));
+        one.thread = std::jthread(&ScriptedServer::Serve, this, std::ref(*one.connection));
         change_.notify_all();
     }
 }

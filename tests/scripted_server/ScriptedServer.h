@@ -99,7 +99,7 @@ class ScriptedServer {
   private:
     struct Served {
         std::unique_ptr<Connection> connection;
-        std::thread thread;
+        std::jthread thread;  // ends before the connection
     };
 
     bool WaitUntil(const std::function<bool()>& condition) const;  // takes mutex_
