@@ -5,17 +5,29 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <set>
 #include <stdexcept>
 
 namespace scripted {
 namespace {
+
+// Removes what a process leaves behind that exits while a home lives.
+struct Homes : std::set<std::filesystem::path> {
+    ~Homes() {
+        std::error_code ignored;
+        for (const std::filesystem::path& path : *this) {
+            std::filesystem::remove_all(path, ignored);
+        }
+    }
+};
+Homes g_homes;
 
 std::filesystem::path MakeFolder() {
     std::string pattern = std::filesystem::temp_directory_path() / "orvx-home-XXXXXX";
     if (::mkdtemp(pattern.data()) == nullptr) {
         throw std::runtime_error("test home: cannot create a folder");
     }
-    return pattern;
+    return *g_homes.insert(pattern).first;
 }
 
 std::string LogSettings(const std::string& log_file, const std::string& level) {
@@ -54,6 +66,7 @@ TestHome::~TestHome() {
     ::unsetenv("QUORLAN_HOME");
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
+    g_homes.erase(path_);
 }
 
 std::string TestHome::WriteFile(const std::string& name, const std::string& content) const {
