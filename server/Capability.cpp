@@ -1,27 +1,33 @@
 #include "Capability.h"
 
+#include <algorithm>
+#include <array>
+#include <string>
+
 #include "LogText.h"
 
 namespace orvx {
 namespace {
 
-constexpr std::string_view kServed = "asr.cloud.freetalk";
-constexpr std::string_view kNotServed[] = {"asr.cloud.grammar", "asr.cloud.keywordspot",
-                                           "asr.cloud.analysis"};
+// In the order of Capability.
+constexpr std::array<std::string_view, 4> kNames{"asr.cloud.freetalk", "asr.cloud.grammar",
+                                                 "asr.cloud.keywordspot", "asr.cloud.analysis"};
 
 }  // namespace
 
-std::optional<Failure> CheckCapability(const std::string& name) {
-    if (name == kServed) return std::nullopt;
-    for (const std::string_view known : kNotServed) {
-        if (name == known) {
-            return Failure{LEXO_ERR_NOT_SUPPORT, "this server does not offer " + name +
-                                                     "; it offers " + std::string(kServed)};
-        }
+std::string_view CapabilityName(Capability capability) {
+    return kNames[static_cast<std::size_t>(capability)];
+}
+
+std::variant<Capability, Failure> FindCapability(std::string_view name) {
+    const auto found = std::find(kNames.begin(), kNames.end(), name);
+    if (found != kNames.end()) return static_cast<Capability>(found - kNames.begin());
+    std::string offered;
+    for (const std::string_view known : kNames) {
+        offered.append(offered.empty() ? "" : ", ").append(known);
     }
-    return Failure{
-        LEXO_ERR_CAPABILITY_NOT_EXIST,
-        "unknown capability " + Quote(name) + "; this server offers " + std::string(kServed)};
+    return Failure{LEXO_ERR_CAPABILITY_NOT_EXIST,
+                   "unknown capability " + Quote(name) + "; this server offers " + offered};
 }
 
 }  // namespace orvx

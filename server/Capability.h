@@ -1,15 +1,20 @@
-// Which capabilities there are, and which of them this server has.
+// The capabilities that a request may name; their numbers are those of the engine types.
 #pragma once
 
 #include <optional>
-#include <string>
+#include <string_view>
+#include <variant>
 
 #include "Failure.h"
 
 namespace orvx {
 
-// Why a request for this capability cannot be served: it does not exist
-// (LEXO_ERR_CAPABILITY_NOT_EXIST), or is not offered here (LEXO_ERR_NOT_SUPPORT).
-std::optional<Failure> CheckCapability(const std::string& name);
+enum class Capability { kFreeTalk, kGrammar, kKeywordSpot, kAnalysis };
+
+// As in a request's cap_name.
+std::string_view CapabilityName(Capability capability);
+
+// Fails with LEXO_ERR_CAPABILITY_NOT_EXIST.
+std::variant<Capability, Failure> FindCapability(std::string_view name);
 
 }  // namespace orvx

@@ -112,7 +112,7 @@ void DecoderPool::Serve(Worker* worker, Lock* lock) {
         const std::vector<std::int16_t> samples(
             job->samples.begin(), job->samples.begin() + static_cast<std::ptrdiff_t>(opening));
         lock->unlock();
-        worker->recogniser->Start(samples);
+        worker->recogniser->Start(job->settings.task, samples);
         lock->lock();
     }
     while (!is_stopping_ && !job->is_cancelled && DecodeSlice(worker, lock)) {

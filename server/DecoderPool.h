@@ -38,10 +38,11 @@ struct JobSettings {
     std::size_t max_sentences;    // as in Recogniser::Finish
     // While it is true, all other complete stretches come before this one. Null: never.
     std::shared_ptr<const std::atomic<bool>> yields = nullptr;
+    ListeningTask task{};
 };
 
 struct JobResult {
-    std::vector<RecognisedSentence> sentences;
+    Heard heard;
     std::optional<std::string> engine_error;  // why there are none, if the engine failed
 };
 

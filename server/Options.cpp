@@ -191,7 +191,6 @@ Options Convert(const RawOptions& raw) {
     options.port_file = raw.port_file;
     options.log_config = raw.log_config;
     options.is_verbose = raw.is_verbose;
-    options.resource_dir = raw.resource_dir;
     options.model = MakeModel(raw);
     options.max_connections = raw.max_connections;
     options.connection = {raw.max_frame_bytes, raw.max_received_bytes, Seconds(raw.idle_timeout),
@@ -200,7 +199,9 @@ Options Convert(const RawOptions& raw) {
                        std::max(std::size_t{2}, raw.workers),
                        raw.max_utterances,
                        Seconds(raw.utterance_idle_timeout),
-                       {raw.max_request_seconds, raw.max_utterance_seconds, raw.nbest}};
+                       {raw.max_request_seconds, raw.max_utterance_seconds, raw.nbest},
+                       options.model.dictionary,
+                       raw.resource_dir};
     options.drain_timeout = Seconds(raw.drain_timeout);
     return options;
 }

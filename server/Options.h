@@ -15,9 +15,8 @@ namespace orvx {
 
 struct Options {
     asio::ip::tcp::endpoint listen;
-    std::string port_file;     // empty: none is written
-    std::string log_config;    // empty: the installed one
-    std::string resource_dir;  // built-in resources; empty: there are none
+    std::string port_file;   // empty: none is written
+    std::string log_config;  // empty: the installed one
     bool is_verbose = false;
     PocketSphinxModel model;
     std::size_t max_connections = 0;

@@ -10,10 +10,13 @@
 #include <cstdarg>
 #include <cstdio>
 #include <functional>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
 #include "ModelFiles.h"
+#include "PocketSphinxKeywords.h"
+#include "PocketSphinxSearches.h"
 #include "PocketSphinxSentences.h"
 
 namespace orvx {
@@ -48,7 +51,8 @@ Config MakeConfig(const PocketSphinxModel& model) {
     // -remove_silence: were the engine to cut silence, the words behind it would get wrong times.
     // -maxhmmpf: how many paths are followed at once. The default, six times as many, takes
     // markedly longer on noisy speech and recognised not one word more of the test recordings.
-    std::array<const char*, 11> arguments{"orvx-server",
+    // -kws_delay: keywords are read when a stretch is over, so that none needs to be held back.
+    std::array<const char*, 13> arguments{"orvx-server",
                                           "-hmm",
                                           model.acoustic_model.c_str(),
                                           "-lm",
@@ -58,7 +62,9 @@ Config MakeConfig(const PocketSphinxModel& model) {
                                           "-remove_silence",
                                           "no",
                                           "-maxhmmpf",
-                                          "5000"};
+                                          "5000",
+                                          "-kws_delay",
+                                          "0"};
     Config config(cmd_ln_parse_r(nullptr, ps_args(), static_cast<int>(arguments.size()),
                                  const_cast<char**>(arguments.data()), TRUE));
     if (!config) throw std::runtime_error("PocketSphinx refuses its settings");
@@ -69,40 +75,76 @@ class PocketSphinxRecogniser : public Recogniser {
   public:
     explicit PocketSphinxRecogniser(const PocketSphinxModel& model);
 
-    void Start(std::span<const std::int16_t> opening) override;
+    void Start(const ListeningTask& task, std::span<const std::int16_t> opening) override;
     void Feed(std::span<const std::int16_t> samples) override;
-    std::vector<RecognisedSentence> Finish(std::size_t max_sentences) override;
+    Heard Finish(std::size_t max_sentences) override;
 
   private:
+    void LoadDecoder();
+    bool FindsKeywordsLater() const;
+    const KeywordList* Keywords() const;
+    void Begin(const Resource* resource, std::span<const std::int16_t> opening);
+    void End();
+    void Push(std::span<const std::int16_t> samples);
     void AbandonStretch();
     void ForgetHistory();
     void AdaptTo(std::span<const std::int16_t> opening);
     void Process(std::span<const std::int16_t> samples);
 
-    Config config_;
+    const PocketSphinxModel model_;
+    const Config config_;
     Decoder decoder_;
+    std::optional<PocketSphinxSearches> searches_;
     FrontEnd front_end_;
     std::vector<mfcc_t> default_mean_;
-    std::vector<std::int16_t> slice_;  // samples not yet processed
+    ListeningTask task_;
+    std::vector<std::int16_t> slice_;    // samples not yet processed
+    std::vector<std::int16_t> stretch_;  // all of its samples, where they are needed once more
     bool is_started_ = false;
 };
 
 PocketSphinxRecogniser::PocketSphinxRecogniser(const PocketSphinxModel& model)
-    : config_(MakeConfig(model)), decoder_(ps_init(config_.get())) {
-    if (!decoder_) {
-        throw std::runtime_error("PocketSphinx cannot load the acoustic model " +
-                                 model.acoustic_model + " with the language model " +
-                                 model.language_model + " and the dictionary " + model.dictionary);
-    }
-    CheckDictionary(decoder_.get(), model.dictionary);
+    : model_(model), config_(MakeConfig(model)) {
+    LoadDecoder();
     front_end_.reset(fe_init_auto_r(config_.get()));
     if (!front_end_) throw std::runtime_error("PocketSphinx cannot set up its front end");
     default_mean_.resize(static_cast<std::size_t>(fe_get_output_size(front_end_.get())));
     cmn_live_get(ps_get_feat(decoder_.get())->cmn_struct, default_mean_.data());
 }
 
-void PocketSphinxRecogniser::Start(std::span<const std::int16_t> opening) {
+void PocketSphinxRecogniser::LoadDecoder() {
+    decoder_.reset(ps_init(config_.get()));
+    if (!decoder_) {
+        throw std::runtime_error("PocketSphinx cannot load the acoustic model " +
+                                 model_.acoustic_model + " with the language model " +
+                                 model_.language_model + " and the dictionary " +
+                                 model_.dictionary);
+    }
+    CheckDictionary(decoder_.get(), model_.dictionary);
+    searches_.emplace(decoder_.get(), config_.get(), model_.language_model);
+}
+
+const KeywordList* PocketSphinxRecogniser::Keywords() const {
+    return task_.resource ? std::get_if<KeywordList>(&task_.resource->content) : nullptr;
+}
+
+// A decoder makes one search at a time, and that for keywords takes little.
+bool PocketSphinxRecogniser::FindsKeywordsLater() const {
+    return task_.wants_sentences && Keywords() != nullptr;
+}
+
+void PocketSphinxRecogniser::Start(const ListeningTask& task,
+                                   std::span<const std::int16_t> opening) {
     AbandonStretch();
+    task_ = task;
+    stretch_.clear();
+    if (searches_->IsWornOut()) LoadDecoder();
+    Begin(FindsKeywordsLater() ? nullptr : task_.resource.get(), opening);
+}
+
+void PocketSphinxRecogniser::Begin(const Resource* resource,
+                                   std::span<const std::int16_t> opening) {
+    searches_->Select(resource);
     ForgetHistory();
     AdaptTo(opening);
     slice_.clear();
@@ -157,9 +199,14 @@ void PocketSphinxRecogniser::AdaptTo(std::span<const std::int16_t> opening) {
                  frames > 0 ? mean.data() : default_mean_.data());
 }
 
+void PocketSphinxRecogniser::Feed(std::span<const std::int16_t> samples) {
+    if (FindsKeywordsLater()) stretch_.insert(stretch_.end(), samples.begin(), samples.end());
+    Push(samples);
+}
+
 // PocketSphinx's results depend a little on how the samples are sliced, so it always gets equal
 // slices.
-void PocketSphinxRecogniser::Feed(std::span<const std::int16_t> samples) {
+void PocketSphinxRecogniser::Push(std::span<const std::int16_t> samples) {
     while (!samples.empty()) {
         const std::size_t count = std::min(kSliceSamples - slice_.size(), samples.size());
         slice_.insert(slice_.end(), samples.begin(),
@@ -178,13 +225,27 @@ void PocketSphinxRecogniser::Process(std::span<const std::int16_t> samples) {
     }
 }
 
-std::vector<RecognisedSentence> PocketSphinxRecogniser::Finish(std::size_t max_sentences) {
+void PocketSphinxRecogniser::End() {
     if (!slice_.empty()) Process(slice_);
     is_started_ = false;
     if (ps_end_utt(decoder_.get()) < 0) {
         throw std::runtime_error("PocketSphinx failed to end an utterance");
     }
-    return ReadSentences(decoder_.get(), max_sentences);
+}
+
+Heard PocketSphinxRecogniser::Finish(std::size_t max_sentences) {
+    End();
+    Heard heard;
+    if (task_.wants_sentences) heard.sentences = ReadSentences(decoder_.get(), max_sentences);
+    if (FindsKeywordsLater()) {
+        Begin(task_.resource.get(), stretch_);
+        Push(stretch_);
+        End();
+    }
+    if (const KeywordList* const list = Keywords()) {
+        heard.keywords = ReadKeywords(decoder_.get(), *list);
+    }
+    return heard;
 }
 
 }  // namespace

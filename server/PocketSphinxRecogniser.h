@@ -1,4 +1,4 @@
-// The PocketSphinx engine: free talk with a statistical language model.
+// The PocketSphinx engine: free talk with a statistical language model, grammars, keywords.
 #pragma once
 
 #include <string>

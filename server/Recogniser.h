@@ -15,6 +15,8 @@
 #include <string>
 #include <vector>
 
+#include "Resource.h"
+
 namespace orvx {
 
 struct RecognisedWord {
@@ -31,6 +33,28 @@ struct RecognisedSentence {
     std::vector<RecognisedWord> words;
 };
 
+struct FoundKeyword {
+    std::size_t index;  // in the list
+    int start_ms;       // from the start of the stretch
+    int end_ms;
+    int score;  // 0..100
+};
+
+// What was heard in a stretch.
+struct Heard {
+    bool IsNothing() const { return sentences.empty() && keywords.empty(); }
+
+    std::vector<RecognisedSentence> sentences;  // readings of the stretch, best first
+    std::vector<FoundKeyword> keywords;         // by start
+};
+
+// What to listen for. A grammar, a language model or user words change which sentences there may
+// be; a keyword list is looked for beside them or, without sentences, alone.
+struct ListeningTask {
+    bool wants_sentences = true;
+    ResourcePtr resource;  // null: free talk
+};
+
 // Not for use by two threads at once. Every member throws std::exception when the engine fails;
 // Start makes the object usable again.
 class Recogniser {
@@ -40,12 +64,12 @@ class Recogniser {
     // Begins a stretch, and drops one that was not finished. `opening` is its beginning, or all of
     // it where that is known, for the engine to adapt to voice and line; it is fed afterwards like
     // everything else.
-    virtual void Start(std::span<const std::int16_t> opening) = 0;
+    virtual void Start(const ListeningTask& task, std::span<const std::int16_t> opening) = 0;
     // The next samples, 16 kHz mono.
     virtual void Feed(std::span<const std::int16_t> samples) = 0;
-    // Ends the stretch: at most `max_sentences` (at least 1) different readings of it, best first.
-    // Empty when no word was heard.
-    virtual std::vector<RecognisedSentence> Finish(std::size_t max_sentences) = 0;
+    // Ends the stretch: at most `max_sentences` (at least 1) different readings of it, none when no
+    // word was heard.
+    virtual Heard Finish(std::size_t max_sentences) = 0;
 };
 
 // Makes one more recogniser; called by several threads at once. Throws std::exception when the

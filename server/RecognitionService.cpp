@@ -24,16 +24,6 @@ milliseconds Since(steady_clock::time_point start) {
     return std::chrono::duration_cast<milliseconds>(steady_clock::now() - start);
 }
 
-// A free-talk request may carry no resource: nothing here could use it.
-std::optional<Failure> CheckResource(const LexoRequestMessage& request) {
-    const bool has_resource = request.has_resource_buildin() || request.has_proload_resource() ||
-                              request.has_resource_data();
-    if (!has_resource) return std::nullopt;
-    return Failure{LEXO_ERR_NOT_SUPPORT,
-                   "this server takes no resources for free talk: neither user words nor built-in "
-                   "resources; send the request without one"};
-}
-
 std::string Describe(const Outcome& outcome) {
     std::string text =
         "error=" + std::to_string(outcome.failure ? outcome.failure->error_no : LEXO_ERR_NONE) +
@@ -50,9 +40,8 @@ struct RecognitionService::Exchange {
     Exchange(std::string peer_name, Reply reply_function)
         : peer(std::move(peer_name)), reply(std::move(reply_function)) {}
 
-    void Answer(const std::string& token, const Outcome& outcome, bool has_words) const {
-        reply(BuildAnswer(BuildFreeTalkResponse(request.identify(), token, outcome, has_words),
-                          Since(start)));
+    void Answer(const std::string& token, const Outcome& outcome) const {
+        reply(BuildAnswer(BuildResponse(request.identify(), token, form, outcome), Since(start)));
     }
     void AnswerFailure(const Failure& failure) const;
     // `sole` is an utterance that this request ends.
@@ -63,6 +52,7 @@ struct RecognitionService::Exchange {
     const Reply reply;
     const steady_clock::time_point start = steady_clock::now();
     LexoRequestMessage request;  // its audio is moved out when recognition begins
+    ResultForm form;             // of the answer
 
   private:
     void Steer() const;
@@ -98,7 +88,7 @@ void RecognitionService::Exchange::AnswerFailure(const Failure& failure) const {
                      failure.text.c_str());
     Outcome outcome;
     outcome.failure = failure;
-    Answer({}, outcome, /*has_words=*/false);
+    Answer({}, outcome);
 }
 
 // A real-time utterance and what its log line tells.
@@ -115,7 +105,7 @@ struct RecognitionService::OpenUtterance {
     const std::string peer;
     const std::string identify;
     const std::string cap_name;
-    const bool has_words;
+    const ResultForm form;
     const std::shared_ptr<Utterance> utterance;
     const steady_clock::time_point start = steady_clock::now();
     std::atomic<int> chunks{0};
@@ -128,6 +118,7 @@ RecognitionService::RecognitionService(const ServiceSettings& settings,
     : settings_(settings),
       request_threads_(settings.request_threads),
       decoders_(factory, settings.decoders),
+      resources_(settings.dictionary, settings.resource_dir),
       utterances_(settings.max_utterances, settings.utterance_idle_timeout) {}
 
 RecognitionService::~RecognitionService() {
@@ -168,7 +159,9 @@ void RecognitionService::Serve(std::string_view body, const ExchangePtr& exchang
 std::optional<Failure> RecognitionService::Route(const ExchangePtr& exchange) {
     const LexoRequestMessage& request = exchange->request;
     if (auto failure = CheckRequest(request)) return failure;
-    if (auto failure = CheckCapability(request.cap_name())) return failure;
+    const auto capability = FindCapability(request.cap_name());
+    if (const Failure* const failure = std::get_if<Failure>(&capability)) return *failure;
+    exchange->form.capability = std::get<Capability>(capability);
     if (!request.result_token().empty()) return ContinueStream(exchange);
     if (request.chunk_no() == 1 || request.chunk_no() == -1) return Begin(exchange);
     return Failure{LEXO_ERR_REALTIME_SESSION_TIMEOUT,
@@ -178,11 +171,11 @@ std::optional<Failure> RecognitionService::Route(const ExchangePtr& exchange) {
 
 std::optional<Failure> RecognitionService::Begin(const ExchangePtr& exchange) {
     const LexoRequestMessage& request = exchange->request;
-    TaskParameters parameters;
-    if (auto failure = ParseTaskParameters(request.task_config(), &parameters)) return failure;
-    if (auto failure = CheckFreeTalkParameters(parameters)) return failure;
-    if (auto failure = CheckResource(request)) return failure;
-    if (parameters.IsRealTime()) return OpenStream(exchange, parameters);
+    RecognitionTask task;
+    task.capability = exchange->form.capability;
+    if (auto failure = CompleteTask(request, &task)) return failure;
+    exchange->form.has_words = task.parameters.result_type == ResultType::kWordlist;
+    if (task.parameters.IsRealTime()) return OpenStream(exchange, task);
     if (request.chunk_no() != -1) {
         return Failure{LEXO_ERR_PARAM_INVALID,
                        "chunk_no 1 opens a real-time utterance, but stream_recog is no; a one-shot "
@@ -191,40 +184,50 @@ std::optional<Failure> RecognitionService::Begin(const ExchangePtr& exchange) {
     if (request.data().empty()) {
         return Failure{LEXO_ERR_PARAM_INVALID, "data is empty: a one-shot request needs audio"};
     }
-    RecogniseRecording(exchange, parameters);
+    RecogniseRecording(exchange, task);
     return std::nullopt;
 }
 
-std::shared_ptr<Utterance> RecognitionService::MakeUtterance(const TaskParameters& parameters) {
-    return std::make_shared<Utterance>(parameters, settings_.utterance, &request_threads_,
-                                       &decoders_);
+std::optional<Failure> RecognitionService::CompleteTask(const LexoRequestMessage& request,
+                                                        RecognitionTask* task) {
+    if (auto failure = ParseTaskParameters(request.task_config(), &task->parameters)) {
+        return failure;
+    }
+    if (auto failure = CheckParameters(task->capability, task->parameters)) return failure;
+    auto resource = resources_.Load(task->capability, request);
+    if (Failure* const failure = std::get_if<Failure>(&resource)) return *failure;
+    task->resource = std::get<ResourcePtr>(std::move(resource));
+    return std::nullopt;
+}
+
+std::shared_ptr<Utterance> RecognitionService::MakeUtterance(const RecognitionTask& task) {
+    return std::make_shared<Utterance>(task, settings_.utterance, &request_threads_, &decoders_);
 }
 
 void RecognitionService::RecogniseRecording(const ExchangePtr& exchange,
-                                            const TaskParameters& parameters) {
-    const auto utterance = MakeUtterance(parameters);
-    const bool has_words = parameters.result_type == ResultType::kWordlist;
+                                            const RecognitionTask& task) {
+    const auto utterance = MakeUtterance(task);
     std::string audio = std::move(*exchange->request.mutable_data());
     const std::size_t bytes = audio.size();
     exchange->Attach(utterance);
     utterance->RecogniseRecording(
-        std::move(audio), [exchange, has_words, bytes, heard = utterance.get()](Outcome outcome) {
+        std::move(audio), [exchange, bytes, heard = utterance.get()](Outcome outcome) {
             ORVX_LOG_INFO(
                 "recognition: peer=%s identify=%s capability=%s bytes=%zu audio=%.2fs took=%lldms "
                 "%s",
                 exchange->peer.c_str(), Quote(exchange->request.identify()).c_str(),
                 Quote(exchange->request.cap_name()).c_str(), bytes, heard->SecondsOfAudio(),
                 static_cast<long long>(Since(exchange->start).count()), Describe(outcome).c_str());
-            exchange->Answer({}, outcome, has_words);
+            exchange->Answer({}, outcome);
         });
 }
 
 std::optional<Failure> RecognitionService::OpenStream(const ExchangePtr& exchange,
-                                                      const TaskParameters& parameters) {
+                                                      const RecognitionTask& task) {
     const LexoRequestMessage& request = exchange->request;
-    auto entry = std::shared_ptr<OpenUtterance>(new OpenUtterance{
-        exchange->peer, request.identify(), request.cap_name(),
-        parameters.result_type == ResultType::kWordlist, MakeUtterance(parameters)});
+    auto entry = std::shared_ptr<OpenUtterance>(
+        new OpenUtterance{exchange->peer, request.identify(), request.cap_name(), exchange->form,
+                          MakeUtterance(task)});
     ExpireUtterances();
     Store::Use use = utterances_.Add(entry);
     if (!use) {
@@ -248,6 +251,7 @@ std::optional<Failure> RecognitionService::ContinueStream(const ExchangePtr& exc
         return Failure{LEXO_ERR_PARAM_INVALID,
                        "identify or cap_name differs from the chunk that opened the utterance"};
     }
+    exchange->form = use->form;
     TakeChunk(exchange, std::move(use));
     return std::nullopt;
 }
@@ -270,7 +274,7 @@ void RecognitionService::TakeChunk(const ExchangePtr& exchange, Store::Use use) 
 
 void RecognitionService::FinishChunk(const Exchange& exchange, const Store::Use& use,
                                      const Outcome& outcome) {
-    if (!outcome.segments.empty()) ++use->results;
+    if ((outcome.recog_status & kResultPresent) != 0) ++use->results;
     ORVX_LOG_DEBUG("chunk: peer=%s identify=%s chunk=%d took=%lldms %s", exchange.peer.c_str(),
                    Quote(use->identify).c_str(), exchange.request.chunk_no(),
                    static_cast<long long>(Since(exchange.start).count()),
@@ -278,7 +282,7 @@ void RecognitionService::FinishChunk(const Exchange& exchange, const Store::Use&
     if (outcome.is_over && utterances_.Remove(use.Token())) {
         use->Log(Describe(outcome));
     }
-    exchange.Answer(use.Token(), outcome, use->has_words);
+    exchange.Answer(use.Token(), outcome);
 }
 
 void RecognitionService::ExpireUtterances() {

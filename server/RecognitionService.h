@@ -16,6 +16,7 @@
 #include "DecoderPool.h"
 #include "Failure.h"
 #include "LexoMessage.pb.h"
+#include "ResourceLoader.h"
 #include "Utterance.h"
 #include "UtteranceStore.h"
 
@@ -27,6 +28,8 @@ struct ServiceSettings {
     std::size_t max_utterances;                        // real-time utterances open at once
     std::chrono::milliseconds utterance_idle_timeout;  // until one is given up
     UtteranceLimits utterance;
+    std::string dictionary{};    // the engine's, a file
+    std::string resource_dir{};  // built-in resources; empty: there are none
 };
 
 // Every member may be called by any thread at any time.
@@ -72,17 +75,19 @@ class RecognitionService {
     void Serve(std::string_view body, const ExchangePtr& exchange);
     std::optional<Failure> Route(const ExchangePtr& exchange);
     std::optional<Failure> Begin(const ExchangePtr& exchange);
-    void RecogniseRecording(const ExchangePtr& exchange, const TaskParameters& parameters);
-    std::optional<Failure> OpenStream(const ExchangePtr& exchange,
-                                      const TaskParameters& parameters);
+    std::optional<Failure> CompleteTask(const quorlan::protocol::LexoRequestMessage& request,
+                                        RecognitionTask* task);
+    void RecogniseRecording(const ExchangePtr& exchange, const RecognitionTask& task);
+    std::optional<Failure> OpenStream(const ExchangePtr& exchange, const RecognitionTask& task);
     std::optional<Failure> ContinueStream(const ExchangePtr& exchange);
     void TakeChunk(const ExchangePtr& exchange, Store::Use use);
     void FinishChunk(const Exchange& exchange, const Store::Use& use, const Outcome& outcome);
-    std::shared_ptr<Utterance> MakeUtterance(const TaskParameters& parameters);
+    std::shared_ptr<Utterance> MakeUtterance(const RecognitionTask& task);
 
     const ServiceSettings settings_;
     asio::thread_pool request_threads_;  // outlives all that posts to it
     DecoderPool decoders_;
+    ResourceLoader resources_;
     Store utterances_;
 };
 

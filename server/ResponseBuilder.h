@@ -5,9 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "Capability.h"
 #include "Failure.h"
 #include "LexoMessage.pb.h"
-#include "Utterance.h"
+#include "Outcome.h"
 
 namespace orvx {
 
@@ -17,10 +18,16 @@ std::vector<char> BuildAnswer(const quorlan::protocol::LexoResponseMessage& resp
 // The answer to a frame that holds no recognition request.
 std::vector<char> BuildRefusal(const Failure& failure, std::chrono::milliseconds processing);
 
-// The free-talk response; `token` may be empty. Element lists are present where `has_words`.
-quorlan::protocol::LexoResponseMessage BuildFreeTalkResponse(const std::string& identify,
-                                                             const std::string& token,
-                                                             const Outcome& outcome,
-                                                             bool has_words);
+// What form an answer's result takes.
+struct ResultForm {
+    Capability capability = Capability::kFreeTalk;
+    bool has_words = false;  // element lists are present
+};
+
+// The response; `token` may be empty.
+quorlan::protocol::LexoResponseMessage BuildResponse(const std::string& identify,
+                                                     const std::string& token,
+                                                     const ResultForm& form,
+                                                     const Outcome& outcome);
 
 }  // namespace orvx

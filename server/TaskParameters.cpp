@@ -123,6 +123,18 @@ Failure NotBuilt(const std::string& what) {
     return {LEXO_ERR_NOT_SUPPORT, what};
 }
 
+std::optional<Failure> CheckIsNoAnalysis(const TaskParameters& parameters) {
+    if (parameters.is_online) {
+        return NotBuilt(
+            "analysis_mode online belongs to asr.cloud.analysis; "
+            "the other capabilities stream with stream_recog");
+    }
+    if (parameters.channel_type != ChannelType::kMono) {
+        return NotBuilt("channel_type other than mono belongs to asr.cloud.analysis");
+    }
+    return std::nullopt;
+}
+
 }  // namespace
 
 std::optional<Failure> ParseTaskParameters(const std::string& text, TaskParameters* parameters) {
@@ -143,7 +155,13 @@ std::optional<Failure> ParseTaskParameters(const std::string& text, TaskParamete
     return std::nullopt;
 }
 
-std::optional<Failure> CheckFreeTalkParameters(const TaskParameters& parameters) {
+Role TaskParameters::RoleOf(std::size_t channel) const {
+    if (channel_type == ChannelType::kMono) return Role::kUnknown;
+    const bool is_left_agent = channel_type == ChannelType::kLeftAgent;
+    return (channel == 0) == is_left_agent ? Role::kAgent : Role::kUser;
+}
+
+std::optional<Failure> CheckParameters(Capability capability, const TaskParameters& parameters) {
     if (parameters.audio_format == AudioFormat::kV3_6k4bit) {
         return NotBuilt(
             "audio_format v3_6k4bit: there is no decoder for it here; "
@@ -160,13 +178,12 @@ std::optional<Failure> CheckFreeTalkParameters(const TaskParameters& parameters)
     if (parameters.text_post_process != 0) {
         return NotBuilt("textpostproc: this engine's text is not post-processed; leave it out");
     }
-    if (parameters.is_online) {
-        return NotBuilt(
-            "analysis_mode online belongs to asr.cloud.analysis; "
-            "free talk streams with stream_recog");
-    }
-    if (parameters.channel_type != ChannelType::kMono) {
-        return NotBuilt("channel_type other than mono belongs to asr.cloud.analysis");
+    if (capability != Capability::kAnalysis) return CheckIsNoAnalysis(parameters);
+    const AudioFormatInfo& format = DescribeAudioFormat(parameters.audio_format);
+    if (parameters.Channels() > 1 && format.block_samples > 1) {
+        return NotBuilt(std::string("audio_format ") + format.name +
+                        ": two channels can alternate in pcm8k16bit, pcm16k16bit, alaw and ulaw "
+                        "only; use one of them or channel_type mono");
     }
     return std::nullopt;
 }

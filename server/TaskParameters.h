@@ -5,7 +5,9 @@
 #include <string>
 
 #include "AudioFormat.h"
+#include "Capability.h"
 #include "Failure.h"
+#include "Outcome.h"
 
 namespace orvx {
 
@@ -37,6 +39,10 @@ struct TaskParameters {
 
     // Whether the audio comes in several requests.
     bool IsRealTime() const { return stream != StreamMode::kNo || is_online; }
+    // In the audio, which alternate sample by sample.
+    std::size_t Channels() const { return channel_type == ChannelType::kMono ? 1 : 2; }
+    // Who speaks on a channel; the left one is 0.
+    Role RoleOf(std::size_t channel) const;
 };
 
 // Reads `text` into `parameters`. A failure names the first pair, in the order of names, that is
@@ -44,7 +50,7 @@ struct TaskParameters {
 // partly filled.
 std::optional<Failure> ParseTaskParameters(const std::string& text, TaskParameters* parameters);
 
-// What of the parameters free talk cannot do.
-std::optional<Failure> CheckFreeTalkParameters(const TaskParameters& parameters);
+// What of the parameters this server cannot do for the capability.
+std::optional<Failure> CheckParameters(Capability capability, const TaskParameters& parameters);
 
 }  // namespace orvx

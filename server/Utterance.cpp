@@ -23,25 +23,36 @@ std::uint64_t NextId() {
     return ++last_id;
 }
 
-int ToMs(std::int64_t samples) {
-    return static_cast<int>(samples / kSamplesPerMs);
-}
-
 SegmenterSettings MakeSegmenterSettings(const TaskParameters& parameters) {
     return {parameters.vad_tail_ms, parameters.max_seconds * 1000, parameters.vad_threshold};
 }
 
 }  // namespace
 
-Utterance::Utterance(const TaskParameters& parameters, const UtteranceLimits& limits,
+Utterance::Utterance(RecognitionTask task, const UtteranceLimits& limits,
                      asio::thread_pool* request_threads, DecoderPool* decoders)
-    : parameters_(parameters),
+    : task_(std::move(task)),
       limits_(limits),
-      is_recording_(!parameters.IsRealTime()),
+      is_recording_(!task_.parameters.IsRealTime()),
       id_(NextId()),
       decoders_(decoders),
-      strand_(asio::make_strand(*request_threads)),
-      segmenter_(MakeSegmenterSettings(parameters), this) {}
+      strand_(asio::make_strand(*request_threads)) {
+    for (std::size_t i = 0; i < task_.parameters.Channels(); ++i) {
+        channels_.emplace_back(i, MakeSegmenterSettings(task_.parameters), MakeJobSettings(),
+                               decoders_, static_cast<StretchSink*>(this));
+    }
+}
+
+JobSettings Utterance::MakeJobSettings() const {
+    JobSettings settings{};
+    settings.owner = id_;
+    settings.opening_samples =
+        is_recording_ ? std::numeric_limits<std::size_t>::max() : kStreamOpeningSamples;
+    settings.max_sentences = task_.parameters.wants_nbest ? limits_.max_sentences : 1;
+    settings.task = {task_.capability != Capability::kKeywordSpot, task_.resource};
+    settings.yields = yields_;
+    return settings;
+}
 
 void Utterance::RecogniseRecording(std::string audio, Done done) {
     TakeChunk(next_number_, /*is_closing=*/true, std::move(audio), std::move(done));
@@ -85,8 +96,9 @@ std::optional<Failure> Utterance::CheckChunk() const {
                                                   " came where chunk " +
                                                   std::to_string(next_number_) + " was due"};
     }
-    const AudioFormatInfo& format = DescribeAudioFormat(parameters_.audio_format);
-    const std::size_t samples = current_->audio.size() / format.block_bytes * format.block_samples;
+    const AudioFormatInfo& format = DescribeAudioFormat(task_.parameters.audio_format);
+    const std::size_t samples =
+        current_->audio.size() / format.block_bytes * format.block_samples / channels_.size();
     const std::size_t most = static_cast<std::size_t>(limits_.max_request_seconds) *
                              static_cast<std::size_t>(format.sample_rate_hz);
     if (samples <= most) return std::nullopt;
@@ -99,101 +111,94 @@ std::optional<Failure> Utterance::CheckChunk() const {
 
 void Utterance::Advance() try {
     while (!is_ended_ && !(EndsAtFirstResult() && MustWait()) && FillSamples()) {
-        PushSamples();
+        ListenOn();
         if (is_over_ || is_abandoned_) return;
     }
-    const bool is_heard_out = is_input_finished_ && samples_position_ == samples_.size();
-    if (is_heard_out && !is_ended_ && segmenter_.IsInSpeech()) segmenter_.Finish();
+    if (is_input_finished_ && !HasSamples() && !is_ended_) FinishListening();
     if (!MustWait()) AnswerChunk();
 } catch (const std::exception& error) {
     Fail({LEXO_ERR_RECOG_FAILED, error.what()});
 }
 
+bool Utterance::HasSamples() const {
+    return std::any_of(channels_.begin(), channels_.end(),
+                       [](const SpeechChannel& channel) { return channel.HasSamples(); });
+}
+
 // False when all of the chunk has been searched for speech.
 bool Utterance::FillSamples() {
-    if (samples_position_ < samples_.size()) return true;
-    samples_.clear();
-    samples_position_ = 0;
+    if (HasSamples()) return true;
+    std::vector<std::vector<std::int16_t>> samples(channels_.size());
     const std::string_view audio = current_->audio;
     if (audio_position_ < audio.size()) {
-        if (!input_) input_.emplace(parameters_.audio_format);
+        if (!input_) input_.emplace(task_.parameters.audio_format, channels_.size());
         const std::string_view slice = audio.substr(audio_position_, kDecodedAtOnceBytes);
         audio_position_ += slice.size();
-        samples_ = input_->Push(slice);
-        return true;
+        samples = input_->Push(slice);
+    } else if (current_->is_closing && !is_input_finished_) {
+        is_input_finished_ = true;
+        if (input_) samples = input_->Finish();
+    } else {
+        return false;
     }
-    if (!current_->is_closing || is_input_finished_) return false;
-    is_input_finished_ = true;
-    if (input_) samples_ = input_->Finish();
+    for (std::size_t i = 0; i < channels_.size(); ++i) channels_[i].Give(std::move(samples[i]));
     return true;
 }
 
-void Utterance::PushSamples() {
-    std::span<const std::int16_t> samples = std::span(samples_).subspan(samples_position_);
-    if (const auto limit = SamplesToSilenceLimit()) {
-        samples = samples.first(std::min(samples.size(), *limit));
+void Utterance::ListenOn() {
+    const auto limit = SamplesToSilenceLimit();
+    for (SpeechChannel& channel : channels_) {
+        channel.Listen(limit.value_or(std::numeric_limits<std::size_t>::max()));
     }
-    samples_position_ += segmenter_.Push(samples);
-    samples_heard_ = segmenter_.Samples();
-    FlushSpeech();
+    const std::int64_t heard = channels_.front().SamplesHeard();
+    samples_heard_ = heard;
     if (SamplesToSilenceLimit() == 0U) is_ended_ = true;
-    if (segmenter_.Samples() > std::int64_t{limits_.max_utterance_seconds} * kSampleRateHz) {
+    if (heard > std::int64_t{limits_.max_utterance_seconds} * kSampleRateHz) {
         Fail({LEXO_ERR_RECOG_FAILED, "the utterance is longer than this server takes, " +
                                          std::to_string(limits_.max_utterance_seconds) + " s"});
     }
 }
 
-// The silence before the first speech is limited, but for continuous streams.
+void Utterance::FinishListening() {
+    for (SpeechChannel& channel : channels_) channel.Finish();
+}
+
+// The silence before the first speech is limited, but for continuous streams and for searches.
 bool Utterance::IsSilenceLimited() const {
+    if (task_.IsSearch() || channels_.size() > 1) return false;
     const bool is_continuous = !is_recording_ && !EndsAtFirstResult();
-    return !is_continuous && !segmenter_.HasHeardSpeech();
+    return !is_continuous && !channels_.front().HasHeardSpeech();
 }
 
 // How much more may come until it is certain that no speech began in time; empty when there is no
 // such limit (any more).
 std::optional<std::size_t> Utterance::SamplesToSilenceLimit() const {
     if (!IsSilenceLimited()) return std::nullopt;
-    const int limit_ms = std::max(parameters_.vad_head_ms + kDetectionMs, kFirstDetectionMs);
-    const std::int64_t left = std::int64_t{limit_ms} * kSamplesPerMs - segmenter_.Samples();
+    const int limit_ms = std::max(task_.parameters.vad_head_ms + kDetectionMs, kFirstDetectionMs);
+    const std::int64_t left =
+        std::int64_t{limit_ms} * kSamplesPerMs - channels_.front().SamplesHeard();
     return static_cast<std::size_t>(std::max(std::int64_t{0}, left));
 }
 
 bool Utterance::EndsAtFirstResult() const {
-    return parameters_.stream == StreamMode::kYes || parameters_.stream == StreamMode::kYesRt;
+    return task_.parameters.stream == StreamMode::kYes ||
+           task_.parameters.stream == StreamMode::kYesRt;
 }
 
-void Utterance::OnSpeechBegin(std::int64_t first_sample) {
-    open_start_ms_ = ToMs(first_sample);
-    if (IsSilenceLimited() && open_start_ms_ > parameters_.vad_head_ms) {
-        is_ended_ = true;
-        return;
-    }
-    const std::size_t opening =
-        is_recording_ ? std::numeric_limits<std::size_t>::max() : kStreamOpeningSamples;
-    open_job_ = decoders_->Open(
-        {id_, opening, parameters_.wants_nbest ? limits_.max_sentences : std::size_t{1}, yields_});
+bool Utterance::OnStretchBegin(int start_ms) {
+    if (!IsSilenceLimited() || start_ms <= task_.parameters.vad_head_ms) return true;
+    is_ended_ = true;
+    return false;
 }
 
-void Utterance::OnSpeech(std::span<const std::int16_t> samples) {
-    if (open_job_) speech_.insert(speech_.end(), samples.begin(), samples.end());
-}
-
-void Utterance::OnSpeechEnd(std::int64_t end_sample) {
-    if (!open_job_) return;
-    FlushSpeech();
+void Utterance::OnStretchEnd(std::size_t channel, int start_ms, int end_ms,
+                             DecoderPool::JobHandle job) {
     const std::uint64_t number = first_stretch_ + stretches_.size();
-    stretches_.push_back({open_start_ms_, ToMs(end_sample), open_job_, std::nullopt});
-    decoders_->Close(std::exchange(open_job_, nullptr),
-                     [self = shared_from_this(), number](JobResult result) mutable {
-                         asio::post(self->strand_, [self, number, result = std::move(result)] {
-                             self->OnResult(number, result);
-                         });
-                     });
-}
-
-void Utterance::FlushSpeech() {
-    if (open_job_ && !speech_.empty()) decoders_->Feed(open_job_, speech_);
-    speech_.clear();
+    stretches_.push_back({channel, start_ms, end_ms, job, std::nullopt});
+    decoders_->Close(job, [self = shared_from_this(), number](JobResult result) mutable {
+        asio::post(self->strand_,
+                   [self, number, result = std::move(result)] { self->OnResult(number, result); });
+    });
 }
 
 }  // namespace orvx

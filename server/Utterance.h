@@ -21,28 +21,12 @@
 #include "AudioInput.h"
 #include "DecoderPool.h"
 #include "Failure.h"
-#include "SpeechSegmenter.h"
-#include "TaskParameters.h"
+#include "Outcome.h"
+#include "RecognitionTask.h"
+#include "SilenceFinder.h"
+#include "SpeechChannel.h"
 
 namespace orvx {
-
-// Bits of an answer's recog_status.
-enum RecogStatus { kMoreAudioWanted = 1, kResultPresent = 2 };
-
-// One stretch of speech; the words' times count from the start of the utterance's audio.
-struct Segment {
-    int start_ms;
-    int end_ms;
-    std::vector<RecognisedSentence> sentences;  // at least one
-};
-
-// What the answer to one chunk says.
-struct Outcome {
-    std::optional<Failure> failure;
-    int recog_status = 0;
-    std::vector<Segment> segments;
-    bool is_over = false;  // nothing more can come of the utterance
-};
 
 struct UtteranceLimits {
     int max_request_seconds;    // of audio in one recording or chunk
@@ -51,12 +35,12 @@ struct UtteranceLimits {
 };
 
 // Always held by a shared_ptr. Every public member may be called by any thread at any time.
-class Utterance : public std::enable_shared_from_this<Utterance>, private SpeechSink {
+class Utterance : public std::enable_shared_from_this<Utterance>, private StretchSink {
   public:
     using Done = std::function<void(Outcome)>;
 
     // Borrows the pools. The request threads must outlive the decoders, and both the utterance.
-    Utterance(const TaskParameters& parameters, const UtteranceLimits& limits,
+    Utterance(RecognitionTask task, const UtteranceLimits& limits,
               asio::thread_pool* request_threads, DecoderPool* decoders);
 
     // The whole of a recording. `done` is called once, by any thread.
@@ -79,22 +63,25 @@ class Utterance : public std::enable_shared_from_this<Utterance>, private Speech
         Done done;
     };
     struct Stretch {
+        std::size_t channel;
         int start_ms;
         int end_ms;
         DecoderPool::JobHandle job;
         std::optional<JobResult> result;
     };
 
-    void OnSpeechBegin(std::int64_t first_sample) override;
-    void OnSpeech(std::span<const std::int16_t> samples) override;
-    void OnSpeechEnd(std::int64_t end_sample) override;
+    bool OnStretchBegin(int start_ms) override;
+    void OnStretchEnd(std::size_t channel, int start_ms, int end_ms,
+                      DecoderPool::JobHandle job) override;
 
+    JobSettings MakeJobSettings() const;
     void TakeNextChunk();
     std::optional<Failure> CheckChunk() const;
     void Advance();
+    bool HasSamples() const;
     bool FillSamples();
-    void PushSamples();
-    void FlushSpeech();
+    void ListenOn();
+    void FinishListening();
     bool EndsAtFirstResult() const;
     bool MustWait() const;
     void OnResult(std::uint64_t stretch, const JobResult& result);
@@ -102,12 +89,16 @@ class Utterance : public std::enable_shared_from_this<Utterance>, private Speech
     std::optional<std::size_t> SamplesToSilenceLimit() const;
     void AnswerChunk();
     Outcome SummariseChunk();
+    bool TakesWordlessSpeechForNoise() const;
+    bool HasResult(const Outcome& outcome) const;
     std::vector<Segment> TakeSegments();
+    Segment MakeSegment(const Stretch& stretch) const;
+    std::vector<Silence> TakeSilences(const std::vector<Segment>& segments);
     void Fail(Failure failure);
     void Reply(Outcome outcome);
     void Release();
 
-    const TaskParameters parameters_;
+    const RecognitionTask task_;
     const UtteranceLimits limits_;
     const bool is_recording_;  // one-shot
     const std::uint64_t id_;
@@ -124,19 +115,15 @@ class Utterance : public std::enable_shared_from_this<Utterance>, private Speech
     int next_number_ = 1;
 
     std::optional<AudioInput> input_;  // from the first audio on
-    SpeechSegmenter segmenter_;
-    std::size_t audio_position_ = 0;     // in the current chunk's bytes
-    std::vector<std::int16_t> samples_;  // decoded, not yet searched for speech
-    std::size_t samples_position_ = 0;
+    std::deque<SpeechChannel> channels_;
+    std::size_t audio_position_ = 0;  // in the current chunk's bytes
     bool is_input_finished_ = false;
 
-    DecoderPool::JobHandle open_job_;   // of the stretch that is being spoken
-    std::vector<std::int16_t> speech_;  // what it has not been fed yet
-    int open_start_ms_ = 0;
     std::deque<Stretch> stretches_;    // that ended and are not answered yet
     std::uint64_t first_stretch_ = 0;  // number of the first of them
-    bool has_heard_words_ = false;
-    bool is_ended_ = false;  // further audio is ignored
+    SilenceFinder silences_;
+    bool has_heard_anything_ = false;  // that was answered
+    bool is_ended_ = false;            // further audio is ignored
     bool is_over_ = false;
 };
 

@@ -17,7 +17,7 @@ void Utterance::OnResult(std::uint64_t stretch, const JobResult& result) {
         return Fail({LEXO_ERR_RECOG_FAILED, "the engine failed: " + *result.engine_error});
     }
     stretches_[stretch - first_stretch_].result = result;
-    if (EndsAtFirstResult()) is_ended_ = is_ended_ || !result.sentences.empty();
+    if (EndsAtFirstResult()) is_ended_ = is_ended_ || !result.heard.IsNothing();
     if (!MustWait()) Advance();
 }
 
@@ -30,35 +30,81 @@ void Utterance::AnswerChunk() {
 
 Outcome Utterance::SummariseChunk() {
     Outcome outcome;
+    const bool has_speech = !stretches_.empty();
     outcome.segments = TakeSegments();
-    has_heard_words_ = has_heard_words_ || !outcome.segments.empty();
+    has_heard_anything_ = has_heard_anything_ || !outcome.segments.empty() ||
+                          (has_speech && !TakesWordlessSpeechForNoise());
     const bool wants_more = !current_->is_closing && !is_ended_;
-    outcome.recog_status =
-        (wants_more ? kMoreAudioWanted : 0) | (outcome.segments.empty() ? 0 : kResultPresent);
-    if (!wants_more && !has_heard_words_) {
+    if (!wants_more && !has_heard_anything_) {
         outcome.failure = Failure{LEXO_ERR_NO_VOICE_INPUT, "no speech was heard"};
+    } else if (task_.capability == Capability::kAnalysis) {
+        outcome.silences = TakeSilences(outcome.segments);
     }
+    outcome.recog_status =
+        (wants_more ? kMoreAudioWanted : 0) | (HasResult(outcome) ? kResultPresent : 0);
     outcome.is_over = current_->is_closing;
     return outcome;
 }
 
-// A stretch in which the engine heard no word was noise.
+// Whether speech without a known word was noise. Behind a grammar or a keyword list it was not: it
+// said something else.
+bool Utterance::TakesWordlessSpeechForNoise() const {
+    return task_.capability == Capability::kFreeTalk || task_.capability == Capability::kAnalysis;
+}
+
+// The answer to a recording in which somebody spoke always has one, though it may be empty.
+bool Utterance::HasResult(const Outcome& outcome) const {
+    if (outcome.failure) return false;
+    return is_recording_ || !outcome.segments.empty() || !outcome.silences.empty();
+}
+
 std::vector<Segment> Utterance::TakeSegments() {
     std::vector<Segment> segments;
-    for (Stretch& stretch : stretches_) {
-        if (stretch.result->sentences.empty()) continue;
-        Segment& segment = segments.emplace_back();
-        segment = {stretch.start_ms, stretch.end_ms, std::move(stretch.result->sentences)};
-        for (RecognisedSentence& sentence : segment.sentences) {
-            for (RecognisedWord& word : sentence.words) {
-                word.start_ms = std::min(word.start_ms + stretch.start_ms, stretch.end_ms);
-                word.end_ms = std::min(word.end_ms + stretch.start_ms, stretch.end_ms);
-            }
-        }
+    for (const Stretch& stretch : stretches_) {
+        if (!stretch.result->heard.IsNothing()) segments.push_back(MakeSegment(stretch));
     }
     first_stretch_ += stretches_.size();
     stretches_.clear();
+    std::stable_sort(segments.begin(), segments.end(),
+                     [](const Segment& a, const Segment& b) { return a.start_ms < b.start_ms; });
     return segments;
+}
+
+Segment Utterance::MakeSegment(const Stretch& stretch) const {
+    const auto in_utterance = [&](int ms) {
+        return std::min(ms + stretch.start_ms, stretch.end_ms);
+    };
+    Segment segment{stretch.start_ms,
+                    stretch.end_ms,
+                    task_.parameters.RoleOf(stretch.channel),
+                    stretch.result->heard.sentences,
+                    {}};
+    for (RecognisedSentence& sentence : segment.sentences) {
+        for (RecognisedWord& word : sentence.words) {
+            word.start_ms = in_utterance(word.start_ms);
+            word.end_ms = in_utterance(word.end_ms);
+        }
+    }
+    for (const FoundKeyword& found : stretch.result->heard.keywords) {
+        const KeywordList& list = std::get<KeywordList>(task_.resource->content);
+        segment.keywords.push_back({static_cast<int>(found.index), list.at(found.index).text,
+                                    in_utterance(found.start_ms), in_utterance(found.end_ms),
+                                    found.score});
+    }
+    return segment;
+}
+
+// A silence is told with the speech behind it.
+std::vector<Silence> Utterance::TakeSilences(const std::vector<Segment>& segments) {
+    for (const Segment& segment : segments) silences_.AddSpeech(segment.start_ms, segment.end_ms);
+    const auto earliest = std::min_element(channels_.begin(), channels_.end(),
+                                           [](const SpeechChannel& a, const SpeechChannel& b) {
+                                               return a.SettledMs() < b.SettledMs();
+                                           });
+    if (current_->is_closing) {
+        return silences_.Finish(static_cast<int>(samples_heard_ / kSamplesPerMs));
+    }
+    return segments.empty() ? std::vector<Silence>() : silences_.Take(earliest->SettledMs());
 }
 
 void Utterance::Fail(Failure failure) {
@@ -83,16 +129,13 @@ void Utterance::Reply(Outcome outcome) {
 }
 
 void Utterance::Release() {
-    if (open_job_) decoders_->Cancel(std::exchange(open_job_, nullptr));
+    for (SpeechChannel& channel : channels_) channel.Release();
     for (const Stretch& stretch : stretches_) {
         if (!stretch.result) decoders_->Cancel(stretch.job);
     }
     first_stretch_ += stretches_.size();
     stretches_.clear();
     input_.reset();
-    samples_ = {};
-    samples_position_ = 0;
-    speech_ = {};
 }
 
 }  // namespace orvx

@@ -30,8 +30,7 @@ std::vector<TextLine> Lines(std::string_view text, const char* what, std::size_t
     std::vector<TextLine> lines = SplitLines(text);
     if (lines.empty()) throw ResourceError(std::string("the list of ") + what + " is empty");
     if (lines.size() > most) {
-        throw ResourceError(lines[most].number,
-                            "more than " + std::to_string(most) + " " + what);
+        throw ResourceError(lines[most].number, "more than " + std::to_string(most) + " " + what);
     }
     return lines;
 }
@@ -54,6 +53,13 @@ double TakeThreshold(const TextLine& line, std::vector<std::string_view>* column
     columns->pop_back();
     if (columns->empty()) throw ResourceError(line.number, "a threshold without a keyword");
     return threshold;
+}
+
+// The engine's marks for pauses, and for second pronunciations.
+void CheckSpelling(int line, const std::string& word) {
+    const bool is_mark = std::string_view("<[+").find(word[0]) != std::string_view::npos;
+    if (!is_mark && word.find('(') == std::string::npos) return;
+    throw ResourceError(line, Quote(word) + " cannot be a word");
 }
 
 }  // namespace
@@ -110,14 +116,15 @@ UserWords ReadUserWords(std::string_view text, const Dictionary& dictionary) {
     for (const TextLine& line : Lines(text, "user words", kMostUserWords)) {
         const std::vector<std::string_view> columns = SplitWords(line.text);
         UserWord word{LowerCase(columns[0]), Join({columns.begin() + 1, columns.end()})};
+        CheckSpelling(line.number, word.text);
         if (word.phones.empty()) checker.Check(word.text, line.number);
         if (columns.size() > kMostPhones + 1) throw ResourceError(line.number, "too many phones");
         for (std::size_t i = 1; i < columns.size(); ++i) {
             if (dictionary.HasPhone(columns[i])) continue;
-            throw ResourceError(line.number,
-                                Quote(columns[i]) + " is no phone that the engine knows; a line is "
-                                                    "a word and its phones: dashwood D AE SH W "
-                                                    "UH D");
+            throw ResourceError(line.number, Quote(columns[i]) +
+                                                 " is no phone that the engine knows; a line is "
+                                                 "a word and its phones: dashwood D AE SH W "
+                                                 "UH D");
         }
         words.push_back(std::move(word));
     }

@@ -13,9 +13,9 @@ Samples Decode(const std::string& bytes, AudioFormat format, std::size_t chunk_b
     AudioInput input(format);
     Samples samples;
     for (std::size_t at = 0; at < bytes.size(); at += chunk_bytes) {
-        samples = Join({samples, input.Push(std::string_view(bytes).substr(at, chunk_bytes))});
+        samples = Join({samples, input.Push(std::string_view(bytes).substr(at, chunk_bytes))[0]});
     }
-    return Join({samples, input.Finish()});
+    return Join({samples, input.Finish()[0]});
 }
 
 double SignalToNoiseDb(const Samples& signal, Samples copy) {
@@ -63,6 +63,28 @@ TEST(AudioInputTest, DecodesEveryFormatHoweverItIsCut) {
         const std::string ten = bytes.substr(0, 10 * block);
         EXPECT_EQ(Decode(ten + ten.substr(0, block - 1), format), Decode(ten, format));
         EXPECT_TRUE(Decode("", format).empty());
+    }
+}
+
+TEST(AudioInputTest, TwoChannelsAreTakenApartWhereverTheyAreCut) {
+    for (const char* const name : {"pcm16k16bit", "alaw"}) {
+        const AudioFormat format = *FindAudioFormat(name);
+        const std::size_t size = DescribeAudioFormat(format).block_bytes;
+        const std::string left = Encode(Chord(300), format);
+        const std::string right = Encode(Noise(300, -20), format);
+        std::string both;
+        for (std::size_t at = 0; at < left.size(); at += size) {
+            both += left.substr(at, size) + right.substr(at, size);
+        }
+        AudioInput input(format, 2);
+        Samples samples[2];
+        for (std::size_t at = 0; at < both.size(); at += 7) {
+            const auto pushed = input.Push(std::string_view(both).substr(at, 7));
+            for (std::size_t i : {0U, 1U}) samples[i] = Join({samples[i], pushed[i]});
+        }
+        const auto rest = input.Finish();
+        EXPECT_EQ(Join({samples[0], rest[0]}), Decode(left, format)) << name;
+        EXPECT_EQ(Join({samples[1], rest[1]}), Decode(right, format)) << name;
     }
 }
 

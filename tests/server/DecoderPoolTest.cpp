@@ -34,7 +34,8 @@ class DecoderPoolTest : public testing::Test {
     static std::string Text(Result result) {
         EXPECT_EQ(result.wait_for(std::chrono::minutes(1)), std::future_status::ready);
         const JobResult got = result.get();
-        return got.engine_error.value_or(got.sentences.empty() ? "" : got.sentences[0].text);
+        return got.engine_error.value_or(got.heard.sentences.empty() ? ""
+                                                                     : got.heard.sentences[0].text);
     }
     std::string Text(const Job& job) { return Text(Close(job)); }
     void WaitForFed(std::size_t seconds) {

@@ -1,5 +1,6 @@
 // An engine that hears a word for every second of a stretch: what a test's audio is recognised as
-// can be told from its length alone. Tests hold it up, make it fail and see what it was asked.
+// can be told from its length alone; of a keyword list it spots the first. Tests hold it up, make
+// it fail and see what it was asked.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -86,8 +87,9 @@ class FakeEngine {
       public:
         explicit FakeRecogniser(std::shared_ptr<Shared> shared) : shared_(std::move(shared)) {}
 
-        void Start(std::span<const std::int16_t> opening) override {
+        void Start(const ListeningTask& task, std::span<const std::int16_t> opening) override {
             const std::lock_guard lock(shared_->mutex);
+            task_ = task;
             samples_ = 0;
             ++state_.starts;
             state_.longest_opening = std::max(state_.longest_opening, opening.size());
@@ -110,7 +112,7 @@ class FakeEngine {
             state_.samples_fed += samples.size();
         }
 
-        std::vector<RecognisedSentence> Finish(std::size_t max_sentences) override {
+        Heard Finish(std::size_t max_sentences) override {
             std::unique_lock lock(shared_->mutex);
             ++state_.held_up;
             shared_->changed.notify_all();
@@ -124,12 +126,18 @@ class FakeEngine {
                 const int second = static_cast<int>(at / 5);
                 sentence.words.push_back({second * 1000, second * 1000 + 1000, 50, at, 4});
             }
-            return std::vector(sentence.text.empty() ? 0 : max_sentences, sentence);
+            const bool is_silent = sentence.text.empty();
+            Heard heard;
+            if (task_.wants_sentences)
+                heard.sentences.resize(is_silent ? 0 : max_sentences, sentence);
+            if (task_.resource && !is_silent) heard.keywords.push_back({0, 100, 300, 70});
+            return heard;
         }
 
       private:
         const std::shared_ptr<Shared> shared_;
         FakeEngineState& state_ = shared_->state;
+        ListeningTask task_;
         std::size_t samples_ = 0;
     };
 

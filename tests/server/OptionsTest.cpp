@@ -19,7 +19,7 @@ TEST(OptionsTest, ReadsWhatItIsToldAndHasUsableDefaults) {
     EXPECT_EQ(parsed.options->connection.read_timeout, std::chrono::milliseconds(250));
     EXPECT_EQ(parsed.options->model.language_model, "/m/en-us.lm.bin");
     EXPECT_EQ(parsed.options->model.dictionary, "/d");
-    EXPECT_EQ(parsed.options->resource_dir, "/");
+    EXPECT_EQ(parsed.options->service.resource_dir, "/");
     EXPECT_EQ(parsed.options->connection.max_frame_bytes, kMaxFrameBodyBytes);
     EXPECT_GE(Parse({}).options->service.decoders, 1U);
 }

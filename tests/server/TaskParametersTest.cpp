@@ -8,7 +8,7 @@ namespace {
 TEST(TaskParametersTest, ReadsEveryParameterAndHasDefaults) {
     TaskParameters parameters;
     EXPECT_FALSE(ParseTaskParameters(",,vad_head=1,,", &parameters));
-    EXPECT_FALSE(CheckFreeTalkParameters(parameters));
+    EXPECT_FALSE(CheckParameters(Capability::kFreeTalk, parameters));
     EXPECT_EQ(parameters.vad_tail_ms, 500);
     EXPECT_EQ(parameters.max_seconds, 30);
     EXPECT_FALSE(parameters.IsRealTime());
@@ -71,10 +71,32 @@ TEST(TaskParametersTest, SaysWhatIsWrongAndWhatWouldBeRight) {
     for (const auto& [text, error_no, says] : cases) {
         TaskParameters parameters;
         auto failure = ParseTaskParameters(text, &parameters);
-        if (!failure) failure = CheckFreeTalkParameters(parameters);
+        if (!failure) failure = CheckParameters(Capability::kFreeTalk, parameters);
         ASSERT_TRUE(failure) << text;
         EXPECT_EQ(failure->error_no, error_no) << text;
         EXPECT_NE(failure->text.find(says), std::string::npos) << failure->text;
+    }
+}
+
+TEST(TaskParametersTest, AnAnalysisMayHaveTwoChannelsOfSingleSamples) {
+    const std::pair<const char*, bool> cases[] = {{"audio_format=pcm16k16bit", true},
+                                                  {"audio_format=alaw", true},
+                                                  {"audio_format=ulaw", true},
+                                                  {"audio_format=gsm610", false},
+                                                  {"audio_format=vox8k4bit", false}};
+    for (const auto& [text, is_taken] : cases) {
+        TaskParameters parameters;
+        ParseTaskParameters(std::string("channel_type=left_agent,") + text, &parameters);
+        EXPECT_EQ(!CheckParameters(Capability::kAnalysis, parameters), is_taken) << text;
+        EXPECT_TRUE(CheckParameters(Capability::kGrammar, parameters)) << text;
+        EXPECT_EQ(parameters.RoleOf(0), Role::kAgent);
+        EXPECT_EQ(parameters.RoleOf(1), Role::kUser);
+        parameters.channel_type = ChannelType::kRightAgent;
+        EXPECT_EQ(parameters.RoleOf(0), Role::kUser);
+        EXPECT_EQ(parameters.RoleOf(1), Role::kAgent);
+        parameters.channel_type = ChannelType::kMono;
+        EXPECT_FALSE(CheckParameters(Capability::kAnalysis, parameters));
+        EXPECT_EQ(parameters.RoleOf(0), Role::kUnknown);
     }
 }
 

@@ -14,9 +14,13 @@ namespace {
 class UtteranceTest : public testing::Test {
   protected:
     void Open(const std::string& task_config, const UtteranceLimits& limits = {600, 3600, 5}) {
-        TaskParameters parameters;
-        ASSERT_FALSE(ParseTaskParameters(kPcm16 + "," + task_config, &parameters));
-        utterance_ = std::make_shared<Utterance>(parameters, limits, &threads_, &decoders_);
+        RecognitionTask task;
+        task.capability = capability_;
+        if (has_keywords_) {
+            task.resource = std::make_shared<Resource>(Resource{1, KeywordList{{"Key", "key", 0}}});
+        }
+        ASSERT_FALSE(ParseTaskParameters(kPcm16 + "," + task_config, &task.parameters));
+        utterance_ = std::make_shared<Utterance>(task, limits, &threads_, &decoders_);
         number_ = 0;
     }
     std::future<Outcome> Post(const std::string& audio, bool is_closing = false) {
@@ -39,16 +43,21 @@ class UtteranceTest : public testing::Test {
     DecoderPool decoders_{engine_.Factory(), 2};
     std::shared_ptr<Utterance> utterance_;
     int number_ = 0;
+    Capability capability_ = Capability::kFreeTalk;
+    bool has_keywords_ = false;
 };
 
-// "STATUS TEXT|TEXT", or the error and its text.
+// "STATUS TEXT|TEXT", or the error and its text. Keywords stand behind "@", speakers before ":".
 std::string Show(const Outcome& outcome) {
     if (outcome.failure) {
         return "error " + std::to_string(outcome.failure->error_no) + ": " + outcome.failure->text;
     }
     std::string text = std::to_string(outcome.recog_status);
     for (const Segment& segment : outcome.segments) {
-        text += (&segment == outcome.segments.data() ? " " : "|") + segment.sentences[0].text;
+        text += &segment == outcome.segments.data() ? " " : "|";
+        if (segment.role != Role::kUnknown) text += segment.role == Role::kAgent ? "A:" : "U:";
+        if (!segment.sentences.empty()) text += segment.sentences[0].text;
+        for (const SpottedKeyword& keyword : segment.keywords) text += "@" + keyword.text;
     }
     return text;
 }
@@ -131,6 +140,79 @@ TEST_F(UtteranceTest, ARecordingIsAnsweredAsItsParametersSay) {
         Open(task_config);
         EXPECT_EQ(Show(Close(Sounds(script))), answer) << task_config;
     }
+}
+
+TEST_F(UtteranceTest, EachCapabilityHearsInItsOwnWay) {
+    const struct {
+        Capability capability;
+        bool has_keywords;
+        const char* task_config;
+        const char* script;
+        std::string answer;
+    } recordings[] = {
+        // Whoever says something that is not in the grammar or the list has spoken all the same.
+        {Capability::kGrammar, false, "", "v1000 p1000 v2000", "2 word|word word"},
+        {Capability::kGrammar, false, "", "p1000 v300 p1000", "2"},
+        {Capability::kGrammar, false, "", "p1000", kNoVoice},
+        {Capability::kKeywordSpot, true, "", "p15000 v1000 p1000 v2000", "2 @Key|@Key"},
+        {Capability::kKeywordSpot, true, "", "v300 p1000", "2"},
+        {Capability::kAnalysis, false, "", "p15000 v1000", "2 word"},
+        {Capability::kAnalysis, true, "", "v1000", "2 word@Key"},
+        {Capability::kAnalysis, true, "", "p1000 v150 p1000", kNoVoice}};
+    for (const auto& recording : recordings) {
+        capability_ = recording.capability;
+        has_keywords_ = recording.has_keywords;
+        Open(recording.task_config);
+        EXPECT_EQ(Show(Close(Sounds(recording.script))), recording.answer) << recording.script;
+    }
+    capability_ = Capability::kKeywordSpot;
+    has_keywords_ = true;
+    Open("stream_recog=continue");
+    EXPECT_EQ(Show(Send(Sounds("v1000 p700 v200 p600"))), "3 @Key");
+    EXPECT_EQ(Show(Send(Sounds("v200 p600"))), "1") << "spoken, but not a keyword";
+    const Outcome outcome = Close(Sounds("v1000"));
+    EXPECT_EQ(Show(outcome), "2 @Key");
+    EXPECT_EQ(outcome.segments[0].keywords[0].start_ms, outcome.segments[0].start_ms + 100);
+}
+
+// Left and right channel, sample by sample; the shorter one is filled up.
+std::string Interleave(std::string left, std::string right) {
+    left.resize(std::max(left.size(), right.size()));
+    right.resize(left.size());
+    std::string both;
+    for (std::size_t at = 0; at < left.size(); at += 2) {
+        both += left.substr(at, 2) + right.substr(at, 2);
+    }
+    return both;
+}
+
+std::string ShowSilences(const Outcome& outcome) {
+    std::string text;
+    for (const auto& silence : outcome.silences) {
+        text.append(text.empty() ? "" : " ").append(std::to_string((silence.start_ms + 50) / 100));
+        text.append("-").append(std::to_string((silence.end_ms + 50) / 100));
+    }
+    return text;
+}
+
+TEST_F(UtteranceTest, ACallsSpeakersAreToldApartAndItsSilencesAreEverybodys) {
+    capability_ = Capability::kAnalysis;
+    const std::string call =
+        Interleave(Sounds("p1000 v1000 p4000 v2000 p1000"), Sounds("p1500 v2000 p1000"));
+    Open("channel_type=left_agent");
+    const Outcome outcome = Close(call);
+    EXPECT_EQ(Show(outcome), "2 A:word|U:word word|A:word word");
+    // Stretches begin 0.25 s before the first sound and end 0.2 s behind the last.
+    EXPECT_EQ(ShowSilences(outcome), "0-8 37-58 82-90");
+    EXPECT_DOUBLE_EQ(utterance_->SecondsOfAudio(), 9);
+    Open("channel_type=right_agent,analysis_mode=online");
+    EXPECT_EQ(Show(Send(call)), "3 U:word|A:word word|U:word word");
+    const std::string more = Interleave(Sounds("p3000 v1000 p3000"), Sounds("p2000 v4000 p1000"));
+    const Outcome later = Send(more);
+    EXPECT_EQ(Show(later), "3 A:word word word word|U:word");
+    const Outcome last = Close(Interleave(Sounds("p1000 v150 p1000"), ""));
+    EXPECT_EQ(Show(last), "2") << "the rest of the silences";
+    EXPECT_EQ(ShowSilences(last), "152-182");
 }
 
 TEST_F(UtteranceTest, AStreamsTimesCountFromItsStartAndItsOpeningIsShort) {

@@ -1,0 +1,172 @@
+#include "ResourceLoader.h"
+
+#include <algorithm>
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "ArpaReader.h"
+#include "GrammarCompiler.h"
+#include "GrammarReaders.h"
+#include "LogText.h"
+#include "ResourceError.h"
+#include "WordLists.h"
+
+namespace orvx {
+namespace {
+
+using quorlan::protocol::LexoRequestMessage;
+
+constexpr std::size_t kMostCached = 64;
+constexpr std::size_t kMostCachedBytes = std::size_t{64} << 20;
+constexpr std::uintmax_t kLargestFile = std::uintmax_t{64} << 20;
+constexpr std::size_t kLongestName = 200;
+
+constexpr ResourceFormat kKeywordList = LexoRequestMessage::LEXO_RESOURCE_KEYWORD_LIST;
+constexpr ResourceFormat kWordList = LexoRequestMessage::LEXO_RESOURCE_GRAMMAR_WORDLIST;
+constexpr ResourceFormat kAbnf = LexoRequestMessage::LEXO_RESOURCE_GRAMMAR_ABNF;
+constexpr ResourceFormat kJsgf = LexoRequestMessage::LEXO_RESOURCE_GRAMMAR_JSGF;
+constexpr ResourceFormat kArpa = LexoRequestMessage::LEXO_RESOURCE_GRAMMAR_ARPA;
+constexpr ResourceFormat kWfst = LexoRequestMessage::LEXO_RESOURCE_GRAMMAR_WFST;
+constexpr ResourceFormat kUserWords = LexoRequestMessage::LEXO_RESOURCE_FREETALK_USERWORD;
+
+// What each capability takes, and the endings of its built-in files, first choice first.
+struct Accepted {
+    ResourceFormat format;
+    const char* ending;
+    const char* name;
+};
+using AcceptedList = std::vector<Accepted>;
+
+const AcceptedList& AcceptedBy(Capability capability) {
+    static const AcceptedList grammars{{kJsgf, ".jsgf", "JSGF"},
+                                       {kAbnf, ".abnf", "ABNF"},
+                                       {kArpa, ".arpa", "ARPA"},
+                                       {kWordList, ".txt", "word list"}};
+    static const AcceptedList keywords{{kKeywordList, ".txt", "keyword list"}};
+    static const AcceptedList user_words{{kUserWords, ".txt", "user word list"}};
+    if (capability == Capability::kGrammar) return grammars;
+    return capability == Capability::kFreeTalk ? user_words : keywords;
+}
+
+std::string Names(const AcceptedList& accepted, const char* Accepted::*member) {
+    std::string names;
+    for (const Accepted& one : accepted) {
+        names.append(names.empty() ? "" : ", ").append(one.*member);
+    }
+    return names;
+}
+
+Failure RefuseFormat(Capability capability, ResourceFormat format) {
+    std::string text = format == kWfst ? "WFST grammars are not available"
+                                       : "resources of format " + std::to_string(format) +
+                                             " are not for this capability";
+    text.append("; ").append(CapabilityName(capability)).append(" takes ");
+    return {LEXO_ERR_NOT_SUPPORT, text + Names(AcceptedBy(capability), &Accepted::name)};
+}
+
+std::optional<Failure> CheckName(const std::string& name) {
+    const auto is_allowed = [](char byte) {
+        return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
+               (byte >= '0' && byte <= '9') || byte == '.' || byte == '_' || byte == '-';
+    };
+    const bool is_name = !name.empty() && name.size() <= kLongestName && name[0] != '.' &&
+                         std::all_of(name.begin(), name.end(), is_allowed);
+    if (is_name) return std::nullopt;
+    return Failure{
+        LEXO_ERR_PARAM_INVALID,
+        "proload_resource " + Quote(name) +
+            " is no resource name: letters, digits, \"-\", \"_\" and \".\", and no \".\" "
+            "in front"};
+}
+
+}  // namespace
+
+ResourceLoader::ResourceLoader(const std::string& dictionary, std::string folder)
+    : dictionary_(dictionary), folder_(std::move(folder)), cache_(kMostCached, kMostCachedBytes) {}
+
+ResourceLoader::Loaded ResourceLoader::Load(Capability capability,
+                                            const LexoRequestMessage& request) {
+    if (request.resource_buildin() == 1) {
+        return LoadBuiltIn(capability, request.proload_resource());
+    }
+    if (!request.has_resource_data()) {
+        const bool is_needed =
+            capability == Capability::kGrammar || capability == Capability::kKeywordSpot;
+        if (!is_needed) return nullptr;
+        return Failure{LEXO_ERR_PARAM_INVALID,
+                       "no resource is bound; " + std::string(CapabilityName(capability)) +
+                           " needs one: " + Names(AcceptedBy(capability), &Accepted::name)};
+    }
+    const std::string& bytes = request.resource_data();
+    if (request.resource_data_len() < 0 ||
+        static_cast<std::size_t>(request.resource_data_len()) != bytes.size()) {
+        return Failure{LEXO_ERR_PARAM_INVALID,
+                       "resource_data_len is " + std::to_string(request.resource_data_len()) +
+                           ", but resource_data holds " + std::to_string(bytes.size()) + " bytes"};
+    }
+    if (!request.has_resource_type()) {
+        return Failure{LEXO_ERR_PARAM_INVALID, "resource_type is missing or unknown"};
+    }
+    const AcceptedList& accepted = AcceptedBy(capability);
+    const bool is_accepted =
+        std::any_of(accepted.begin(), accepted.end(),
+                    [&](const Accepted& known) { return known.format == request.resource_type(); });
+    if (!is_accepted) return RefuseFormat(capability, request.resource_type());
+    return Compile(request.resource_type(), bytes, "resource");
+}
+
+ResourceLoader::Loaded ResourceLoader::LoadBuiltIn(Capability capability, const std::string& name) {
+    if (auto failure = CheckName(name)) return *failure;
+    for (const Accepted& accepted : AcceptedBy(capability)) {
+        if (folder_.empty()) break;
+        const std::string path = folder_ + "/" + name + accepted.ending;
+        std::error_code error;
+        if (!std::filesystem::is_regular_file(path, error)) continue;
+        if (std::filesystem::file_size(path, error) > kLargestFile || error) {
+            return Failure{LEXO_ERR_LOAD_RESOURCE_FAILED, "resource " + name + " is too large"};
+        }
+        std::ifstream file(path, std::ios::binary);
+        const std::string bytes(std::istreambuf_iterator<char>(file), {});
+        if (!file) break;
+        return Compile(accepted.format, bytes, "resource " + name);
+    }
+    return Failure{LEXO_ERR_LOAD_RESOURCE_FAILED, "this server has no built-in resource " +
+                                                      Quote(name) + " for " +
+                                                      std::string(CapabilityName(capability))};
+}
+
+ResourceLoader::Loaded ResourceLoader::Compile(ResourceFormat format, std::string_view bytes,
+                                               const std::string& what) try {
+    if (ResourcePtr known = cache_.Find(format, bytes)) return known;
+    auto resource = std::make_shared<const Resource>(Read(format, bytes));
+    cache_.Add(format, bytes, resource);
+    return resource;
+} catch (const ResourceError& error) {
+    return Failure{LEXO_ERR_LOAD_RESOURCE_FAILED, what + ": " + error.what()};
+}
+
+Resource ResourceLoader::Read(ResourceFormat format, std::string_view bytes) const {
+    static std::atomic<std::uint64_t> last_id{0};
+    const std::uint64_t id = ++last_id;
+    switch (format) {
+        case kKeywordList:
+            return {id, ReadKeywordList(bytes, dictionary_)};
+        case kUserWords:
+            return {id, ReadUserWords(bytes, dictionary_)};
+        case kArpa:
+            return {id, ReadArpa(bytes, dictionary_)};
+        case kJsgf:
+            return {id, CompileGrammar(ReadJsgf(bytes), dictionary_)};
+        case kAbnf:
+            return {id, CompileGrammar(ReadAbnf(bytes), dictionary_)};
+        default:
+            return {id, ReadWordList(bytes, dictionary_)};
+    }
+}
+
+}  // namespace orvx
