@@ -8,6 +8,7 @@
 #include "CommandLine.h"
 #include "Console.h"
 #include "Engine.h"
+#include "EngineLog.h"
 #include "Errors.h"
 #include "Interruption.h"
 #include "LibraryHome.h"
@@ -41,7 +42,7 @@ ResourceData ReadChosenResource(const Options& options, Console& console) {
 }
 
 int Run(const Options& options, Console& console) {
-    EnsureLibraryHome();
+    const EngineLog log(DefaultLibraryHome());
     const ResourceData data = ReadChosenResource(options, console);
     InstallInterruption();
     EngineSettings settings;
@@ -53,7 +54,7 @@ int Run(const Options& options, Console& console) {
         return List(engine, console);
     }
     const Resource resource(options.capability, options.resource, data);
-    const std::size_t failed = Batch(options, resource, console).Run();
+    const std::size_t failed = Batch(options, resource, log, console).Run();
     return failed > 0 || InterruptionRequested() ? kSomeFailed : kAllRecognized;
 }
 

@@ -63,16 +63,18 @@ struct AudioEncoder::Sink {
     }
 };
 
-AudioEncoder::AudioEncoder(const AudioFormat& format) : sink_(std::make_unique<Sink>()) {
+AudioEncoder::AudioEncoder(const AudioFormat& format, std::size_t channels)
+    : channels_(channels), sink_(std::make_unique<Sink>()) {
     SF_VIRTUAL_IO operations = {&Sink::Position, &Sink::Seek, &Sink::Read, &Sink::Write,
                                 &Sink::Position};
     SF_INFO info{};
     info.samplerate = format.rate;
-    info.channels = 1;
+    info.channels = static_cast<int>(channels);
     info.format = format.sndfile_format;
     file_ = ::sf_open_virtual(&operations, SFM_WRITE, &info, sink_.get());
     if (file_ == nullptr) {
-        throw AudioError("cannot be converted to the audio format of the session");
+        throw AudioError("cannot be converted to the audio format of the session" +
+                         std::string(channels > 1 ? ", which takes one channel only" : ""));
     }
 }
 
@@ -83,7 +85,8 @@ AudioEncoder::~AudioEncoder() {
 std::string AudioEncoder::Encode(std::span<const float> samples) {
     std::vector<std::int16_t> quantised(samples.size());
     std::transform(samples.begin(), samples.end(), quantised.begin(), &Quantise);
-    ::sf_writef_short(file_, quantised.data(), static_cast<sf_count_t>(quantised.size()));
+    ::sf_writef_short(file_, quantised.data(),
+                      static_cast<sf_count_t>(quantised.size() / channels_));
     return std::exchange(sink_->bytes, {});
 }
 

@@ -24,14 +24,15 @@ const AudioFormat& FindAudioFormat(int parameter_value);
 
 class AudioEncoder {
   public:
-    // Throws AudioError when the codec cannot be set up.
-    explicit AudioEncoder(const AudioFormat& format);
+    // Throws AudioError when the codec cannot be set up, also when it cannot take so many channels.
+    AudioEncoder(const AudioFormat& format, std::size_t channels);
     ~AudioEncoder();
     AudioEncoder(const AudioEncoder&) = delete;
     AudioEncoder& operator=(const AudioEncoder&) = delete;
 
-    // Takes samples of -1 to 1 (anything beyond is clipped) and returns the bytes that they
-    // complete. A format with blocks, such as GSM 06.10, keeps the begun block for the next call.
+    // Takes whole frames of samples of -1 to 1 (anything beyond is clipped) and returns the bytes
+    // that they complete. A format with blocks, such as GSM 06.10, keeps the begun block for the
+    // next call.
     std::string Encode(std::span<const float> samples);
 
     // The bytes of the begun block, padded with silence. No Encode after this.
@@ -39,6 +40,7 @@ class AudioEncoder {
 
   private:
     struct Sink;
+    const std::size_t channels_;
     std::unique_ptr<Sink> sink_;  // outlives file_, which writes into it
     sf_private_tag* file_;
 };

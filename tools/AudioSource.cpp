@@ -56,7 +56,8 @@ std::string SecondsText(double seconds) {
 
 class ContainerSource : public AudioSource {
   public:
-    explicit ContainerSource(InputFile input) : input_(std::move(input)) {
+    ContainerSource(InputFile input, std::size_t wanted_channels)
+        : input_(std::move(input)), wanted_channels_(wanted_channels) {
         input_.PrepareForHeader();
         RequireContent(input_);
         SF_INFO info{};
@@ -68,7 +69,12 @@ class ContainerSource : public AudioSource {
             throw AudioError("has too many channels");
         }
         rate_ = info.samplerate;
-        channels_ = info.channels;
+        channels_ = static_cast<std::size_t>(info.channels);
+        if (wanted_channels_ > 1 && channels_ != wanted_channels_) {
+            throw AudioError("has " + std::to_string(channels_) + " of the " +
+                             std::to_string(wanted_channels_) +
+                             " channels of a call: one for each speaker");
+        }
         frames_left_ = info.frames;
         if (!input_.IsLive() && info.frames != SF_COUNT_MAX) {
             seconds_ = static_cast<double>(info.frames) / rate_;
@@ -79,26 +85,30 @@ class ContainerSource : public AudioSource {
         }
     }
 
-    std::size_t Read(std::span<float> mono) override {
+    std::size_t Read(std::span<float> samples) override {
         if (input_.IsLive() && frames_left_ <= 0) {
             return 0;  // whoever wrote it may keep the pipe open
         }
         input_.WaitForBytes();
-        const auto channels = static_cast<std::size_t>(channels_);
-        interleaved_.resize(mono.size() * channels);
-        const sf_count_t frames = ::sf_readf_float(file_.get(), interleaved_.data(),
-                                                   static_cast<sf_count_t>(mono.size()));
+        const std::size_t wanted = samples.size() / wanted_channels_;
+        interleaved_.resize(wanted * channels_);
+        const sf_count_t frames =
+            ::sf_readf_float(file_.get(), interleaved_.data(), static_cast<sf_count_t>(wanted));
         if (frames <= 0 && ::sf_error(file_.get()) != SF_ERR_NO_ERROR) {
             throw AudioError("is damaged after " + SecondsText(SecondsRead()));
         }
         frames_left_ -= frames;
         const auto count = static_cast<std::size_t>(std::max<sf_count_t>(frames, 0));
         frames_read_ += frames;
-        if (count < mono.size()) {
+        if (count < wanted) {
             JudgeEnd();
         }
-        MixDown(count, mono);
-        return count;
+        if (wanted_channels_ == channels_) {
+            std::copy_n(interleaved_.begin(), count * channels_, samples.begin());
+        } else {
+            MixDown(count, samples);
+        }
+        return count * wanted_channels_;
     }
 
   private:
@@ -121,23 +131,24 @@ class ContainerSource : public AudioSource {
         }
         if (!input_.IsLive() && announced == SF_COUNT_MAX) {
             warning_ = "is cut short: its end is missing";
-        } else if (announced < kEndlessSamples / channels_) {
+        } else if (announced < kEndlessSamples / static_cast<sf_count_t>(channels_)) {
             WarnOfCut(SecondsRead(), static_cast<double>(announced) / rate_);
         }
     }
 
     void MixDown(std::size_t frames, std::span<float> mono) const {
-        const auto channels = static_cast<std::size_t>(channels_);
         for (std::size_t i = 0; i < frames; ++i) {
             float sum = 0;
-            for (std::size_t c = 0; c < channels; ++c) {
-                sum += interleaved_[i * channels + c];
+            for (std::size_t c = 0; c < channels_; ++c) {
+                sum += interleaved_[i * channels_ + c];
             }
-            mono[i] = sum / static_cast<float>(channels);
+            mono[i] = sum / static_cast<float>(channels_);
         }
     }
 
     InputFile input_;
+    const std::size_t wanted_channels_;
+    std::size_t channels_ = 1;  // of the recording
     std::unique_ptr<SNDFILE, Closer> file_;
     sf_count_t frames_left_ = 0;  // by the header, which claims very many of an endless recording
     sf_count_t frames_read_ = 0;
@@ -146,22 +157,22 @@ class ContainerSource : public AudioSource {
 
 class RawSource : public AudioSource {
   public:
-    RawSource(InputFile input, int rate) : input_(std::move(input)) {
+    RawSource(InputFile input, int rate, std::size_t channels) : input_(std::move(input)) {
         rate_ = rate;
         struct stat info = {};
         if (!input_.IsLive() && ::fstat(input_.Fd(), &info) == 0) {
             const auto bytes = static_cast<double>(info.st_size);
-            seconds_ = bytes / static_cast<double>(kRawSampleBytes) / rate;
+            seconds_ = bytes / static_cast<double>(kRawSampleBytes * channels) / rate;
         }
     }
 
-    std::size_t Read(std::span<float> mono) override {
-        bytes_.resize(mono.size() * kRawSampleBytes);
+    std::size_t Read(std::span<float> samples) override {
+        bytes_.resize(samples.size() * kRawSampleBytes);
         const std::size_t count = FillBytes() / kRawSampleBytes;  // half a sample at the end: none
         for (std::size_t i = 0; i < count; ++i) {
             const unsigned low = bytes_[i * kRawSampleBytes];
             const unsigned high = bytes_[i * kRawSampleBytes + 1];
-            mono[i] = static_cast<float>(static_cast<std::int16_t>(high << 8 | low)) / 32768.0F;
+            samples[i] = static_cast<float>(static_cast<std::int16_t>(high << 8 | low)) / 32768.0F;
         }
         return count;
     }
@@ -196,16 +207,17 @@ bool IsRawName(const std::string& name) {
     return text.ends_with(".raw") || text.ends_with(".pcm");
 }
 
-std::unique_ptr<AudioSource> OpenAudio(const std::string& name, std::optional<int> raw_rate) {
+std::unique_ptr<AudioSource> OpenAudio(const std::string& name, std::optional<int> raw_rate,
+                                       std::size_t channels) {
     const bool is_raw = IsRawName(name) || (name == kStandardInput && raw_rate.has_value());
     if (is_raw && !raw_rate) {
         throw AudioError("holds raw samples: tell their rate with --rate HZ");
     }
     InputFile input(name);
     if (is_raw) {
-        return std::make_unique<RawSource>(std::move(input), *raw_rate);
+        return std::make_unique<RawSource>(std::move(input), *raw_rate, channels);
     }
-    return std::make_unique<ContainerSource>(std::move(input));
+    return std::make_unique<ContainerSource>(std::move(input), channels);
 }
 
 }  // namespace recognize

@@ -41,9 +41,11 @@ std::string ShownName(const std::string& file) {
 
 }  // namespace
 
-Batch::Batch(const Options& options, const Resource& resource, Console& console)
+Batch::Batch(const Options& options, const Resource& resource, const EngineLog& log,
+             Console& console)
     : options_(options),
       resource_(resource),
+      log_(log),
       console_(console),
       output_(options.files.size(), console),
       progress_(options.files.size()) {
@@ -107,6 +109,7 @@ FileOutcome Batch::RecognizeOne(std::size_t index, std::unique_ptr<Session>* ses
 
 FileOutcome Batch::Exchange(std::size_t index, Session& session, ResultFormatter& formatter) {
     FileJob job;
+    job.log = &log_;
     job.server = options_.server;
     job.file = options_.files[index];
     job.raw_rate = options_.raw_rate;

@@ -13,6 +13,7 @@
 
 #include "CommandLine.h"
 #include "Console.h"
+#include "EngineLog.h"
 #include "FileRecognizer.h"
 #include "OrderedOutput.h"
 #include "Resource.h"
@@ -24,7 +25,7 @@ namespace recognize {
 class Batch {
   public:
     // Opens the sessions. Throws UsageError, EngineError. The arguments must outlive the batch.
-    Batch(const Options& options, const Resource& resource, Console& console);
+    Batch(const Options& options, const Resource& resource, const EngineLog& log, Console& console);
 
     // Recognises the files. Returns how many were not recognised.
     std::size_t Run();
@@ -41,6 +42,7 @@ class Batch {
 
     const Options& options_;
     const Resource& resource_;
+    const EngineLog& log_;
     Console& console_;
     OrderedOutput output_;
     std::vector<std::unique_ptr<Session>> sessions_;  // until the workers take them

@@ -72,7 +72,7 @@ class Recognition {
     }
 
     void Send() {
-        SpeechReader reader(job_.file, job_.raw_rate, *job_.format);
+        SpeechReader reader(job_.file, job_.raw_rate, *job_.format, session_.Channels());
         mode_ = session_.Mode();
         if (mode_ == StreamMode::kOneShot) {
             Guarded([&] { SendWhole(reader); });
@@ -140,6 +140,10 @@ class Recognition {
 
     // What a code may mean in this run.
     std::string Explain(Lexo_ErrCode code) const {
+        const std::string words = job_.log->ServerWords();
+        if (!words.empty()) {
+            return "the server says: " + words;
+        }
         const std::string& resource = session_.BoundResource().Description();
         if (code == LEXO_ERR_NETWORK_FAILED) {
             return "no exchange with " + job_.server +

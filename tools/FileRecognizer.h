@@ -6,6 +6,7 @@
 #include <string>
 
 #include "AudioEncoder.h"
+#include "EngineLog.h"
 #include "Outcome.h"
 #include "Session.h"
 
@@ -13,6 +14,7 @@ namespace recognize {
 
 struct FileJob {
     std::string server;  // as the user named it
+    const EngineLog* log = nullptr;
     std::string file;
     std::optional<int> raw_rate;  // hertz, for raw recordings
     const AudioFormat* format = nullptr;

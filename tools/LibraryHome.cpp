@@ -24,10 +24,10 @@ std::filesystem::path FindLibraryHome(const std::filesystem::path& bin) {
     return {};
 }
 
-void EnsureLibraryHome() {
+std::optional<std::filesystem::path> DefaultLibraryHome() {
     const char* value = std::getenv(kHomeVariable);
     if (value != nullptr && *value != '\0') {
-        return;
+        return std::nullopt;
     }
     std::error_code error;
     const auto executable = std::filesystem::read_symlink("/proc/self/exe", error);
@@ -37,7 +37,7 @@ void EnsureLibraryHome() {
             "the engine's configuration is not found: set QUORLAN_HOME to the folder that holds "
             "conf/Lexo_SDK.conf");
     }
-    ::setenv(kHomeVariable, home.c_str(), 1);
+    return home;
 }
 
 }  // namespace recognize

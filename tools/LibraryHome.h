@@ -3,6 +3,7 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 
 namespace recognize {
 
@@ -10,8 +11,8 @@ namespace recognize {
 // tree's. Empty when there is neither.
 std::filesystem::path FindLibraryHome(const std::filesystem::path& bin);
 
-// Sets QUORLAN_HOME for this process unless it is set and not empty. To be called before a second
-// thread starts. Throws UsageError when no folder can be found.
-void EnsureLibraryHome();
+// The home for the engine when the user gave it none: nothing when QUORLAN_HOME is set and not
+// empty. Throws UsageError when no folder can be found.
+std::optional<std::filesystem::path> DefaultLibraryHome();
 
 }  // namespace recognize

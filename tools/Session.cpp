@@ -20,6 +20,9 @@ constexpr std::intptr_t kStreamYesRt = 4;
 // The value of LEXO_PARAM_MODE that makes an analysis real-time.
 constexpr std::intptr_t kModeOnline = 1;
 
+// The value of LEXO_PARAM_CHANNEL_TYPE for one channel.
+constexpr std::intptr_t kChannelsMono = 0;
+
 constexpr std::string_view kAnalysis = "asr.cloud.analysis";
 
 std::string Refusal(const std::string& capability, const ParameterSetting& setting,
@@ -107,6 +110,13 @@ StreamMode Session::Mode() const {
         default:
             return StreamMode::kContinuous;
     }
+}
+
+std::size_t Session::Channels() const {
+    if (capability_ != kAnalysis) {
+        return 1;
+    }
+    return Number(LEXO_PARAM_CHANNEL_TYPE).value_or(kChannelsMono) == kChannelsMono ? 1 : 2;
 }
 
 Lexo_ErrCode Session::Recognize(std::string_view audio, const ResultHandler& on_result) {

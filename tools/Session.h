@@ -43,6 +43,9 @@ class Session {
     // As the engine knows it, its configuration file included.
     StreamMode Mode() const;
 
+    // Of its audio: two where an analysis tells the speakers apart by them.
+    std::size_t Channels() const;
+
     // A parameter that the capability has, as the engine holds it. Text is valid during the life of
     // the session. Throws EngineError.
     Lexo_ParamValue Value(Lexo_ParamKey key) const;

@@ -13,13 +13,14 @@ constexpr int kWholeReadMs = 1000;  // piece by piece also when all of it is wan
 }  // namespace
 
 SpeechReader::SpeechReader(const std::string& name, std::optional<int> raw_rate,
-                           const AudioFormat& format)
-    : rate_(format.rate),
-      source_(OpenAudio(name, raw_rate)),
-      resampler_(source_->Rate(), format.rate),
-      encoder_(format) {
+                           const AudioFormat& format, std::size_t channels)
+    : channels_(channels),
+      rate_(format.rate),
+      source_(OpenAudio(name, raw_rate, channels)),
+      resampler_(source_->Rate(), format.rate, channels),
+      encoder_(format, channels) {
     // A twentieth of a second at a time: short enough for live audio.
-    block_.resize(static_cast<std::size_t>(std::max(source_->Rate() / 20, 1)));
+    block_.resize(static_cast<std::size_t>(std::max(source_->Rate() / 20, 1)) * channels);
 }
 
 void SpeechReader::Fill(std::size_t samples) {
@@ -34,8 +35,9 @@ void SpeechReader::Fill(std::size_t samples) {
 }
 
 std::string SpeechReader::Next(int milliseconds) {
-    const auto wanted = std::max<std::size_t>(
-        static_cast<std::size_t>(milliseconds) * static_cast<std::size_t>(rate_) / 1000, 1);
+    const auto frames =
+        static_cast<std::size_t>(milliseconds) * static_cast<std::size_t>(rate_) / 1000;
+    const std::size_t wanted = std::max<std::size_t>(frames, 1) * channels_;
     std::string bytes;
     // A format with blocks may make no byte of a short piece: then the piece grows.
     while (bytes.empty() && !finished_) {
@@ -43,7 +45,7 @@ std::string SpeechReader::Next(int milliseconds) {
         const std::size_t count = std::min(wanted, samples_.size());
         bytes = encoder_.Encode(std::span(samples_).first(count));
         samples_.erase(samples_.begin(), samples_.begin() + static_cast<std::ptrdiff_t>(count));
-        samples_read_ += count;
+        frames_read_ += count / channels_;
         if (source_at_end_ && samples_.empty()) {
             bytes += encoder_.Finish();
             finished_ = true;

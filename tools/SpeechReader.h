@@ -1,5 +1,5 @@
-// A recording as the server wants it: opened, mixed down, converted to the session's rate and
-// format, in pieces of a wished length. Holds a bounded piece of the recording at any time.
+// A recording as the server wants it: opened, perhaps mixed down, converted to the session's rate
+// and format, in pieces of a wished length. Holds a bounded piece of the recording at any time.
 #pragma once
 
 #include <memory>
@@ -15,8 +15,9 @@ namespace recognize {
 
 class SpeechReader {
   public:
-    // Opens the recording; see OpenAudio. Throws AudioError, InterruptedError.
-    SpeechReader(const std::string& name, std::optional<int> raw_rate, const AudioFormat& format);
+    // Opens the recording; see OpenAudio for `channels`. Throws AudioError, InterruptedError.
+    SpeechReader(const std::string& name, std::optional<int> raw_rate, const AudioFormat& format,
+                 std::size_t channels = 1);
 
     // The bytes of the next `milliseconds` of audio; shorter, but not empty, at the end, and empty
     // behind it. Throws AudioError, InterruptedError.
@@ -28,13 +29,14 @@ class SpeechReader {
     const AudioSource& Source() const { return *source_; }
 
     // Seconds of audio handed out so far.
-    double SecondsRead() const { return static_cast<double>(samples_read_) / rate_; }
+    double SecondsRead() const { return static_cast<double>(frames_read_) / rate_; }
     // The part of the recording that was handed out, 0 to 1; 0 while the length is unknown.
     double FractionRead() const;
 
   private:
     void Fill(std::size_t samples);
 
+    const std::size_t channels_;
     const int rate_;  // of the session's format
     std::unique_ptr<AudioSource> source_;
     Resampler resampler_;
@@ -43,7 +45,7 @@ class SpeechReader {
     std::vector<float> samples_;  // at the session's rate, waiting for the encoder
     bool source_at_end_ = false;
     bool finished_ = false;
-    std::size_t samples_read_ = 0;
+    std::size_t frames_read_ = 0;
 };
 
 }  // namespace recognize

@@ -1,0 +1,113 @@
+#include "EngineLog.h"
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <string_view>
+
+namespace recognize {
+
+namespace {
+
+// Every line begins with the thread that wrote it, as log4cxx names threads: the address of its
+// descriptor.
+constexpr char kConfiguration[] = R"(<?xml version="1.0" encoding="UTF-8" ?>
+<log4j:configuration xmlns:log4j="http://jakarta.apache.org/log4j/">
+  <appender name="file" class="org.apache.log4j.FileAppender">
+    <param name="File" value="${QUORLAN_HOME}/log"/>
+    <param name="Encoding" value="UTF-8"/>
+    <layout class="org.apache.log4j.PatternLayout">
+      <param name="ConversionPattern" value="%t %m%n"/>
+    </layout>
+  </appender>
+  <root>
+    <level value="error"/>
+    <appender-ref ref="file"/>
+  </root>
+</log4j:configuration>
+)";
+
+// What stands before the server's text, and between it and the code.
+constexpr std::string_view kMark = " Server response error ";
+constexpr std::string_view kBehindCode = ", ";
+
+std::string ThisThread() {
+    char text[32];
+    std::snprintf(text, sizeof text, "0x%lx ", static_cast<unsigned long>(::pthread_self()));
+    return text;
+}
+
+// What was written behind `*position`, which moves to the end.
+std::string ReadOn(int fd, off_t* position) {
+    std::string text;
+    char block[4096];
+    for (ssize_t count = 0; (count = ::pread(fd, block, sizeof block, *position)) > 0;) {
+        text.append(block, static_cast<std::size_t>(count));
+        *position += count;
+    }
+    return text;
+}
+
+}  // namespace
+
+EngineLog::EngineLog(const std::optional<std::filesystem::path>& home) {
+    if (!home) {
+        return;
+    }
+    try {
+        MakeHome(*home);
+    } catch (const std::filesystem::filesystem_error&) {  // no space, or TMPDIR is no folder
+    }
+    ::setenv("QUORLAN_HOME", (log_ ? folder_ : *home).c_str(), 1);
+}
+
+EngineLog::~EngineLog() {
+    std::error_code ignored;
+    if (!folder_.empty()) {
+        std::filesystem::remove_all(folder_, ignored);
+    }
+}
+
+void EngineLog::MakeHome(const std::filesystem::path& home) {
+    std::string name = std::filesystem::temp_directory_path() / "orvx-recognize-XXXXXX";
+    if (::mkdtemp(name.data()) == nullptr) {
+        return;
+    }
+    folder_ = name;
+    std::filesystem::create_directory(folder_ / "conf");
+    std::filesystem::copy(home / "conf" / "Lexo_SDK.conf", folder_ / "conf");
+    std::ofstream configuration(folder_ / "conf" / "Lexo_SDK_log.xml");
+    configuration << kConfiguration;
+    if (configuration.flush()) {
+        log_ = UniqueFd(
+            ::open((folder_ / "log").c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    }
+}
+
+std::string EngineLog::ServerWords() const {
+    thread_local off_t position = 0;
+    if (!log_) {
+        return {};
+    }
+    const std::string text = ReadOn(log_.Get(), &position);
+    const std::string thread = ThisThread();
+    std::string words;
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t end = std::min(text.find('\n', begin), text.size());
+        const std::string_view line = std::string_view(text).substr(begin, end - begin);
+        begin = end + 1;
+        const std::size_t mark = line.find(kMark);
+        if (!line.starts_with(thread) || mark == std::string_view::npos) {
+            continue;
+        }
+        const std::size_t code_end = line.find(kBehindCode, mark + kMark.size());
+        words =
+            code_end == std::string_view::npos ? "" : line.substr(code_end + kBehindCode.size());
+    }
+    return words;
+}
+
+}  // namespace recognize

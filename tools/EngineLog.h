@@ -1,0 +1,36 @@
+// What the server said when it refused a request. The engine hands its host a code only and writes
+// the server's text to its log. So, unless the user gave the engine a home of his own, it gets a
+// passing one with the same settings, whose log goes to a file that is read here.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "UniqueFd.h"
+
+namespace recognize {
+
+class EngineLog {
+  public:
+    // Sets QUORLAN_HOME: to a temporary folder with the settings of `home`, or, where none can be
+    // made, to `home` itself. Without a home nothing is set, and nothing will be known. To be
+    // called before a second thread starts and before the engine does.
+    explicit EngineLog(const std::optional<std::filesystem::path>& home);
+    // Removes the folder.
+    ~EngineLog();
+    EngineLog(const EngineLog&) = delete;
+    EngineLog& operator=(const EngineLog&) = delete;
+
+    // The server's text of this thread's last call of the engine; empty when it gave none. Any
+    // thread may ask, once for each failed call.
+    std::string ServerWords() const;
+
+  private:
+    void MakeHome(const std::filesystem::path& home);
+
+    std::filesystem::path folder_;  // empty: none was made
+    UniqueFd log_;
+};
+
+}  // namespace recognize
