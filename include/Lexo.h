@@ -407,43 +407,59 @@ LEXO_API Lexo_ErrCode orvx_proxy_SetParam(Lexo_Handle hSession, Lexo_ParamKey nP
 LEXO_API Lexo_ErrCode orvx_proxy_GetParam(Lexo_Handle hSession, Lexo_ParamKey nParam,
                                           Lexo_ParamValue* pParamValue);
 
-/* Loads a resource for a capability and writes its id: 2 for the capability's first, never reused
- * before the next Init; 0 on failure. For LEXO_RESOURCE_FILE the data argument is a path and the
- * length is not read; for LEXO_RESOURCE_BUFFER it is nResourceDataLen bytes, which are copied.
- * Returns NONE; PARAM_INVALID (name not understood; grammar with another kind of format; null);
- * CAPABILITY_NOT_EXIST; NOT_SUPPORT (keywordspot, analysis with another format than
- * KEYWORD_LIST); OPENFILE; LOAD_RESOURCE_FAILED (file empty or not readable); MEMORY. */
+/* Loads a resource for a capability, named as in SessionStart, and writes its id; 0 on failure.
+ * Each capability counts for itself: its first id is 2, and none is used twice before the next
+ * Init. The library owns what it loaded until UnloadResource.
+ * LEXO_RESOURCE_FILE: the data argument is a path, and the length is not read; the file is read
+ * here, while all other calls wait. LEXO_RESOURCE_BUFFER: the data argument is nResourceDataLen
+ * bytes, which are copied. A buffer of 0 bytes, like any other eResourceType, loads an empty
+ * resource, which cannot be bound.
+ * grammar takes the formats WORDLIST to WFST, keywordspot and analysis take KEYWORD_LIST; freetalk
+ * is for USERWORD and loads the others too, with an error in the log. The bytes are not looked
+ * into: whether a grammar is right the server says, with the code of Recognize.
+ * Returns NONE; PARAM_INVALID (name not understood; grammar with another format; null id pointer,
+ * or null data with a length); CAPABILITY_NOT_EXIST; NOT_SUPPORT (keywordspot, analysis with
+ * another format); OPENFILE (no such file, a directory, or it cannot be opened);
+ * LOAD_RESOURCE_FAILED (file empty or not readable, or a pipe); MEMORY (also: negative length). */
 LEXO_API Lexo_ErrCode orvx_proxy_LoadResource(const char* pszCapabilityName,
                                               Lexo_ResourceType eResourceType,
                                               const char* pcszResourceData, int nResourceDataLen,
                                               Lexo_ResourceFormatType eResourceFormatType,
                                               unsigned int* pnResourceID);
 
-/* Frees a resource that no session has bound.
- * Returns NONE; PARAM_INVALID; CAPABILITY_NOT_EXIST; UNLOAD_RESOURCE_FAILED (unknown id, or still
- * bound). */
+/* Frees a resource that no session has bound; its id is unknown from then on.
+ * Returns NONE; PARAM_INVALID (name not understood); CAPABILITY_NOT_EXIST; UNLOAD_RESOURCE_FAILED
+ * (the capability has no such id, or a session holds it: nothing changes). */
 LEXO_API Lexo_ErrCode orvx_proxy_UnloadResource(const char* pszCapabilityName,
                                                 unsigned int nResourceID);
 
-/* Binds a loaded resource to a session, in place of what was bound. Release it with
- * DeactiveResource before SessionStop.
- * Returns NONE; SESSION_INVALID; CAPABILITY_NOT_EXIST; ACTIVE_RESOURCE_FAILED (unknown id: the old
- * binding stays); PARAM_INVALID (the resource is empty: nothing is bound any more, and it can no
- * longer be unloaded). */
+/* Binds a resource, loaded for the session's capability, in place of what was bound. Any number of
+ * sessions may bind the same one, each holding it against UnloadResource until the session binds
+ * something else or calls DeactiveResource; nothing else lets go of it. It goes to the server with
+ * every one-shot request and with the first chunk of a real-time utterance: an open utterance keeps
+ * what it began with. The session's thread calls this, so never while the session recognises.
+ * Returns NONE (also when it is bound already); SESSION_INVALID; CAPABILITY_NOT_EXIST;
+ * ACTIVE_RESOURCE_FAILED (unknown id, or the resource bound before was forgotten by another Init:
+ * the old binding stays); PARAM_INVALID (the resource is empty: nothing is bound any more, and it
+ * can no longer be unloaded). */
 LEXO_API Lexo_ErrCode orvx_proxy_ActiveResource(Lexo_Handle hSession, unsigned int nResourceID);
 
-/* Binds a resource that the server holds under a name; not for free talk. The name is not checked
- * here.
- * Returns NONE; SESSION_INVALID; NOT_SUPPORT (free talk); or the code of releasing the resource
- * bound before. */
+/* Binds a resource that the server holds under a name, in place of what was bound; not for free
+ * talk. The name is copied and not checked here: a name that the server does not know fails in
+ * Recognize. Otherwise as ActiveResource.
+ * Returns NONE; SESSION_INVALID; NOT_SUPPORT (free talk); CAPABILITY_NOT_EXIST or
+ * ACTIVE_RESOURCE_FAILED (the resource bound before was forgotten by another Init: that binding
+ * stays). */
 LEXO_API Lexo_ErrCode orvx_proxy_ActivePreloadResource(Lexo_Handle hSession,
                                                        const char* pcszResourceName);
 
-/* Releases the session's binding.
- * Returns NONE; SESSION_INVALID; DEACTIVE_RESOURCE_FAILED (nothing bound). */
+/* Releases the session's binding, of either kind. The resource stays loaded. SessionStop does not
+ * do this, and returns RESOURCE_NEED_DEACTIVE until it is done.
+ * Returns NONE; SESSION_INVALID; DEACTIVE_RESOURCE_FAILED (nothing bound, or the resource was
+ * forgotten by another Init: then the binding stays); CAPABILITY_NOT_EXIST. */
 LEXO_API Lexo_ErrCode orvx_proxy_DeactiveResource(Lexo_Handle hSession);
 
-/* Not offered. Returns NOT_SUPPORT. */
+/* Not offered: writes no file and looks at no argument. Returns NOT_SUPPORT. */
 LEXO_API Lexo_ErrCode orvx_proxy_SaveCompiledResource(const char* pszCapabilityName,
                                                       unsigned int nResourceID,
                                                       const char* pcszFileName);
