@@ -9,7 +9,6 @@
 #include "EngineInfo.h"
 #include "MessagesOf.h"
 #include "RecogResult.h"
-#include "ResourceFile.h"
 #include "ResultBuilders.h"
 #include "TestAccess.h"
 #include "TestHome.h"
@@ -151,11 +150,9 @@ TEST(EngineWithoutMemoryTest, DefaultsStopAtTheMissingBuffer) {
     }
 }
 
-TEST(EngineDefaultsTest, NeedATypeAndLeaveBorrowedTextsAlone) {
+// A second call must not change the texts that sessions have borrowed.
+TEST(EngineDefaultsTest, LeaveBorrowedTextsAlone) {
     EngineInfo engine;
-    EXPECT_EQ(MessagesOf([&] { EXPECT_FALSE(engine.SetEngineDefaultParams()); }),
-              Messages{"First set the engine type."});
-    EXPECT_TRUE(engine.default_params.empty());
     engine.engine_type = LEXO_ENGINE_FREETALK;
     EXPECT_TRUE(engine.SetEngineDefaultParams());
     const char* const borrowed = TextOf(engine.default_params[LEXO_PARAM_PROPERTY_DOMAIN]);
@@ -163,27 +160,6 @@ TEST(EngineDefaultsTest, NeedATypeAndLeaveBorrowedTextsAlone) {
     EXPECT_NE(TextOf(engine.default_params[LEXO_PARAM_PROPERTY_DOMAIN]), borrowed);
     EXPECT_STREQ(borrowed, "common");
     engine.FreeDefaultTexts();
-}
-
-TEST(ResourceWithoutMemoryTest, BufferAndFile) {
-    const scripted::TestHome home;
-    const std::string path = home.WriteFile("words", "a b c");
-    const struct {
-        Lexo_ResourceType type;
-        std::string source;
-    } cases[] = {{LEXO_RESOURCE_BUFFER, "a b c"}, {LEXO_RESOURCE_FILE, path}};
-    for (const auto& c : cases) {
-        ResourceBytes bytes;
-        Lexo_ErrCode code = LEXO_ERR_NONE;
-        EXPECT_EQ(MessagesOf([&] {
-                      const FailingAllocation failing(1);
-                      code = bytes.Obtain(c.type, c.source.c_str(), 5);
-                  }),
-                  Messages{"Allocate memory failed(len=5)"});
-        EXPECT_EQ(code, LEXO_ERR_MEMORY);
-        EXPECT_EQ(bytes.data, nullptr);
-        EXPECT_EQ(bytes.length, 0);
-    }
 }
 
 // Whichever list is missing: what was converted before it is released, all of it.

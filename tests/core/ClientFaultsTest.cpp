@@ -3,11 +3,13 @@
 #include <pthread.h>
 
 #include <chrono>
+#include <climits>
 #include <csignal>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "Deadline.h"
 #include "FullListener.h"
 #include "MessageHeader.pb.h"
 #include "Reactions.h"
@@ -29,6 +31,18 @@ void ExpectFailureAfter(int timeout, int status, const Send& send) {
     EXPECT_EQ(send(timeout), status);
     EXPECT_GE(steady_clock::now() - start, std::chrono::milliseconds(timeout));
     EXPECT_LT(steady_clock::now() - start, 3s);
+}
+
+// A wait of 0 ms before the time is over would spin.
+TEST(DeadlineTest, NothingIsLeftOnlyWhenItHasPassed) {
+    const auto start = steady_clock::now();
+    const Deadline deadline(5ms);
+    while (deadline.RemainingMilliseconds() > 0) {
+        std::this_thread::yield();
+    }
+    EXPECT_GE(steady_clock::now() - start, 5ms);
+    EXPECT_EQ(Deadline(std::chrono::hours(24 * 365)).RemainingMilliseconds(), INT_MAX);
+    EXPECT_LE(Deadline(1min).CappedAt(1000ms).RemainingMilliseconds(), 1000);
 }
 
 class ClientFaultsTest : public ::testing::Test {

@@ -47,12 +47,7 @@ class ConnectionPoolTest : public ::testing::Test {
 TEST_F(ConnectionPoolTest, FirstGivenBackFirstRented) {
     EXPECT_EQ(Rent(), a_);
     GiveBack(a_);
-    for (TcpClientUser* client : {b_, c_, a_}) {
-        EXPECT_EQ(Rent(), client);
-    }
-    for (TcpClientUser* client : {a_, b_, c_}) {
-        GiveBack(client);
-    }
+    EXPECT_EQ(Access::Idle()[kKey], (Clients{b_, c_, a_}));
 }
 
 TEST_F(ConnectionPoolTest, UnusableClientsAreSkippedAndKept) {
@@ -79,8 +74,7 @@ TEST_F(ConnectionPoolTest, UnusableClientsAreSkippedAndKept) {
 }
 
 TEST_F(ConnectionPoolTest, ServersAreToldApartByTheirSpelling) {
-    const std::string ips[] = {"10.0.0.05", std::string(300, 'h') + "a",
-                               std::string(300, 'h') + "b", ""};
+    const std::string ips[] = {std::string(300, 'h') + "a", std::string(300, 'h') + "b", ""};
     ConnectionPool& pool = *ConnectionPool::GetInstance();
     for (const std::string& ip : ips) {
         TcpClientUser* const client = pool.RentHandle(ip, 0);

@@ -52,7 +52,7 @@ TEST(ProbeFaultsTest, FailedCalls) {
 }
 
 void InitWithoutSocket() {
-    const scripted::TestHome home;
+    static const scripted::TestHome home;  // removed when the process ends
     std::atexit([] {
         void* session = nullptr;
         OrvexProxy::GetInstance()->SessionStart("freetalk", &session);

@@ -205,28 +205,4 @@ TEST_F(FailureTest, TheStatusIsTheServersOnGoodAnswers) {
     }
 }
 
-TEST_F(FailureTest, NoServerOrOneThatDoesNotTakeTheRequest) {
-    const std::string error = "Network Error: Recog request to [" + server_.Address() + "] faield(";
-    Session session("freetalk");
-    session.SetNumber(LEXO_PARAM_STREAM, 1);
-    EXPECT_EQ(session.Recognize(), kGood);
-    server_.Stop();
-    EXPECT_EQ(session.Recognize(), (Outcome{LEXO_ERR_NETWORK_FAILED, 1}));
-    EXPECT_EQ(Logged(), Lines{error + "4)"});
-    server_.Start();
-    EXPECT_EQ(Sent(session).inner.chunk_no(), 1) << "the utterance is lost";
-
-    server_.CloseConnections();
-    server_.OnConnect([](Connection& connection) {
-        char head[100];
-        connection.Receive(head);
-        connection.Reset();
-    });
-    EXPECT_EQ(session.Recognize(std::string(std::size_t{16} << 20, 'a')),
-              (Outcome{LEXO_ERR_NETWORK_FAILED, 1}));
-    EXPECT_EQ(Logged(), Lines{error + "3)"});
-    server_.OnConnect({});
-    EXPECT_EQ(session.Recognize(), kGood);
-}
-
 }  // namespace

@@ -28,14 +28,6 @@ void CheckNumbering() {
     EXPECT_EQ(Session("freetalk").Number(), 1);
 }
 
-void CheckEndBeforeAnything() {
-    EXPECT_EQ(orvx_proxy_End(), LEXO_ERR_NONE);
-    TestHome home;
-    ScriptedServer server;
-    ASSERT_EQ(InitProxy(server.Address()).code, LEXO_ERR_NONE);
-    EXPECT_EQ(Session("freetalk").Number(), 0);
-}
-
 void CheckCallsBeforeInit() {
     const CapturedOutput out(stdout);
     Lexo_Handle handle = nullptr;
@@ -68,6 +60,10 @@ void CheckCallsBeforeInit() {
         pattern += std::to_string(::getpid()) + " : \\([A-Za-z_]+\\.cpp:[0-9]+\\) " + text + "\n";
     }
     EXPECT_THAT(out.Text(), MatchesRegex(pattern));
+    const TestHome home;
+    ScriptedServer server;
+    ASSERT_EQ(InitProxy(server.Address()).code, LEXO_ERR_NONE);
+    EXPECT_EQ(Session("freetalk").Number(), 0) << "the End counts, though nothing was begun";
 }
 
 void CheckLoggerStarts() {
@@ -75,12 +71,7 @@ void CheckLoggerStarts() {
     ScriptedServer server;
     InitOutcome init = InitProxy(server.Address());
     EXPECT_EQ(init.code, LEXO_ERR_NONE);
-    const std::string prefix = std::to_string(::getpid()) + " : \\([^:)]+:[0-9]+\\) ";
-    EXPECT_THAT(init.out, MatchesRegex("conf_file=" + without.LogSettingsPath() + "\n" + prefix +
-                                       "Not found \\[,\\] in pcszLibPath\\[" +
-                                       without.SettingsPath() + "\\]\n.*" + prefix +
-                                       "Default params for engine :.*\t=\t.*\n"
-                                       "out fire. connect error, errno = 0\n"))
+    EXPECT_THAT(init.out, ::testing::HasSubstr(") Default params for engine :\n"))
         << "without log settings messages are printed";
     TestHome with;
     EXPECT_EQ(InitProxy(server.Address()).code, LEXO_ERR_NONE);
@@ -95,7 +86,6 @@ void CheckLoggerStarts() {
 
 TEST(FreshProcessTest, SessionsAreNumberedFrom10000AndAfterEndFrom0) {
     IN_FRESH_PROCESS(CheckNumbering());
-    IN_FRESH_PROCESS(CheckEndBeforeAnything());
 }
 
 TEST(FreshProcessTest, EveryCallBeforeInitReturnsItsOwnCode) {

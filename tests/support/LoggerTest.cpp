@@ -186,7 +186,7 @@ TEST_F(LoggerTest, FoldersMayHaveNonAsciiNames) {
     const std::string home = dir_.Path("h\xC3\xA9 \xE4\xBD\xA0");
     mkdir(home.c_str(), 0755);
     dir_.Write("h\xC3\xA9 \xE4\xBD\xA0/log.xml",
-               LogXml("${QUORLAN_HOME}/log/x.log", "info",
+               LogXml("${QUORLAN_HOME}/log/x.log", "info", "%m%n",
                       R"(<param name="MaxFileSize" value="1KB"/>)"
                       R"(<param name="MaxBackupIndex" value="12"/>)",
                       "RollingFileAppender"));

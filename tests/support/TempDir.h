@@ -13,7 +13,7 @@
 class TempDir {
   public:
     TempDir() {
-        std::string pattern = testing::TempDir() + "orvx_support_XXXXXX";
+        std::string pattern = testing::TempDir() + "orvx-test-XXXXXX";
         if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp " + pattern);
         path_ = pattern;
     }
