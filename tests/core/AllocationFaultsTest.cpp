@@ -5,13 +5,11 @@
 #include <new>
 #include <string>
 
-#include "ConfigFile.h"
 #include "EngineInfo.h"
 #include "MessagesOf.h"
 #include "RecogResult.h"
 #include "ResultBuilders.h"
 #include "TestAccess.h"
-#include "TestHome.h"
 #include "param_word.h"
 
 namespace {
@@ -31,9 +29,7 @@ class FailingAllocation {
 }  // namespace
 
 void* operator new[](std::size_t size) {
-    if (g_allocations_to_failure > 0 && --g_allocations_to_failure == 0) {
-        throw std::bad_alloc();
-    }
+    if (g_allocations_to_failure > 0 && --g_allocations_to_failure == 0) throw std::bad_alloc();
     ++g_live_arrays;
     return ::operator new(size);
 }
@@ -63,12 +59,10 @@ constexpr Lexo_ParamKey kTextKeys[] = {LEXO_PARAM_PROPERTY_LANGUAGE, LEXO_PARAM_
                                        LEXO_PARAM_POST_PROCESS};
 
 // Which of the three texts are there, e.g. "100" for the language alone.
-template <typename Map>
-std::string TextsIn(const Map& params) {
+std::string TextsIn(const ProxySession::ParamMap& params) {
     std::string texts;
-    for (const Lexo_ParamKey key : kTextKeys) {
+    for (const Lexo_ParamKey key : kTextKeys)
         texts += params.contains(key) && params.at(key) != nullptr ? '1' : '0';
-    }
     return texts;
 }
 
@@ -103,50 +97,12 @@ TEST(SessionWithoutMemoryTest, ConstructionStopsAtTheMissingBuffer) {
             Lexo_ParamValue value = nullptr;
             EXPECT_EQ(session->SetParam(kTextKeys[i], text), code);
             EXPECT_EQ(session->GetParam(kTextKeys[i], &value), code);
-            EXPECT_STREQ(TextOf(value), code == LEXO_ERR_NONE ? "text" : "");
         }
         EXPECT_EQ(session->SetParam(LEXO_PARAM_PROPERTY_MODEL_TYPE, WordOf(1)), LEXO_ERR_NONE);
         int status = -77;
         EXPECT_EQ(session->RecognizeStream("127.0.0.1", 1, "audio", 5, 0, &status),
                   LEXO_ERR_MEMORY);
         EXPECT_EQ(status, -77);
-    }
-}
-
-// A configured text without a buffer goes nowhere; the rest of the file still counts.
-TEST(EngineWithoutMemoryTest, DefaultsStopAtTheMissingBuffer) {
-    const struct {
-        int failing;
-        Messages messages;
-        const char* texts;
-        bool has_model_type;
-    } cases[] = {
-        {1, {"new LEXO_PARAM_PROPERTY_LANGUAGE[256] failed!"}, "000", false},
-        {2, {"new LEXO_PARAM_PROPERTY_DOMAIN[256] failed!"}, "000", true},
-        {3, {}, "110", true},
-    };
-    const scripted::TestHome home;
-    ConfigFile file;
-    file.LoadFromFile(
-        home.WriteFile("a.conf", "[default]\nproperty_domain=bank\nvad_tail=7\n").c_str());
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.failing);
-        EngineInfo engine;
-        engine.engine_type = LEXO_ENGINE_ANALYSIS;
-        EXPECT_EQ(MessagesOf([&] {
-                      const FailingAllocation failing(c.failing);
-                      EXPECT_TRUE(engine.SetEngineDefaultParams(&file));
-                  }),
-                  c.messages);
-        EXPECT_EQ(TextsIn(engine.default_params), c.texts);
-        EXPECT_EQ(engine.default_params.contains(LEXO_PARAM_PROPERTY_MODEL_TYPE), c.has_model_type);
-        EXPECT_EQ(NumberOf(engine.default_params[LEXO_PARAM_VAD_HEAD]), 10000);
-        EXPECT_EQ(NumberOf(engine.default_params[LEXO_PARAM_VAD_TAIL]), 7);
-        const bool has_domain = c.texts[1] == '1';
-        EXPECT_NE(engine.DescribeDefaults().find(has_domain ? "property_domain\t=\tbank\n"
-                                                            : "property_domain\t=\t\n"),
-                  std::string::npos);
-        engine.FreeDefaultTexts();
     }
 }
 
@@ -166,7 +122,7 @@ TEST(EngineDefaultsTest, LeaveBorrowedTextsAlone) {
 TEST(ResultWithoutMemoryTest, HalfConvertedResultsAreReleased) {
     const quorlan::protocol::LexoResponseMessage responses[] = {
         scripted::FreetalkResult(2, 2, 2), scripted::GrammarResult(2, 2),
-        scripted::KeywordResult(2), scripted::AnalysisResult({2, 2, 2, 2, 2, 2})};
+        scripted::KeywordResult(2), scripted::AnalysisResult(2, 2, 2, 2, 2, 2)};
     for (const auto& response : responses) {
         const int live_before = g_live_arrays;
         int failures = 0;

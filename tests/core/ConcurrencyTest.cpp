@@ -41,9 +41,7 @@ TEST(PoolConcurrencyTest, RentedWhileDestroyed) {
     std::atomic<int> errors = 0;
     RunThreads([&](int thread) {
         for (int i = 0; i < 10000; ++i) {
-            if (i % 20 == 0) {
-                ConnectionPool::DestroyInstance();
-            }
+            if (i % 20 == 0) ConnectionPool::DestroyInstance();
             const GetConnection connection("10.0.0.5", 8000);
             connection.client->last_error_ = thread;
             std::this_thread::yield();

@@ -25,9 +25,7 @@ class FullListener {
         }
     }
     ~FullListener() {
-        for (const int fd : sockets_) {
-            ::close(fd);
-        }
+        for (const int fd : sockets_) ::close(fd);
     }
     FullListener(const FullListener&) = delete;
     FullListener& operator=(const FullListener&) = delete;

@@ -19,8 +19,7 @@ Messages MessagesOf(const Action& action) {
     action();
     Messages messages;
     std::istringstream lines(output.Text());
-    for (std::string line; std::getline(lines, line);) {
+    for (std::string line; std::getline(lines, line);)
         messages.push_back(MessageIn(line).value_or(line));
-    }
     return messages;
 }

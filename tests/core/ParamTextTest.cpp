@@ -68,9 +68,7 @@ TEST(ParamTextTest, TaskConfigurations) {
         std::map<Lexo_ParamKey, Lexo_ParamValue> stored;
         EXPECT_EQ(ProxyParamsMgr::CheckTaskConfig("asr.cloud.freetalk", config, stored), result);
         std::set<int> stored_keys;
-        for (const auto& [key, word] : stored) {
-            stored_keys.insert(key);
-        }
+        for (const auto& [key, word] : stored) stored_keys.insert(key);
         EXPECT_EQ(stored_keys, keys) << text;
     }
 }

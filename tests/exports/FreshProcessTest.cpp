@@ -1,10 +1,12 @@
-// What can be seen only in a process that has not used the library before.
+// What can be seen only in a process that has not used the library before, the C host among them.
 #include <unistd.h>
 
+#include <cstdlib>
 #include <string>
 
 #include "CapturedOutput.h"
 #include "FreshProcess.h"
+#include "ResultBuilders.h"
 #include "TestHost.h"
 
 namespace {
@@ -56,9 +58,8 @@ void CheckCallsBeforeInit() {
                                  "Engine\\[asr.cloud.freetalk\\] not found\\.",
                                  "Engine\\[asr.cloud.freetalk\\] not found\\."};
     std::string pattern;
-    for (const char* text : texts) {
+    for (const char* text : texts)
         pattern += std::to_string(::getpid()) + " : \\([A-Za-z_]+\\.cpp:[0-9]+\\) " + text + "\n";
-    }
     EXPECT_THAT(out.Text(), MatchesRegex(pattern));
     const TestHome home;
     ScriptedServer server;
@@ -94,6 +95,15 @@ TEST(FreshProcessTest, EveryCallBeforeInitReturnsItsOwnCode) {
 
 TEST(FreshProcessTest, TheLogStartsOnceItHasSettings) {
     IN_FRESH_PROCESS(CheckLoggerStarts());
+}
+
+class CHostTest : public BareHostTest {};
+
+TEST_F(CHostTest, WorksWithAServer) {
+    server_.Then(scripted::Answer(scripted::EchoResult(scripted::FreetalkResult(1, 2, 3))));
+    EXPECT_EQ(std::system((ORVX_C_HOST " " + server_.Address()).c_str()), 0);
+    EXPECT_EQ(ChunkNumbers(), (std::vector<int>{-1, 1, -2}));
+    EXPECT_EQ(server_.LastRequest().access.property(), "english_8k_common,need_nlu=no");
 }
 
 }  // namespace

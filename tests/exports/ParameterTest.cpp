@@ -66,18 +66,13 @@ struct Parameter {
     }
     bool IsText() const { return low > high; }
 };
+const Lines kAudioFormats = {"pcm8k16bit", "alaw",   "ulaw",        "vox6k4bit",
+                             "vox8k4bit",  "gsm610", "pcm16k16bit", "v3_6k4bit"};
 const Parameter kParameters[] = {
     {1, "vad_head", "vad_head", 0, 1800000, 10000, {}},
     {2, "vad_tail", "vad_tail", 0, 30000, 500, {}},
     {3, "max_seconds", "max_seconds", 1, 60, 30, {}},
-    {4,
-     "audio_format",
-     "audio_format",
-     0,
-     7,
-     0,
-     {"pcm8k16bit", "alaw", "ulaw", "vox6k4bit", "vox8k4bit", "gsm610", "pcm16k16bit",
-      "v3_6k4bit"}},
+    {4, "audio_format", "audio_format", 0, 7, 0, kAudioFormats},
     {5, "vad_threshold", "vad_threshold", 1, 100, 10, {}},
     {6, "nbest_result", "nbest_result", 0, 1, 0, {"no", "yes"}},
     {7, "add_punc", "add_punc", 0, 1, 0, {"no", "yes"}},
@@ -116,9 +111,7 @@ TEST_F(ParameterTest, NumbersAreCheckedAndReachTheServer) {
 TEST_F(ParameterTest, DefaultsAreLoggedAndSent) {
     Use("");
     std::string logged;
-    for (const std::string& text : Logged("INFO")) {
-        logged += text + "\n";
-    }
+    for (const std::string& text : Logged("INFO")) logged += text + "\n";
     std::string expected = "Default params for engine :\n";
     for (const int type : {3, 0, 1, 2}) {
         expected += " <" + std::string(kCapabilities[type]) + ">:\n";
@@ -194,9 +187,8 @@ TEST_F(ParameterTest, SettingsReachTheCapabilitiesThatHaveThem) {
         "post_process = x\nft_post_process = 1\nsample_rate = 9\nstream_recog = 1\n"
         "analysis_mode = 1\nproperty_domain =\nproperty_language = " +
         std::string(257, 'L') + "\n";
-    for (const Parameter& one : kParameters) {
+    for (const Parameter& one : kParameters)
         settings += one.IsText() ? "" : one.setting + (" = 10" + std::to_string(one.key)) + "\n";
-    }
     Use(settings);
     for (int type = 0; type < 4; ++type) {
         Session session(kCapabilities[type]);

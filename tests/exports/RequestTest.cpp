@@ -111,9 +111,8 @@ TEST_F(RequestTest, BoundResources) {
     EXPECT_EQ(freetalk.Release(), LEXO_ERR_NONE);
     const Request without = Sent(freetalk);
     ExpectFrame(without, OneShot(without));
-    for (unsigned int id = 2; id <= 8; ++id) {
+    for (unsigned int id = 2; id <= 8; ++id)
         EXPECT_EQ(orvx_proxy_UnloadResource("freetalk", id), LEXO_ERR_NONE);
-    }
 
     Session grammar("grammar");
     for (const char* name : {"digits", "", static_cast<const char*>(nullptr)}) {

@@ -40,9 +40,7 @@ class ResourceBytesTest : public HostTest {
 TEST_F(ResourceBytesTest, ArriveAsTheyAre) {
     for (const std::size_t bytes : {1u, 3u, 4096u, 1000000u}) {
         std::string content(bytes, '\0');
-        for (std::size_t i = 0; i < bytes; ++i) {
-            content[i] = static_cast<char>(i * 7);
-        }
+        for (std::size_t i = 0; i < bytes; ++i) content[i] = static_cast<char>(i * 7);
         EXPECT_TRUE(SentBytes(LoadFile(home_.WriteFile("words", content))) == content);
         std::string buffer = content;
         const Loaded loaded = LoadBuffer("grammar", LEXO_RESOURCE_GRAMMAR_ABNF, buffer);
@@ -118,9 +116,8 @@ constexpr std::size_t kLargeBytes = std::size_t{200} << 20;
 // Takes a request that is larger than the resource, keeps nothing of it and answers something.
 void TakeLargeRequest(Connection& connection) {
     std::vector<char> area(1 << 20);
-    for (std::size_t got = 0, more = 1; got <= kLargeBytes && more > 0; got += more) {
+    for (std::size_t got = 0, more = 1; got <= kLargeBytes && more > 0; got += more)
         more = connection.Receive(area);
-    }
     connection.Send(scripted::LengthPrefix(0));
 }
 

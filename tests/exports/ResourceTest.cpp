@@ -59,18 +59,15 @@ TEST_F(ResourceTest, TheBindingAndWhatItHolds) {
     for (const auto& one : cases) {
         SCOPED_TRACE(std::string(one.before) + " then " + one.step);
         StartAnew();
-        for (const std::string data : {"two", "three", ""}) {
+        for (const std::string data : {"two", "three", ""})
             LoadBuffer("grammar", LEXO_RESOURCE_GRAMMAR_ABNF, data);
-        }
         Session session("grammar");
         const auto take = [&](char step) {
             return step == '-'   ? session.Release()
                    : step == 'n' ? session.Bind("city")
                                  : session.Bind(static_cast<unsigned int>(step - '0'));
         };
-        for (const char step : std::string(one.before)) {
-            EXPECT_EQ(take(step), LEXO_ERR_NONE);
-        }
+        for (const char step : std::string(one.before)) EXPECT_EQ(take(step), LEXO_ERR_NONE);
         Logged();
         EXPECT_EQ(take(one.step), one.code);
         EXPECT_EQ(Logged(), one.errors);

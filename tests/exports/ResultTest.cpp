@@ -20,9 +20,7 @@ void AppendList(std::ostream& out, int count, const Record* records) {
     out << count;
     if (records != nullptr) {
         out << "[";
-        for (int i = 0; i < count; ++i) {
-            Append(out, records[i]);
-        }
+        for (int i = 0; i < count; ++i) Append(out, records[i]);
         out << "]";
     }
     out << " ";
@@ -30,14 +28,10 @@ void AppendList(std::ostream& out, int count, const Record* records) {
 
 template <typename Record>
 void Append(std::ostream& out, const Record& one) {
-#define FIELD(field)                         \
-    if constexpr (requires { one.field; }) { \
-        out << one.field << " ";             \
-    }
-#define LIST(count, field)                     \
-    if constexpr (requires { one.field; }) {   \
-        AppendList(out, one.count, one.field); \
-    }
+#define FIELD(field) \
+    if constexpr (requires { one.field; }) out << one.field << " ";
+#define LIST(count, field) \
+    if constexpr (requires { one.field; }) AppendList(out, one.count, one.field);
     FIELD(nKeywordIndex)
     FIELD(szText)
     FIELD(pszText)
@@ -90,7 +84,7 @@ LexoResponseMessage WithSegments(LexoResponseMessage message, int count) {
 
 // Role and emotion outside their enumerations, and a text that looks like an engine type.
 LexoResponseMessage WithUnknownFields() {
-    LexoResponseMessage message = scripted::AnalysisResult({0, 1, 0, 0, 1, 0});
+    LexoResponseMessage message = scripted::AnalysisResult(0, 1, 0, 0, 1, 0);
     auto* segment = message.mutable_sanalysisresult()->mutable_psegmentresults(0);
     segment->clear_nrole();
     segment->mutable_unknown_fields()->append("\x18\x09");
@@ -122,14 +116,14 @@ TEST_F(ResultTest, EveryFieldArrivesAndTheRecordIsReleased) {
          "0 "},
         {scripted::KeywordResult(2), "2[101 keyword 102 103 104 105 106 keyword 107 108 109 110 ] ",
          "0 "},
-        {scripted::AnalysisResult({2, 2, 1, 1, 2, 1}),
+        {scripted::AnalysisResult(2, 2, 1, 1, 2, 1),
          "2[101 102 103 104 ] 2[105 106 0 1[sentence 107 108 109.25 ] 1[1[110 111 "
          "112 113 114 115 ] ] 2[116 117 118 0 119 120 121 1 ] 1[122 keyword 123 124 "
          "125 126 ] 127 128 1 1[sentence 129 130 131.25 ] 1[1[132 133 134 135 136 "
          "137 ] ] 2[138 139 140 0 141 142 143 1 ] 1[144 keyword 145 146 147 148 ] ] ",
          "0 0 "},
         {WithUnknownFields(), "0 1[101 102 0 0 0 1[103 104 105 0 ] 0 ] ", "0 0 "},
-        {scripted::AnalysisResult({0, 1, 0, 0, 0, 0}), "0 1[101 102 0 0 0 0 0 ] ", "0 0 "},
+        {scripted::AnalysisResult(0, 1, 0, 0, 0, 0), "0 1[101 102 0 0 0 0 0 ] ", "0 0 "},
     };
     Session session("freetalk");
     for (const auto& one : cases) {
@@ -177,9 +171,8 @@ TEST_F(ResultTest, OnlyTheLentAddressIsTakenBack) {
     copy = *result;
     Lexo_RecogResult* const foreign[] = {&copy, nullptr,
                                          const_cast<Lexo_RecogResult*>(Deliver(other, sent))};
-    for (Lexo_RecogResult* one : foreign) {
+    for (Lexo_RecogResult* one : foreign)
         EXPECT_EQ(orvx_proxy_FreeRecogResult(session.Handle(), &one), LEXO_ERR_PARAM_INVALID);
-    }
     EXPECT_EQ(Logged(), Lines{});
     EXPECT_EQ(TextOf(result), TextOf(&copy));
     lent = session.GetResult();

@@ -102,17 +102,12 @@ TEST_F(SessionTest, WhatChangesTheRegistryWaitsForTheExchangesInProgress) {
         [&] { return (loaded = LoadBuffer("grammar", LEXO_RESOURCE_GRAMMAR_ABNF)).code; },
         [&] { return orvx_proxy_UnloadResource("grammar", unloaded.id); }};
     std::vector<std::future<int>> waiting;
-    for (const auto& call : calls) {
-        waiting.push_back(std::async(std::launch::async, call));
-    }
-    for (auto& call : waiting) {
+    for (const auto& call : calls) waiting.push_back(std::async(std::launch::async, call));
+    for (auto& call : waiting)
         EXPECT_EQ(call.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
-    }
     gate.set_value();
     EXPECT_EQ(exchange.get(), kGood);
-    for (auto& call : waiting) {
-        EXPECT_EQ(call.get(), LEXO_ERR_NONE);
-    }
+    for (auto& call : waiting) EXPECT_EQ(call.get(), LEXO_ERR_NONE);
     EXPECT_EQ(orvx_proxy_SessionStop(started), LEXO_ERR_NONE);
     EXPECT_EQ(orvx_proxy_UnloadResource("grammar", loaded.id), LEXO_ERR_NONE);
 }

@@ -80,9 +80,7 @@ class Session {
         EXPECT_TRUE(is_started_) << capability;
     }
     ~Session() {
-        if (!is_started_) {
-            return;
-        }
+        if (!is_started_) return;
         int code = orvx_proxy_SessionStop(handle_);
         if (code == LEXO_ERR_RESULT_NOT_FREE) {
             FreeResult();
@@ -153,11 +151,8 @@ class BareHostTest : public ::testing::Test {
     // The texts that were logged at this level since the log was last looked at.
     Lines Logged(const std::string& level = "ERROR") {
         Lines texts;
-        for (const std::string& record : home_.NewLog()) {
-            if (record.starts_with(level + " ")) {
-                texts.push_back(record.substr(level.size() + 1));
-            }
-        }
+        for (const std::string& record : home_.NewLog())
+            if (record.starts_with(level + " ")) texts.push_back(record.substr(level.size() + 1));
         return texts;
     }
     // The numbers of the chunks that the server got, which both layers must agree on.

@@ -31,9 +31,7 @@ class Connection {
     bool Send(std::string_view bytes) {
         while (!bytes.empty()) {
             const ssize_t sent = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-            if (sent <= 0) {
-                return false;
-            }
+            if (sent <= 0) return false;
             bytes.remove_prefix(static_cast<std::size_t>(sent));
         }
         return true;

@@ -1,7 +1,5 @@
 #include "Reactions.h"
 
-#include <algorithm>
-
 #include "FrameCodec.h"
 
 namespace scripted {
@@ -19,9 +17,7 @@ std::string FrameOf(const Request& request,
     response.set_identify(request.inner.identify());
     response.set_error_no(0);
     response.set_recog_status(0);
-    if (change_inner) {
-        change_inner(response);
-    }
+    if (change_inner) change_inner(response);
     protocol::MessageHeader header;
     header.set_message_type(protocol::MessageHeader_QuorMessageType_LexoRecogResponse);
     header.set_name("CapbilityAccessResponseMessage");
@@ -30,9 +26,7 @@ std::string FrameOf(const Request& request,
     access->set_process_time(7);
     access->set_data(response.SerializeAsString());
     access->set_data_len(static_cast<int>(access->data().size()));
-    if (change_access) {
-        change_access(*access);
-    }
+    if (change_access) change_access(*access);
     std::vector<char> frame;
     EncodeFrame(header, &frame);
     return {frame.begin(), frame.end()};
@@ -67,32 +61,15 @@ std::string LengthPrefix(std::uint32_t length) {
     return prefix;
 }
 
-Reaction Answer(FrameMaker frame) {
-    return AnswerPart(std::move(frame), 0);
-}
-
-Reaction AnswerPart(FrameMaker frame, std::size_t from, std::size_t count) {
+Reaction Answer(FrameMaker frame, std::size_t bytes) {
     return [=](const Request& request, Connection& connection) {
-        const std::string bytes = frame(request);
-        connection.Send(std::string_view(bytes).substr(std::min(from, bytes.size()), count));
-    };
-}
-
-Reaction Trickle(FrameMaker frame, std::size_t step, std::chrono::milliseconds pause) {
-    return [=](const Request& request, Connection& connection) {
-        const std::string bytes = frame(request);
-        for (std::size_t from = 0; from < bytes.size(); from += step) {
-            connection.Send(std::string_view(bytes).substr(from, step));
-            connection.Pause(pause);
-        }
+        connection.Send(frame(request).substr(0, bytes));
     };
 }
 
 Reaction Sequence(std::vector<Reaction> reactions) {
     return [reactions = std::move(reactions)](const Request& request, Connection& connection) {
-        for (const Reaction& reaction : reactions) {
-            reaction(request, connection);
-        }
+        for (const Reaction& reaction : reactions) reaction(request, connection);
     };
 }
 

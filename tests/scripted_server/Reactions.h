@@ -8,7 +8,6 @@
 #include <functional>
 #include <future>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "ScriptedServer.h"
@@ -36,11 +35,8 @@ std::string LengthPrefix(std::uint32_t length);
 
 // ---- Reactions ---------------------------------------------------------------------------------
 
-Reaction Answer(FrameMaker frame = Echo());
-// The bytes [from, from + count) of the frame, as far as there are so many.
-Reaction AnswerPart(FrameMaker frame, std::size_t from, std::size_t count = std::string_view::npos);
-// `step` bytes at a time, with a pause between them.
-Reaction Trickle(FrameMaker frame, std::size_t step, std::chrono::milliseconds pause);
+// The frame, or so many bytes of its start.
+Reaction Answer(FrameMaker frame = Echo(), std::size_t bytes = std::string::npos);
 Reaction Sequence(std::vector<Reaction> reactions);
 // Waits until the test opens the gate (or drops its promise).
 inline Reaction WaitFor(std::shared_future<void> gate) {

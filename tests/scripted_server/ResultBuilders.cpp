@@ -10,10 +10,8 @@ using quorlan::protocol::LexoResponseMessage;
 // Sets whatever a record has of its plain fields to the next numbers, and texts that contain them.
 template <typename Message>
 void Fill(Message* message, int* last) {
-#define FILL_IF_PRESENT(field, value)                          \
-    if constexpr (requires { message->set_##field(value); }) { \
-        message->set_##field(value);                           \
-    }
+#define FILL_IF_PRESENT(field, value) \
+    if constexpr (requires { message->set_##field(value); }) message->set_##field(value);
     FILL_IF_PRESENT(nkeywordindex, ++*last)
     FILL_IF_PRESENT(sztext, "keyword " + std::to_string(++*last))
     FILL_IF_PRESENT(psztext, "sentence " + std::to_string(++*last))
@@ -29,9 +27,7 @@ void Fill(Message* message, int* last) {
 
 template <typename List>
 void FillList(List* list, int count, int* last) {
-    for (int i = 0; i < count; ++i) {
-        Fill(list->Add(), last);
-    }
+    for (int i = 0; i < count; ++i) Fill(list->Add(), last);
 }
 
 template <typename Segment>
@@ -61,9 +57,8 @@ LexoResponseMessage FreetalkResult(int segments, int sentences, int elements) {
     LexoResponseMessage response = OfType(LexoResponseMessage::LEXO_ENGINE_FREETALK);
     auto* result = response.mutable_sfreetalkresult();
     result->set_nsegmentcount(segments);
-    for (int i = 0; i < segments; ++i) {
+    for (int i = 0; i < segments; ++i)
         FillSegment(result->add_psegmentlist(), sentences, elements, &last);
-    }
     return response;
 }
 
@@ -72,9 +67,8 @@ LexoResponseMessage GrammarResult(int segments, int sentences) {
     LexoResponseMessage response = OfType(LexoResponseMessage::LEXO_ENGINE_GRAMMAR);
     auto* result = response.mutable_sgrammarresult();
     result->set_nresultcount(segments);
-    for (int i = 0; i < segments; ++i) {
+    for (int i = 0; i < segments; ++i)
         FillSegment(result->add_psegmentresults(), sentences, 0, &last);
-    }
     return response;
 }
 
@@ -87,25 +81,26 @@ LexoResponseMessage KeywordResult(int keywords) {
     return response;
 }
 
-LexoResponseMessage AnalysisResult(const AnalysisShape& shape) {
+LexoResponseMessage AnalysisResult(int silences, int segments, int sentences, int elements,
+                                   int emotions, int keywords) {
     int last = 100;
     LexoResponseMessage response = OfType(LexoResponseMessage::LEXO_ENGINE_ANALYSIS);
     auto* result = response.mutable_sanalysisresult();
-    result->set_nsilencecount(shape.silences);
-    FillList(result->mutable_psilenceresults(), shape.silences, &last);
-    result->set_nsegmentcount(shape.segments);
-    for (int i = 0; i < shape.segments; ++i) {
+    result->set_nsilencecount(silences);
+    FillList(result->mutable_psilenceresults(), silences, &last);
+    result->set_nsegmentcount(segments);
+    for (int i = 0; i < segments; ++i) {
         auto* segment = result->add_psegmentresults();
         segment->set_nrole(LexoResponseMessage::Lexo_RoleType(i % 3));
-        FillSegment(segment, shape.sentences, shape.elements, &last);
-        segment->set_nemotioncount(shape.emotions);
-        FillList(segment->mutable_pemotionresults(), shape.emotions, &last);
-        for (int j = 0; j < shape.emotions; ++j) {
+        FillSegment(segment, sentences, elements, &last);
+        segment->set_nemotioncount(emotions);
+        FillList(segment->mutable_pemotionresults(), emotions, &last);
+        for (int j = 0; j < emotions; ++j) {
             segment->mutable_pemotionresults(j)->set_nemotion(
                 LexoResponseMessage::Lexo_EmotionType(j % 4));
         }
-        segment->set_nkeywordcount(shape.keywords);
-        FillList(segment->mutable_pkeywordresults(), shape.keywords, &last);
+        segment->set_nkeywordcount(keywords);
+        FillList(segment->mutable_pkeywordresults(), keywords, &last);
     }
     return response;
 }

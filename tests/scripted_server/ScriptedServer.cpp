@@ -61,9 +61,7 @@ Request ParseRequest(int connection, std::string_view body) {
 bool ReadFrame(Connection& connection, FrameReader& reader) {
     while (reader.GetStatus() == FrameReader::Status::kNeedMore) {
         const std::size_t received = connection.Receive(reader.WritableArea());
-        if (received == 0) {
-            return false;
-        }
+        if (received == 0) return false;
         reader.Commit(received);
     }
     return reader.GetStatus() == FrameReader::Status::kComplete;
@@ -84,16 +82,13 @@ ScriptedServer::~ScriptedServer() {
 
 void ScriptedServer::Start() {
     listener_ = BoundSocket(ip_, port_);
-    if (::listen(listener_, kBacklog) != 0) {
+    if (::listen(listener_, kBacklog) != 0)
         throw std::runtime_error("scripted server: cannot listen");
-    }
     acceptor_ = std::thread(&ScriptedServer::AcceptLoop, this, listener_);
 }
 
 void ScriptedServer::Stop() {
-    if (!acceptor_.joinable()) {
-        return;
-    }
+    if (!acceptor_.joinable()) return;
     ::shutdown(listener_, SHUT_RDWR);
     acceptor_.join();
     ::close(listener_);
@@ -105,9 +100,7 @@ void ScriptedServer::Stop() {
 
 void ScriptedServer::CloseConnections() {
     const std::lock_guard lock(mutex_);
-    for (const Served& one : served_) {
-        one.connection->Interrupt();
-    }
+    for (const Served& one : served_) one.connection->Interrupt();
 }
 
 bool ScriptedServer::WaitForOpenConnections(std::size_t count) const {
@@ -126,9 +119,7 @@ bool ScriptedServer::WaitUntil(const std::function<bool()>& condition) const {
 void ScriptedServer::AcceptLoop(int listener) {
     for (;;) {
         const int socket = ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
-        if (socket < 0) {
-            return;
-        }
+        if (socket < 0) return;
         // Pieces of an answer shall leave at once, as the script sends them.
         const int on = 1;
         ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
@@ -146,9 +137,7 @@ void ScriptedServer::Serve(Connection& connection) {
         const std::lock_guard lock(mutex_);
         on_connect = on_connect_;
     }
-    if (on_connect) {
-        on_connect(connection);
-    }
+    if (on_connect) on_connect(connection);
     FrameReader reader;
     while (connection.IsOpen() && ReadFrame(connection, reader)) {
         const Request request = ParseRequest(connection.Number(), reader.Body());
@@ -164,13 +153,9 @@ void ScriptedServer::Serve(Connection& connection) {
 Reaction ScriptedServer::Record(Request request) {
     const std::lock_guard lock(mutex_);
     ++request_count_;
-    if (is_recording_) {
-        requests_.push_back(std::move(request));
-    }
+    if (is_recording_) requests_.push_back(std::move(request));
     change_.notify_all();
-    if (queue_.empty()) {
-        return otherwise_;
-    }
+    if (queue_.empty()) return otherwise_;
     Reaction reaction = std::move(queue_.front());
     queue_.pop_front();
     return reaction;

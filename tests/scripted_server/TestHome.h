@@ -50,11 +50,10 @@ class TestHome {
         for (std::string line; std::getline(file, line);) {
             log_seen_ = file.tellg();
             const std::size_t blank = line.find(' ');
-            if (const auto text = MessageIn(line.substr(blank + 1))) {
+            if (const auto text = MessageIn(line.substr(blank + 1)))
                 records.push_back(line.substr(0, blank + 1) + *text);
-            } else if (!records.empty()) {
+            else if (!records.empty())
                 records.back() += '\n' + line;
-            }
         }
         return records;
     }

@@ -86,9 +86,7 @@ TEST_F(ConfigFileTest, FailedLoadKeepsTheFormerContents) {
     const std::string paths[] = {
         "",          dir_.Path("missing"),  dir_.Path(""),         dir_.Path("fifo"),
         "/dev/zero", dir_.Path("x.conf/y"), std::string(5000, 'x')};
-    for (const std::string& path : paths) {
-        EXPECT_FALSE(file_.LoadFromFile(path.c_str())) << path;
-    }
+    for (const std::string& path : paths) EXPECT_FALSE(file_.LoadFromFile(path.c_str())) << path;
     EXPECT_FALSE(file_.LoadFromFile(nullptr));
     EXPECT_EQ(Text("s", "k"), "v");
 }

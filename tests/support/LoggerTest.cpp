@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <clocale>
 #include <iterator>
+#include <regex>
 #include <set>
 #include <string>
 
@@ -16,17 +17,16 @@ namespace {
 
 constexpr char kNonAscii[] = "\xC3\xA9 \xE4\xBD\xA0 \xC4\xE3\xBA\xC3 \xFF\xFE\x80";
 
-// The text behind the prefix of each line of source.cpp, line 17; a line without the prefix becomes
-// "?" and the line.
+// The messages of source.cpp, line 17; a line without their prefix becomes "?" and the line.
 std::string Messages(const std::string& lines) {
-    const std::string tail = " : (source.cpp:17) ";
+    static const std::regex prefix("[0-9]+ : \\(source.cpp:17\\) ");
     std::string messages;
     std::istringstream stream(lines);
     for (std::string line; std::getline(stream, line);) {
-        const std::size_t digits = line.find_first_not_of("0123456789");
-        const bool has_prefix = digits > 0 && digits != std::string::npos &&
-                                line.compare(digits, tail.size(), tail) == 0;
-        messages += (has_prefix ? line.substr(digits + tail.size()) : "?" + line) + "\n";
+        std::smatch found;
+        const bool has_prefix =
+            std::regex_search(line, found, prefix, std::regex_constants::match_continuous);
+        messages += (has_prefix ? found.suffix().str() : "?" + line) + "\n";
     }
     return messages;
 }
@@ -127,12 +127,11 @@ TEST_F(LoggerTest, StaticDestructorsMayLog) {
 
 // Before the first good start messages are printed, after it the former configuration stays.
 TEST_F(LoggerTest, RefusesWhatIsNoConfiguration) {
-    std::string binary;
-    for (int i = 0; i < 5000; ++i) binary.push_back(static_cast<char>(i * 37 + i / 256));
     const std::pair<std::string, std::string> files[] = {
         {"empty", ""},
-        {"binary", binary},
-        {"text", "level = debug\n"},
+        {"binary", std::string("\x7F"
+                               "ELF\0\xFF<?xml",
+                               12)},
         {"cut.xml", LogXml(dir_.Path("bad.log"), "debug").substr(0, 300)},
         {"other.xml", "<settings><level>debug</level></settings>"},
         {"silent.xml", "<log4j:configuration xmlns:log4j=\"http://jakarta.apache.org/log4j/\"/>"},

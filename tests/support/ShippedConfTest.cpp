@@ -19,9 +19,8 @@ TEST(ShippedConf, ShowsEveryKeyWithItsDefault) {
     std::istringstream lines(ReadAll(kConfDir + "Lexo_SDK.conf"));
     for (std::string line; std::getline(lines, line);) {
         EXPECT_TRUE(line.empty() || line[0] == '#' || line[0] == '[') << line;
-        if (line.starts_with('#') && line.size() > 1 && line[1] != ' ') {
+        if (line.starts_with('#') && line.size() > 1 && line[1] != ' ')
             shown += line.substr(1) + "; ";
-        }
     }
     EXPECT_EQ(shown,
               "sample_rate = 8000; vad_head = 10000; vad_tail = 500; max_seconds = 30; "
