@@ -12,6 +12,7 @@
 #include <memory>
 #include <numeric>
 #include <stdexcept>
+#include <vector>
 
 namespace orvx {
 namespace {
@@ -23,8 +24,10 @@ constexpr std::size_t kMostEntries = 20000;
 // A keyword counts where it is as likely as any other sounds. With 51 keywords and the test
 // sentences, that found 34 of the 38 that were said, and 10 that were not.
 constexpr double kDefaultThreshold = 1;
-// How a user word compares with the average word of the model.
+// How a user word compares with the average word of the model, and how much of all speech the user
+// words may be together.
 constexpr float kUserWordWeight = 30;
+constexpr float kUserWordsShare = 0.1F;
 
 struct FreeGrammar {
     void operator()(fsg_model_t* grammar) const { fsg_model_free(grammar); }
@@ -64,6 +67,22 @@ int Weight(const Resource& resource) {
     const bool has_model = std::holds_alternative<LanguageModel>(resource.content) ||
                            std::holds_alternative<UserWords>(resource.content);
     return has_model ? kLanguageModelWeight : 1;
+}
+
+// PocketSphinx looks n-grams up by interpolation, and reads beyond its tables where a word was
+// added behind the first one that was. So all user words are members of one class, and only the
+// class is added to the model.
+void AddAsOneClass(const std::set<std::string>& entries, ngram_model_t* ngrams) {
+    std::vector<char*> words;
+    for (const std::string& entry : entries) words.push_back(const_cast<char*>(entry.c_str()));
+    const auto count = static_cast<float>(words.size());
+    const auto known = static_cast<float>(ngram_model_get_counts(ngrams)[0]);
+    std::vector<float32> probabilities(words.size(), 1 / count);
+    const float weight = std::min(kUserWordWeight * count, kUserWordsShare * known);
+    if (ngram_model_add_class(ngrams, "[user words]", weight, words.data(), probabilities.data(),
+                              static_cast<int32>(words.size())) < 0) {
+        throw std::runtime_error("PocketSphinx refuses the user words");
+    }
 }
 
 std::string SearchName(std::uint64_t resource) {
@@ -173,13 +192,14 @@ void PocketSphinxSearches::MakeUserWords(const std::string& name, const UserWord
     const Model ngrams(
         ngram_model_read(config_, language_model_.c_str(), NGRAM_AUTO, ps_get_logmath(decoder_)));
     if (!ngrams) throw std::runtime_error("PocketSphinx cannot load its language model");
+    std::set<std::string> entries;
     for (const UserWord& word : words) {
         const std::string entry = word.phones.empty() ? word.text : AddToDictionary(word);
-        if (ngram_wid(ngrams.get(), entry.c_str()) != ngram_unknown_wid(ngrams.get())) continue;
-        if (ngram_model_add_word(ngrams.get(), entry.c_str(), kUserWordWeight) < 0) {
-            throw std::runtime_error("PocketSphinx refuses a user word");
+        if (ngram_wid(ngrams.get(), entry.c_str()) == ngram_unknown_wid(ngrams.get())) {
+            entries.insert(entry);
         }
     }
+    if (!entries.empty()) AddAsOneClass(entries, ngrams.get());
     if (ps_set_lm(decoder_, name.c_str(), ngrams.get()) < 0) {
         throw std::runtime_error("PocketSphinx refuses the user words");
     }
