@@ -1,15 +1,12 @@
-// Text buffers, resource bytes and result lists that cannot be obtained. The array allocations are
-// replaced for the whole program, so that a test can make the n-th one fail.
+// Result lists that cannot be obtained. The array allocations are replaced for the whole program,
+// so that a test can make the n-th one fail.
 #include <gtest/gtest.h>
 
 #include <new>
-#include <string>
 
 #include "EngineInfo.h"
-#include "MessagesOf.h"
 #include "RecogResult.h"
 #include "ResultBuilders.h"
-#include "TestAccess.h"
 #include "param_word.h"
 
 namespace {
@@ -52,59 +49,6 @@ void operator delete[](void* array, std::size_t) noexcept {
 }
 
 namespace {
-
-using Access = ProxySessionTestAccess;
-
-constexpr Lexo_ParamKey kTextKeys[] = {LEXO_PARAM_PROPERTY_LANGUAGE, LEXO_PARAM_PROPERTY_DOMAIN,
-                                       LEXO_PARAM_POST_PROCESS};
-
-// Which of the three texts are there, e.g. "100" for the language alone.
-std::string TextsIn(const ProxySession::ParamMap& params) {
-    std::string texts;
-    for (const Lexo_ParamKey key : kTextKeys)
-        texts += params.contains(key) && params.at(key) != nullptr ? '1' : '0';
-    return texts;
-}
-
-TEST(SessionWithoutMemoryTest, ConstructionStopsAtTheMissingBuffer) {
-    const struct {
-        int failing;
-        const char* message;
-        const char* texts;
-    } cases[] = {
-        {1, "new LEXO_PARAM_PROPERTY_LANGUAGE[256] failed!", "000"},
-        {2, "new LEXO_PARAM_PROPERTY_DOMAIN[256] failed!", "000"},
-        {3, "new LEXO_PARAM_POST_PROCESS[1024] failed!", "110"},
-    };
-    ProxySession::ParamMap defaults = {{LEXO_PARAM_STREAM, WordOf(1)},
-                                       {LEXO_PARAM_PROPERTY_MODEL_TYPE, WordOf(0)}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.message);
-        std::unique_ptr<ProxySession> session;
-        EXPECT_EQ(MessagesOf([&] {
-                      const FailingAllocation failing(c.failing);
-                      session =
-                          std::make_unique<ProxySession>(LEXO_ENGINE_FREETALK, "cap", "", defaults);
-                  }),
-                  Messages{c.message});
-        EXPECT_EQ(TextsIn(Access::Params(*session)), c.texts);
-        EXPECT_FALSE(Access::IsRealTime(*session));
-
-        // What is left of the session is safe to use.
-        char text[] = "text";
-        for (std::size_t i = 0; i < 3; ++i) {
-            const Lexo_ErrCode code = c.texts[i] == '1' ? LEXO_ERR_NONE : LEXO_ERR_MEMORY;
-            Lexo_ParamValue value = nullptr;
-            EXPECT_EQ(session->SetParam(kTextKeys[i], text), code);
-            EXPECT_EQ(session->GetParam(kTextKeys[i], &value), code);
-        }
-        EXPECT_EQ(session->SetParam(LEXO_PARAM_PROPERTY_MODEL_TYPE, WordOf(1)), LEXO_ERR_NONE);
-        int status = -77;
-        EXPECT_EQ(session->RecognizeStream("127.0.0.1", 1, "audio", 5, 0, &status),
-                  LEXO_ERR_MEMORY);
-        EXPECT_EQ(status, -77);
-    }
-}
 
 // A second call must not change the texts that sessions have borrowed.
 TEST(EngineDefaultsTest, LeaveBorrowedTextsAlone) {

@@ -3,36 +3,27 @@
 
 #include <algorithm>
 #include <atomic>
-#include <barrier>
 #include <climits>
 #include <numeric>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "Logger.h"
 #include "TcpClientUser.h"
 #include "TestAccess.h"
 #include "TestHome.h"
+#include "Threads.h"
 
 namespace {
 
 constexpr int kThreads = 16;
 
-// Runs body(0) ... body(15) at once, with a log that takes errors only: written lines would be most
-// of the work and keep the threads apart.
-template <typename Body>
-void RunThreads(const Body& body) {
+// With a log that takes errors only: written lines would be most of the work and keep the threads
+// apart.
+void RunThreads(const std::function<void(int)>& body) {
     const scripted::TestHome home({.level = "error"});
     ASSERT_TRUE(g_logger.Init(home.LogSettingsPath().c_str(), "Lexo_SDK"));
-    std::barrier start(kThreads);
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < kThreads; ++i) {
-        threads.emplace_back([&, i] {
-            start.arrive_and_wait();
-            body(i);
-        });
-    }
+    InThreads(kThreads, body);
 }
 
 // The pool is destroyed again and again while clients are rented: none is ever with two threads,

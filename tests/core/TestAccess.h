@@ -20,11 +20,6 @@ struct ProxyParamsMgrTestAccess {
 struct ProxySessionTestAccess {
     static int& IdentifyIndex() { return ProxySession::identify_index_; }
     static std::string NewIdentify() { return ProxySession::NewIdentify(); }
-
-    static bool IsRealTime(const ProxySession& session) { return session.is_realtime_; }
-    static const ProxySession::ParamMap& Params(const ProxySession& session) {
-        return session.params_;
-    }
 };
 
 struct ConnectionPoolTestAccess {

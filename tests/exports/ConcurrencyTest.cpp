@@ -2,37 +2,22 @@
 // timed one longer.
 #include <algorithm>
 #include <atomic>
-#include <barrier>
 #include <chrono>
 #include <cstdlib>
-#include <functional>
 #include <mutex>
 #include <set>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include "CapturedOutput.h"
 #include "FreshProcess.h"
 #include "ResultBuilders.h"
 #include "TestHost.h"
+#include "Threads.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 using scripted::Request;
-
-// Runs the function in so many threads, which start together, and waits for all of them.
-void InThreads(int count, const std::function<void(int)>& function) {
-    std::barrier start(count);
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < count; ++i) {
-        threads.emplace_back([&, i] {
-            start.arrive_and_wait();
-            function(i);
-        });
-    }
-}
 
 // The answer whose result is one sentence: the audio itself.
 std::string AudioAsText(const Request& request) {

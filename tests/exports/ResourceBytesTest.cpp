@@ -1,11 +1,8 @@
 // Where a resource's bytes come from: buffers, and files of every kind and size.
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <climits>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -54,11 +51,6 @@ TEST_F(ResourceBytesTest, FilesThatDoNotLoad) {
     const std::string empty = home_.WriteFile("empty", "");
     ASSERT_EQ(::mkfifo((home + "/fifo").c_str(), 0644), 0);
     ASSERT_EQ(::chmod(home_.WriteFile("secret", "words").c_str(), 0), 0);
-    sockaddr_un address = {AF_UNIX, {}};
-    std::strcpy(address.sun_path, (home + "/socket").c_str());
-    const int socket = ::socket(AF_UNIX, SOCK_STREAM, 0);
-    ASSERT_EQ(::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    ::close(socket);
     // Permissions mean nothing to the superuser.
     const uid_t user = ::geteuid();
     ASSERT_EQ(::chmod(home.c_str(), 0755), 0);
@@ -74,7 +66,6 @@ TEST_F(ResourceBytesTest, FilesThatDoNotLoad) {
         {"", LEXO_ERR_OPENFILE, "File [", "] not exists or is a directory."},
         {home_.SettingsPath() + "/x", LEXO_ERR_OPENFILE, "File [",
          "] not exists or is a directory."},
-        {home + "/socket", LEXO_ERR_OPENFILE, "Open resource file [", "] failed."},
         {home + "/secret", LEXO_ERR_OPENFILE, "Open resource file [", "] failed."},
         {empty, LEXO_ERR_LOAD_RESOURCE_FAILED, "Resource file [", "] is empty."},
         {home + "/fifo", LEXO_ERR_LOAD_RESOURCE_FAILED, "Read resource file [", "] failed."},

@@ -82,12 +82,8 @@ class Session {
     ~Session() {
         if (!is_started_) return;
         int code = orvx_proxy_SessionStop(handle_);
-        if (code == LEXO_ERR_RESULT_NOT_FREE) {
-            FreeResult();
-            code = orvx_proxy_SessionStop(handle_);
-        }
-        if (code == LEXO_ERR_RESOURCE_NEED_DEACTIVE) {
-            Release();
+        for (int held = 0; held < 2 && code != LEXO_ERR_NONE; ++held) {
+            code == LEXO_ERR_RESULT_NOT_FREE ? FreeResult() : Release();
             code = orvx_proxy_SessionStop(handle_);
         }
         EXPECT_EQ(code, LEXO_ERR_NONE);

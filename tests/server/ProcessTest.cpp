@@ -5,21 +5,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
 #include <regex>
 #include <thread>
 
+#include "TempDir.h"
 #include "TestAudio.h"
 #include "TestServer.h"
 
 namespace orvx::test {
 namespace {
-
-std::string ReadAll(const std::string& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
 
 // Fails the test if `condition` does not come true within two minutes.
 template <typename Condition>
@@ -48,8 +42,6 @@ class ServerProcess {
     }
     ~ServerProcess() {
         if (pid_ > 0) End(SIGKILL);
-        std::filesystem::remove(Output());
-        std::filesystem::remove(Errors());
     }
     ServerProcess(const ServerProcess&) = delete;
     ServerProcess& operator=(const ServerProcess&) = delete;
@@ -70,24 +62,18 @@ class ServerProcess {
         return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     }
     // Where it writes to.
-    std::string Output() const { return name_ + ".out"; }
-    std::string Errors() const { return name_ + ".err"; }
+    std::string Output() const { return dir_.Path("out"); }
+    std::string Errors() const { return dir_.Path("err"); }
 
   private:
-    static inline int count_ = 0;
-
-    const std::string name_ = testing::TempDir() + "orvx-server-" + std::to_string(::getpid()) +
-                              "-" + std::to_string(++count_);
+    const TempDir dir_;
     pid_t pid_ = -1;
 };
 TEST(ProcessTest, ServesLogsWhatItDoesAndEndsWithStatus0) {
-    const auto port_file = std::filesystem::temp_directory_path() / std::to_string(::getpid());
-    ServerProcess server("--port-file " + port_file.string());
+    const TempDir dir;
+    ServerProcess server("--port-file " + dir.Path("port"));
     const std::uint16_t port = server.AwaitReady();
-    int written = 0;
-    std::ifstream(port_file) >> written;
-    EXPECT_EQ(written, port);
-    std::filesystem::remove(port_file);
+    EXPECT_EQ(ReadAll(dir.Path("port")), std::to_string(port) + "\n");
     {
         TestClient client(port);
         LexoRequestMessage request = MakeRequest(kPcm16, Bytes(Load(kGoForward)));
@@ -110,9 +96,8 @@ TEST(ProcessTest, ServesLogsWhatItDoesAndEndsWithStatus0) {
          "took=.*ms error=0 status=2 segments=1",
          R"(refused: .*capability="cap\\x0D\\x0Aforged".*error=6)",
          "utterance: .*chunks=2 bytes=16000 audio=0.50s .*error=12",
-         "connection: peer=.*requests=2 .*end=closed by the client"}) {
+         "connection: peer=.*requests=2 .*end=closed by the client"})
         EXPECT_TRUE(std::regex_search(log, std::regex(line))) << line << "\n" << log;
-    }
     EXPECT_EQ(log.find("\n2026-01-01"), std::string::npos) << log;
     EXPECT_EQ(log.find("-hmm"), std::string::npos) << "the engine's own messages are not wanted";
 }
@@ -142,9 +127,8 @@ TEST(ProcessTest, NobodyNeedsToReadItsLog) {
     ASSERT_EQ(::pipe2(pipe_ends, O_CLOEXEC), 0);
     ServerProcess server("", pipe_ends[1]);
     const std::uint16_t port = server.AwaitReady();
-    for (int i = 0; i < 300; ++i) {  // log lines that no pipe holds
+    for (int i = 0; i < 300; ++i)  // log lines that no pipe holds
         ASSERT_EQ(TestClient(port).Ask(MakeRequest(kPcm16, Pause(10))).Error(), 12);
-    }
     EXPECT_EQ(server.End(SIGTERM), 0);
     char line[10] = {};
     EXPECT_EQ(::read(pipe_ends[0], line, 3), 3) << "the first lines are there";

@@ -39,9 +39,8 @@ Collector Segment(const Samples& samples, const SegmenterSettings& settings = kD
                   std::size_t chunk = 1000000) {
     Collector collector;
     SpeechSegmenter segmenter(settings, &collector);
-    for (std::size_t at = 0; at < samples.size();) {
+    for (std::size_t at = 0; at < samples.size();)
         at += segmenter.Push(std::span(samples).subspan(at, std::min(chunk, samples.size() - at)));
-    }
     EXPECT_EQ(segmenter.Samples(), static_cast<std::int64_t>(samples.size()));
     segmenter.Finish();
     return collector;
@@ -75,14 +74,12 @@ TEST(SpeechSegmenterTest, FindsSpeechAnywhereInSilenceAndNoise) {
 
 TEST(SpeechSegmenterTest, HearsNoSpeechInWhatIsNone) {
     Samples clicks = Silence(10000);
-    for (std::size_t at = 8000; at < clicks.size(); at += 15000) {
+    for (std::size_t at = 8000; at < clicks.size(); at += 15000)
         for (std::size_t i = 0; i < 400; ++i) clicks[at + i] = i % 8 < 4 ? 10000 : -10000;
-    }
     const Samples offset = Mix(Noise(10000, -80), Samples(160000, 3000));
     for (const Samples& none : {clicks, offset, Silence(10000), Noise(10000, -70),
-                                Noise(10000, -50), Noise(10000, -20), Samples()}) {
+                                Noise(10000, -50), Noise(10000, -20), Samples()})
         EXPECT_TRUE(Segment(none).found.empty());
-    }
 }
 
 TEST(SpeechSegmenterTest, TheTailPartsStretchesAndIsWaitedForNoLonger) {

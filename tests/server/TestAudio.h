@@ -2,15 +2,12 @@
 // Samples are 16 bit, mono, at 16 kHz unless a rate is named.
 #pragma once
 
-#include <cstdint>
 #include <string>
-#include <vector>
 
 #include "AudioFormat.h"
+#include "SoundFiles.h"
 
 namespace orvx::test {
-
-using Samples = std::vector<std::int16_t>;
 
 // "go forward ten meters", 2.8 s with 0.45 s of silence before it.
 inline const std::string kGoForward = "goforward.raw";
@@ -28,11 +25,10 @@ Samples Join(std::initializer_list<Samples> parts);
 Samples Mix(Samples a, const Samples& b);  // as long as `a`
 double PowerDb(const Samples& samples);
 
-// Resampled to the format's rate and encoded through libsndfile.
+// Samples at the format's rate, encoded through libsndfile.
 std::string Encode(const Samples& samples, AudioFormat format);
 
 inline const std::string kPcm16 = "audio_format=pcm16k16bit";
-std::string Bytes(const Samples& samples);  // in that format
 inline std::string Voice(int ms) {
     return Bytes(Syllables(ms));
 }

@@ -1,16 +1,11 @@
 #include "TestClient.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
+#include <asio/buffer.hpp>
+#include <asio/io_context.hpp>
 #include <atomic>
-#include <system_error>
-#include <utility>
-#include <vector>
 
 #include "FrameCodec.h"
 
@@ -19,18 +14,14 @@ namespace {
 
 namespace capbility = quorlan::protocol::capbility;
 
-bool IsReady(int fd, short events, int ms) {
-    pollfd entry{fd, events, 0};
-    return ::poll(&entry, 1, ms) > 0;
-}
+asio::io_context g_context;  // never run: the client does one thing at a time
 
 }  // namespace
 
 std::string Answer::Text() const {
     std::string text;
-    for (const auto& segment : response.sfreetalkresult().psegmentlist()) {
+    for (const auto& segment : response.sfreetalkresult().psegmentlist())
         text += (text.empty() ? "" : " ") + segment.psentenceresults(0).psztext();
-    }
     return text;
 }
 
@@ -84,31 +75,22 @@ std::string Prefix(std::size_t body_bytes) {
     return prefix;
 }
 
-TestClient::TestClient(std::uint16_t port)
-    : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        ::close(socket_);
-        throw std::system_error(errno, std::generic_category(), "connect");
-    }
+TestClient::TestClient(std::uint16_t port) : socket_(g_context) {
+    socket_.connect({asio::ip::address_v4::loopback(), port});
+    socket_.non_blocking(true);
 }
 
-TestClient::TestClient(TestClient&& other) noexcept : socket_(std::exchange(other.socket_, -1)) {}
-
-TestClient::~TestClient() {
-    if (socket_ >= 0) ::close(socket_);
+bool TestClient::IsReady(short events, int ms) {
+    pollfd entry{socket_.native_handle(), events, 0};
+    return ::poll(&entry, 1, ms) > 0;
 }
 
 bool TestClient::Send(std::string_view bytes, int ms) {
     while (!bytes.empty()) {
-        if (!IsReady(socket_, POLLOUT, ms)) return false;
-        const ssize_t sent =
-            ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
-        if (sent < 0 && errno != EAGAIN) return false;
-        if (sent > 0) bytes.remove_prefix(static_cast<std::size_t>(sent));
+        if (!IsReady(POLLOUT, ms)) return false;
+        asio::error_code error;
+        bytes.remove_prefix(socket_.write_some(asio::buffer(bytes), error));
+        if (error && error != asio::error::would_block) return false;
     }
     return true;
 }
@@ -116,14 +98,12 @@ bool TestClient::Send(std::string_view bytes, int ms) {
 std::string TestClient::ReceiveBytes(std::size_t count) {
     std::string bytes(count, '\0');
     std::size_t have = 0;
-    while (have < count) {
-        if (!IsReady(socket_, POLLIN, 60000)) {
+    for (asio::error_code error; have < count && !error;) {
+        if (!IsReady(POLLIN, 60000)) {
             ADD_FAILURE() << "the server neither answers nor hangs up";
             break;
         }
-        const ssize_t got = ::recv(socket_, bytes.data() + have, count - have, 0);
-        if (got <= 0) break;
-        have += static_cast<std::size_t>(got);
+        have += socket_.read_some(asio::buffer(&bytes[have], count - have), error);
     }
     bytes.resize(have);
     return bytes;
@@ -151,17 +131,8 @@ Answer TestClient::Ask(const MessageHeader& header) {
 
 bool TestClient::IsClosedByServer(int ms) {
     char byte = 0;
-    return IsReady(socket_, POLLIN, ms) && ::recv(socket_, &byte, 1, 0) <= 0;
-}
-
-void TestClient::CloseSendingSide() {
-    ::shutdown(socket_, SHUT_WR);
-}
-
-void TestClient::Reset() {
-    const linger at_once{1, 0};
-    ::setsockopt(socket_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
-    ::close(std::exchange(socket_, -1));
+    asio::error_code error;
+    return IsReady(POLLIN, ms) && socket_.read_some(asio::buffer(&byte, 1), error) == 0;
 }
 
 }  // namespace orvx::test

@@ -1,6 +1,7 @@
 // A client that speaks the wire protocol, well or badly, over a loopback socket.
 #pragma once
 
+#include <asio/ip/tcp.hpp>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -41,10 +42,8 @@ std::string Prefix(std::size_t body_bytes);
 
 class TestClient {
   public:
+    // Connects, or throws std::system_error.
     explicit TestClient(std::uint16_t port);
-    ~TestClient();
-    TestClient(TestClient&& other) noexcept;
-    TestClient& operator=(TestClient&&) = delete;
 
     // False when the server takes no more for `ms`, or has closed.
     bool Send(std::string_view bytes, int ms = 60000);
@@ -57,13 +56,14 @@ class TestClient {
 
     // Whether the server closes the connection within `ms`, without sending anything.
     bool IsClosedByServer(int ms = 60000);
-    void CloseSendingSide();
-    void Reset();
+    void CloseSendingSide() { socket_.shutdown(socket_.shutdown_send); }
+    void Reset() { socket_.set_option(asio::socket_base::linger(true, 0)), socket_.close(); }
 
   private:
+    bool IsReady(short events, int ms);
     std::string ReceiveBytes(std::size_t count);
 
-    int socket_;
+    asio::ip::tcp::socket socket_;
 };
 
 }  // namespace orvx::test

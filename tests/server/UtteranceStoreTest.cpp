@@ -15,8 +15,6 @@ class UtteranceStoreTest : public testing::Test {
 
     // The token of a new entry that nobody uses.
     std::string Add(int number) { return store_.Add(std::make_shared<int>(number)).Token(); }
-    void Pass(seconds time) { now_ += time; }
-
     Store::Clock::time_point now_{};
     Store store_{3, seconds(30), [this] { return now_; }};
 };
@@ -39,20 +37,20 @@ TEST_F(UtteranceStoreTest, KeepsSoManyUntilTheyAreRemoved) {
 TEST_F(UtteranceStoreTest, GivesUpWhatIsIdle) {
     const std::string first = Add(1);
     const std::string second = Add(2);
-    Pass(seconds(29));
+    now_ += seconds(29);
     EXPECT_TRUE(store_.Find(second)) << "which counts anew";
     EXPECT_TRUE(store_.TakeExpired().empty());
-    Pass(seconds(1));
+    now_ += seconds(1);
     EXPECT_FALSE(store_.Find(first)) << "expired, though not taken out yet";
     const auto expired = store_.TakeExpired();
     ASSERT_EQ(expired.size(), 1U);
     EXPECT_EQ(*expired[0], 1);
     {
         const auto use = store_.Find(second);
-        Pass(seconds(1000));
+        now_ += seconds(1000);
         EXPECT_TRUE(store_.TakeExpired().empty()) << "somebody uses it";
     }
-    Pass(seconds(29));
+    now_ += seconds(29);
     EXPECT_EQ(store_.Size(), 1U);
     EXPECT_TRUE(store_.Find(second)) << "idle since the use ended";
 }

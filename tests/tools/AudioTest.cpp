@@ -15,29 +15,6 @@
 namespace recognize {
 namespace {
 
-std::string Raw(const Samples& samples) {
-    return {reinterpret_cast<const char*>(samples.data()), samples.size() * sizeof samples[0]};
-}
-
-Samples FromBytes(const std::string& bytes) {
-    Samples samples(bytes.size() / 2);
-    std::memcpy(samples.data(), bytes.data(), samples.size() * 2);
-    return samples;
-}
-
-// Strength of what differs, relative to the tone itself; the middle is compared, as filters swing
-// in and out at the ends.
-double Difference(const Samples& got, const Samples& wanted) {
-    double error = 0;
-    double power = 0;
-    const std::size_t last = std::min(got.size(), wanted.size()) * 9 / 10;
-    for (std::size_t i = wanted.size() / 10; i < last; ++i) {
-        error += std::pow(got[i] - wanted[i], 2);
-        power += std::pow(wanted[i], 2);
-    }
-    return power == 0 ? 1 : std::sqrt(error / power);
-}
-
 class Audio : public testing::Test {
   protected:
     // Everything that is sent of a recording; warning_ is what is told about it.
@@ -100,9 +77,9 @@ TEST_F(Audio, KeepsClipsAndMixesSamples) {
     for (int value = -32768; value <= 32767; ++value)
         every.push_back(static_cast<std::int16_t>(value));
     WriteWav(file_, every);
-    EXPECT_EQ(Read(file_), Raw(every));
-    dir_.Write("a.raw", Raw(every) + "x");  // half a sample too many
-    EXPECT_EQ(Read(dir_.Path("a.raw")), Raw(every));
+    EXPECT_EQ(Read(file_), Bytes(every));
+    dir_.Write("a.raw", Bytes(every) + "x");  // half a sample too many
+    EXPECT_EQ(Read(dir_.Path("a.raw")), Bytes(every));
     const float loud[] = {1.5F, -1.5F};
     WriteSound(dir_.Path("b.wav"), SF_FORMAT_WAV | SF_FORMAT_FLOAT, 16000, 1, {1, 1});
     std::string content = ReadAll(dir_.Path("b.wav"));
@@ -156,14 +133,14 @@ TEST_F(Audio, TakesWhatARecorderWritesAndHearsItBeforeTheEnd) {
     dir_.Write("b.wav", live);
     const auto writer = Feed(dir_.Path("live"), live);
     for (const char* name : {"live", "b.wav"}) {
-        EXPECT_EQ(Read(dir_.Path(name)), Raw(tone)) << name;
+        EXPECT_EQ(Read(dir_.Path(name)), Bytes(tone)) << name;
         EXPECT_EQ(warning_, "");
     }
     ASSERT_EQ(::mkfifo(dir_.Path("open").c_str(), 0600), 0);
     const UniqueFd held(::open(dir_.Path("open").c_str(), O_RDWR));  // the end does not come
     ASSERT_EQ(::write(held.Get(), live.data(), 44 + 8000), 44 + 8000);
     SpeechReader reader(dir_.Path("open"), {}, FindAudioFormat(kPcm16k16Bit));
-    EXPECT_EQ(reader.Next(200), Raw(tone).substr(0, 6400));
+    EXPECT_EQ(reader.Next(200), Bytes(tone).substr(0, 6400));
 }
 
 TEST_F(Audio, TellsWhatCannotBeRead) {

@@ -97,9 +97,7 @@ TEST_F(Tool, KeepsTheOrderOfTheFilesOverParallelSessions) {
 }
 
 TEST_F(Tool, GoesOnAfterFilesThatFail) {
-    for (const int code : {23, 12, 777}) {
-        server_.Then(Fails(code));
-    }
+    for (const int code : {23, 12, 777}) server_.Then(Fails(code));
     server_.Then(Says({"four"}));
     const std::string sound = Sound(1);
     const ToolResult result =

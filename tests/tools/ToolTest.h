@@ -9,6 +9,7 @@
 #include <csignal>
 
 #include "Reactions.h"
+#include "ResultBuilders.h"
 #include "SoundFiles.h"
 #include "TempDir.h"
 #include "TestHome.h"
@@ -18,15 +19,10 @@ using Strings = std::vector<std::string>;
 
 // A result with a segment for each text.
 inline scripted::Reaction Says(const Strings& texts) {
-    quorlan::protocol::LexoResponseMessage message;
-    auto* result = message.mutable_sfreetalkresult();
-    result->set_nsegmentcount(static_cast<int>(texts.size()));
-    for (const std::string& text : texts) {
-        auto* segment = result->add_psegmentlist();
-        segment->set_nendtime(500);
-        segment->set_nresultcount(1);
-        segment->add_psentenceresults()->set_psztext(text);
-    }
+    auto message = scripted::FreetalkResult(static_cast<int>(texts.size()), 1, 0);
+    auto segment = message.mutable_sfreetalkresult()->mutable_psegmentlist()->begin();
+    for (const std::string& text : texts)
+        (segment++)->mutable_psentenceresults(0)->set_psztext(text);
     return scripted::Answer(scripted::EchoResult(message));
 }
 

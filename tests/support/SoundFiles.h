@@ -3,12 +3,24 @@
 
 #include <sndfile.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <vector>
 
 using Samples = std::vector<std::int16_t>;
+
+// Samples of 16 bit as they stand in a file or a request, and back.
+inline std::string Bytes(const Samples& samples) {
+    return {reinterpret_cast<const char*>(samples.data()), samples.size() * sizeof samples[0]};
+}
+inline Samples FromBytes(const std::string& bytes) {
+    Samples samples(bytes.size() / 2);
+    std::memcpy(samples.data(), bytes.data(), samples.size() * 2);
+    return samples;
+}
 
 // A tone of 440 hertz at half of full scale.
 inline Samples Tone(int rate, double seconds) {
@@ -18,6 +30,19 @@ inline Samples Tone(int rate, double seconds) {
         samples[i] = static_cast<std::int16_t>(16384 * std::sin(phase));
     }
     return samples;
+}
+
+// Strength of what differs, relative to the wanted samples; the middle is compared, as filters
+// swing in and out at the ends.
+inline double Difference(const Samples& got, const Samples& wanted) {
+    double error = 0;
+    double power = 0;
+    const std::size_t last = std::min(got.size(), wanted.size()) * 9 / 10;
+    for (std::size_t i = wanted.size() / 10; i < last; ++i) {
+        error += std::pow(got[i] - wanted[i], 2);
+        power += std::pow(wanted[i], 2);
+    }
+    return power == 0 ? 1 : std::sqrt(error / power);
 }
 
 // Writes interleaved samples in a format of libsndfile.
