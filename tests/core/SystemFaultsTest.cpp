@@ -1,9 +1,21 @@
 // Where the system refuses something: to the probe of Init, to the reading of resource files, and
-// to the machine identifier, which is tried on machines with every kind of interface, too.
+// to the machine identifier, which is tried on machines with every kind of interface, too. The
+// calls are replaced for the whole program; where no fault is asked for, they do what they do.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <net/if.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdarg>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "CapturedOutput.h"
@@ -12,10 +24,122 @@
 #include "OrvexProxy.h"
 #include "ResourceFile.h"
 #include "ScriptedServer.h"
-#include "SystemFaults.h"
 #include "TestHome.h"
 #include "proxy_uuid.h"
 #include "test_connection_state.h"
+
+namespace {
+
+struct SystemFaults {
+    // The call fails with this error number; 0 leaves it alone.
+    int socket_error = 0;
+    int get_flags_error = 0;      // fcntl F_GETFL
+    int set_flags_error = 0;      // fcntl F_SETFL
+    int socket_option_error = 0;  // getsockopt
+    int poll_error = 0;
+    int interface_list_error = 0;  // ioctl SIOCGIFCONF
+    int read_error = 0;            // every second read
+
+    // Network interfaces instead of the machine's, a character each: '0' has an address of zeros,
+    // '-' none to tell, any other one 00-ff-07-80-00-XX with its code.
+    const char* interfaces = nullptr;
+    std::size_t file_end = SIZE_MAX;      // reading from a file ends after so many bytes
+    std::size_t longest_read = SIZE_MAX;  // bytes that one read gives at most
+};
+
+SystemFaults g_faults;
+
+// Faults last until the end of their scope.
+struct FaultScope {
+    explicit FaultScope(const SystemFaults& faults) { g_faults = faults; }
+    ~FaultScope() { g_faults = {}; }
+    FaultScope(const FaultScope&) = delete;
+    FaultScope& operator=(const FaultScope&) = delete;
+};
+
+int g_reads = 0;
+
+// Fails with `error`, or makes the call if that is 0.
+template <typename... Arguments>
+int FailOrCall(int error, long call, Arguments... arguments) {
+    if (error != 0) {
+        errno = error;
+        return -1;
+    }
+    return static_cast<int>(::syscall(call, arguments...));
+}
+
+// Each interface is named by its place.
+int ListInterfaces(ifconf* list) {
+    const std::size_t room = static_cast<std::size_t>(list->ifc_len) / sizeof(ifreq);
+    const std::size_t count = std::min(room, std::strlen(g_faults.interfaces));
+    for (std::size_t i = 0; i < count; ++i) {
+        list->ifc_req[i] = {};
+        std::strcpy(list->ifc_req[i].ifr_name, std::to_string(i).c_str());
+    }
+    list->ifc_len = static_cast<int>(count * sizeof(ifreq));
+    return 0;
+}
+
+// A failed query may have written something, too.
+int TellAddress(ifreq* request) {
+    const char kind = g_faults.interfaces[std::stoul(request->ifr_name)];
+    const char address[] = {0, '\xFF', 7, '\x80', 0, kind};
+    const char zeros[sizeof address] = {};
+    std::memcpy(request->ifr_hwaddr.sa_data, kind == '0' ? zeros : address, sizeof address);
+    return kind == '-' ? -1 : 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+int ioctl(int fd, unsigned long request, ...) noexcept {
+    va_list args;
+    va_start(args, request);
+    void* const argument = va_arg(args, void*);
+    va_end(args);
+    const bool is_list = request == SIOCGIFCONF;
+    if (g_faults.interfaces != nullptr && (is_list || request == SIOCGIFHWADDR)) {
+        return is_list ? ListInterfaces(static_cast<ifconf*>(argument))
+                       : TellAddress(static_cast<ifreq*>(argument));
+    }
+    return FailOrCall(is_list ? g_faults.interface_list_error : 0, SYS_ioctl, fd, request,
+                      argument);
+}
+
+int fcntl(int fd, int command, ...) {
+    va_list args;
+    va_start(args, command);
+    void* const argument = va_arg(args, void*);
+    va_end(args);
+    const int error = command == F_GETFL   ? g_faults.get_flags_error
+                      : command == F_SETFL ? g_faults.set_flags_error
+                                           : 0;
+    return FailOrCall(error, SYS_fcntl, fd, command, argument);
+}
+
+int socket(int domain, int type, int protocol) noexcept {
+    return FailOrCall(g_faults.socket_error, SYS_socket, domain, type, protocol);
+}
+
+int getsockopt(int fd, int level, int name, void* value, socklen_t* length) noexcept {
+    return FailOrCall(g_faults.socket_option_error, SYS_getsockopt, fd, level, name, value, length);
+}
+
+int poll(pollfd* entries, nfds_t count, int timeout) {
+    return FailOrCall(g_faults.poll_error, SYS_poll, entries, count, timeout);
+}
+
+ssize_t read(int fd, void* bytes, std::size_t count) {
+    const int error = ++g_reads % 2 == 1 ? g_faults.read_error : 0;
+    count = std::min({count, g_faults.longest_read, g_faults.file_end});
+    const ssize_t received = FailOrCall(error, SYS_read, fd, bytes, count);
+    g_faults.file_end -= static_cast<std::size_t>(std::max<ssize_t>(received, 0));
+    return received;
+}
+
+}  // extern "C"
 
 namespace {
 
