@@ -37,6 +37,9 @@ TEST(AudioInputTest, DecodesEveryFormatHoweverItIsCut) {
         EXPECT_EQ(Decode(ten + ten.substr(0, info.block_bytes - 1), format), Decode(ten, format));
         EXPECT_TRUE(Decode("", format).empty());
     }
+    const AudioFormat narrow = AudioFormat::kPcm8k16bit;  // of which the whole band is heard
+    const Samples high = Decode(Encode(Tone(8000, 1.5, 3000), narrow), narrow);
+    EXPECT_LT(Difference(high, Tone(16000, 1.5, 3000)), 0.02);
 }
 
 TEST(AudioInputTest, TwoChannelsAreTakenApartWhereverTheyAreCut) {

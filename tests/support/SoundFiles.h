@@ -22,11 +22,11 @@ inline Samples FromBytes(const std::string& bytes) {
     return samples;
 }
 
-// A tone of 440 hertz at half of full scale.
-inline Samples Tone(int rate, double seconds) {
+// A tone at half of full scale.
+inline Samples Tone(int rate, double seconds, double hertz = 440) {
     Samples samples(static_cast<std::size_t>(rate * seconds));
     for (std::size_t i = 0; i < samples.size(); ++i) {
-        const double phase = 2 * M_PI * 440 * static_cast<double>(i) / rate;
+        const double phase = 2 * M_PI * hertz * static_cast<double>(i) / rate;
         samples[i] = static_cast<std::int16_t>(16384 * std::sin(phase));
     }
     return samples;
