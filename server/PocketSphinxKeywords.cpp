@@ -34,6 +34,7 @@ std::vector<FoundKeyword> ReadKeywords(ps_decoder_t* decoder, const KeywordList&
         int first = 0;
         int last = 0;
         ps_seg_frames(segment, &first, &last);
+        if (last < first) continue;  // it began in the utterance before
         found.push_back({static_cast<std::size_t>(keyword - list.begin()), first * kFrameDurationMs,
                          (last + 1) * kFrameDurationMs,
                          Score(ps_seg_prob(segment, nullptr, nullptr, nullptr))});

@@ -51,8 +51,9 @@ Config MakeConfig(const PocketSphinxModel& model) {
     // -remove_silence: were the engine to cut silence, the words behind it would get wrong times.
     // -maxhmmpf: how many paths are followed at once. The default, six times as many, takes
     // markedly longer on noisy speech and recognised not one word more of the test recordings.
+    // -fsgusealtpron: grammars come with all pronunciations of their words.
     // -kws_delay: keywords are read when a stretch is over, so that none needs to be held back.
-    std::array<const char*, 13> arguments{"orvx-server",
+    std::array<const char*, 15> arguments{"orvx-server",
                                           "-hmm",
                                           model.acoustic_model.c_str(),
                                           "-lm",
@@ -63,6 +64,8 @@ Config MakeConfig(const PocketSphinxModel& model) {
                                           "no",
                                           "-maxhmmpf",
                                           "5000",
+                                          "-fsgusealtpron",
+                                          "no",
                                           "-kws_delay",
                                           "0"};
     Config config(cmd_ln_parse_r(nullptr, ps_args(), static_cast<int>(arguments.size()),

@@ -1,6 +1,7 @@
 #include "PocketSphinxSearches.h"
 
 #include <pocketsphinx.h>
+#include <sphinxbase/ckd_alloc.h>
 #include <sphinxbase/fsg_model.h>
 #include <sphinxbase/glist.h>
 #include <sphinxbase/ngram_model.h>
@@ -72,17 +73,31 @@ int Weight(const Resource& resource) {
 // PocketSphinx looks n-grams up by interpolation, and reads beyond its tables where a word was
 // added behind the first one that was. So all user words are members of one class, and only the
 // class is added to the model.
-void AddAsOneClass(const std::set<std::string>& entries, ngram_model_t* ngrams) {
+void AddAsOneClass(const std::vector<std::string>& members, float weight, ngram_model_t* ngrams) {
     std::vector<char*> words;
-    for (const std::string& entry : entries) words.push_back(const_cast<char*>(entry.c_str()));
+    for (const std::string& member : members) words.push_back(const_cast<char*>(member.c_str()));
     const auto count = static_cast<float>(words.size());
-    const auto known = static_cast<float>(ngram_model_get_counts(ngrams)[0]);
     std::vector<float32> probabilities(words.size(), 1 / count);
-    const float weight = std::min(kUserWordWeight * count, kUserWordsShare * known);
-    if (ngram_model_add_class(ngrams, "[user words]", weight, words.data(), probabilities.data(),
+    if (ngram_model_add_class(ngrams, "[class]", weight, words.data(), probabilities.data(),
                               static_cast<int32>(words.size())) < 0) {
-        throw std::runtime_error("PocketSphinx refuses the user words");
+        throw std::runtime_error("PocketSphinx refuses to extend a language model");
     }
+}
+
+int CountWords(ngram_model_t* ngrams) {
+    return static_cast<int>(ngram_model_get_counts(ngrams)[0]);
+}
+
+// PocketSphinx puts all words of the dictionary into a hash table that is as large as the language
+// model, which takes many seconds where the model is small. Words that nobody can say fill it up.
+void FillUp(ngram_model_t* ngrams) {
+    constexpr int kFastWords = 20000;
+    constexpr float kWeight = 1e-20F;
+    std::vector<std::string> words;
+    for (int i = CountWords(ngrams); i < kFastWords; ++i) {
+        words.push_back("[" + std::to_string(i) + "]");
+    }
+    if (!words.empty()) AddAsOneClass(words, kWeight, ngrams);
 }
 
 std::string SearchName(std::uint64_t resource) {
@@ -149,19 +164,38 @@ void PocketSphinxSearches::MakeGrammar(const std::string& name, const GrammarNet
         name.c_str(), log, static_cast<float32>(cmd_ln_float_r(config_, "-lw")), network.states));
     grammar->start_state = 0;
     grammar->final_state = 1;
-    for (const std::string& word : network.words) fsg_model_word_add(grammar.get(), word.c_str());
+    std::vector<std::vector<int>> words;
+    for (const std::string& word : network.words) {
+        words.push_back(AddPronunciations(word, grammar.get()));
+    }
     for (const GrammarNetwork::Arc& arc : network.arcs) {
         const int probability =
             std::min(0, logmath_log(log, static_cast<float64>(arc.probability)));
         if (arc.word == GrammarNetwork::kNoWord) {
             fsg_model_null_trans_add(grammar.get(), arc.from, arc.to, probability);
-        } else {
-            fsg_model_trans_add(grammar.get(), arc.from, arc.to, probability, arc.word);
+            continue;
+        }
+        for (const int word : words[static_cast<std::size_t>(arc.word)]) {
+            fsg_model_trans_add(grammar.get(), arc.from, arc.to, probability, word);
         }
     }
     glist_free(fsg_model_null_trans_closure(grammar.get(), nullptr));
     if (ps_set_fsg(decoder_, name.c_str(), grammar.get()) < 0) {
         throw std::runtime_error("PocketSphinx refuses the grammar");
+    }
+}
+
+// The numbers in the grammar of the word and of the other ways to say it. PocketSphinx would add
+// those itself, in a time that grows with words times states.
+std::vector<int> PocketSphinxSearches::AddPronunciations(const std::string& word,
+                                                         fsg_model_s* grammar) {
+    std::vector<int> numbers{fsg_model_word_add(grammar, word.c_str())};
+    for (int i = 2;; ++i) {
+        const std::string variant = word + "(" + std::to_string(i) + ")";
+        char* const phones = ps_lookup_word(decoder_, variant.c_str());
+        if (phones == nullptr) return numbers;
+        ckd_free(phones);
+        numbers.push_back(fsg_model_word_add(grammar, variant.c_str()));
     }
 }
 
@@ -183,6 +217,7 @@ void PocketSphinxSearches::MakeLanguageModel(const std::string& name, const Lang
     const MemoryFile file(model.arpa);
     const Model ngrams(
         ngram_model_read(config_, file.Path().c_str(), NGRAM_ARPA, ps_get_logmath(decoder_)));
+    if (ngrams) FillUp(ngrams.get());
     if (!ngrams || ps_set_lm(decoder_, name.c_str(), ngrams.get()) < 0) {
         throw std::runtime_error("PocketSphinx refuses the language model");
     }
@@ -199,7 +234,12 @@ void PocketSphinxSearches::MakeUserWords(const std::string& name, const UserWord
             entries.insert(entry);
         }
     }
-    if (!entries.empty()) AddAsOneClass(entries, ngrams.get());
+    if (!entries.empty()) {
+        const float weight =
+            std::min(kUserWordWeight * static_cast<float>(entries.size()),
+                     kUserWordsShare * static_cast<float>(CountWords(ngrams.get())));
+        AddAsOneClass({entries.begin(), entries.end()}, weight, ngrams.get());
+    }
     if (ps_set_lm(decoder_, name.c_str(), ngrams.get()) < 0) {
         throw std::runtime_error("PocketSphinx refuses the user words");
     }

@@ -12,10 +12,12 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Resource.h"
 
 struct cmd_ln_s;
+struct fsg_model_s;
 struct ps_decoder_s;
 
 namespace orvx {
@@ -41,6 +43,7 @@ class PocketSphinxSearches {
 
     void Make(const std::string& name, const Resource& resource);
     void MakeGrammar(const std::string& name, const GrammarNetwork& network);
+    std::vector<int> AddPronunciations(const std::string& word, fsg_model_s* grammar);
     void MakeKeywords(const std::string& name, const KeywordList& keywords);
     void MakeLanguageModel(const std::string& name, const LanguageModel& model);
     void MakeUserWords(const std::string& name, const UserWords& words);

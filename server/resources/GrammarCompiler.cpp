@@ -8,6 +8,7 @@
 #include <numeric>
 #include <set>
 
+#include "GrammarEffort.h"
 #include "LogText.h"
 #include "ResourceError.h"
 
@@ -15,8 +16,8 @@ namespace orvx {
 namespace {
 
 constexpr std::size_t kMostArcs = 50000;
-// Arcs without a word. Whatever an engine makes of them may grow with their square.
 constexpr std::size_t kMostEmptyArcs = 3000;
+constexpr int kMostSteps = 1000000;  // what cannot be said is followed, too, and gets no arc
 constexpr std::size_t kDeepestCall = 200;
 constexpr std::size_t kMostRules = 2000;
 
@@ -25,13 +26,15 @@ class RuleCalls {
   public:
     explicit RuleCalls(const GrammarRules& grammar);
 
-    bool IsRecursive(const std::string& rule) const;
+    bool IsRecursive(const std::string& rule) const { return is_recursive_[numbers_.at(rule)]; }
 
   private:
     void Collect(const Expansion& expansion, std::set<std::size_t>* callees) const;
+    bool CallsItself(std::size_t rule) const;
 
     std::map<std::string, std::size_t> numbers_;
     std::vector<std::set<std::size_t>> callees_;
+    std::vector<bool> is_recursive_;
 };
 
 RuleCalls::RuleCalls(const GrammarRules& grammar) {
@@ -41,6 +44,7 @@ RuleCalls::RuleCalls(const GrammarRules& grammar) {
     for (const auto& [name, expansion] : grammar.rules) numbers_.emplace(name, numbers_.size());
     for (const auto& [name, expansion] : grammar.rules)
         Collect(expansion, &callees_.emplace_back());
+    for (std::size_t i = 0; i < callees_.size(); ++i) is_recursive_.push_back(CallsItself(i));
 }
 
 void RuleCalls::Collect(const Expansion& expansion, std::set<std::size_t>* callees) const {
@@ -50,15 +54,14 @@ void RuleCalls::Collect(const Expansion& expansion, std::set<std::size_t>* calle
     for (const Expansion& part : expansion.parts) Collect(part, callees);
 }
 
-bool RuleCalls::IsRecursive(const std::string& rule) const {
-    const std::size_t start = numbers_.at(rule);
+bool RuleCalls::CallsItself(std::size_t rule) const {
     std::vector<bool> is_reached(callees_.size());
-    std::vector<std::size_t> to_follow{start};
+    std::vector<std::size_t> to_follow{rule};
     while (!to_follow.empty()) {
         const std::size_t caller = to_follow.back();
         to_follow.pop_back();
         for (const std::size_t callee : callees_[caller]) {
-            if (callee == start) return true;
+            if (callee == rule) return true;
             if (is_reached[callee]) continue;
             is_reached[callee] = true;
             to_follow.push_back(callee);
@@ -96,6 +99,7 @@ class GrammarCompiler {
     GrammarNetwork network_;
     std::map<std::string, int> words_;
     std::size_t empty_arcs_ = 0;
+    int steps_ = 0;
     std::vector<Call> calls_;  // those under way
 };
 
@@ -103,6 +107,7 @@ GrammarNetwork GrammarCompiler::Compile() {
     const float probability = 1.0F / static_cast<float>(grammar_.roots.size());
     for (const std::string& root : grammar_.roots) BuildCall(root, 0, 0, 1, probability);
     checker_.ThrowIfAnyIsMissing();
+    CheckGrammarEffort(network_);
     return std::move(network_);
 }
 
@@ -119,6 +124,9 @@ void GrammarCompiler::AddArc(int line, GrammarNetwork::Arc arc) {
 }
 
 void GrammarCompiler::Build(const Expansion& expansion, int from, int to, float probability) {
+    if (++steps_ > kMostSteps) {
+        throw ResourceError(expansion.line, "the grammar has too many paths for this server");
+    }
     switch (expansion.kind) {
         case Expansion::Kind::kWord:
             return BuildWord(expansion, from, to, probability);

@@ -11,6 +11,8 @@ namespace {
 
 constexpr int kDeepestGroup = 100;
 constexpr int kMostRepeats = 100;
+constexpr int kMostMarks = 10;      // of repeats, behind one part
+constexpr int kMostParts = 200000;  // each takes some hundred bytes
 
 using TokenKind = GrammarToken::Kind;
 
@@ -132,10 +134,11 @@ Expansion GrammarParser::TakeSequence() {
 // Tags are for the host's own use of the grammar's text; nothing here carries them.
 Expansion GrammarParser::TakeRepeated() {
     Expansion part = TakePart();
-    while (token_.kind == TokenKind::kTag || TakeRepeatMark(&part)) {
-        if (token_.kind == TokenKind::kTag) Advance();
+    for (int marks = 0; true; ++marks) {
+        while (token_.kind == TokenKind::kTag) Advance();
+        if (!TakeRepeatMark(&part)) return part;
+        if (marks == kMostMarks) throw ResourceError(token_.line, "repeats are nested too deeply");
     }
-    return part;
 }
 
 bool GrammarParser::TakeRepeatMark(Expansion* part) {
@@ -156,10 +159,16 @@ bool GrammarParser::TakeRepeatMark(Expansion* part) {
 }
 
 Expansion GrammarParser::TakePart() {
+    CountPart();
     if (token_.IsSymbol('(')) return TakeGroup(')');
     if (token_.IsSymbol('[')) return Repeat(TakeGroup(']'), 0, 1);
     if (token_.kind == TokenKind::kRule) return TakeRuleName();
     return TakeWords(token_.kind == TokenKind::kQuoted);
+}
+
+void GrammarParser::CountPart() {
+    if (++parts_ <= kMostParts) return;
+    throw ResourceError(token_.line, "the grammar's text is too long for this server");
 }
 
 Expansion GrammarParser::TakeGroup(char end) {
@@ -191,6 +200,7 @@ Expansion GrammarParser::TakeWords(bool is_quoted) {
     sequence.kind = Kind::kSequence;
     sequence.line = token_.line;
     for (const std::string_view text : SplitWords(token_.text)) {
+        CountPart();
         Expansion word;
         word.kind = Kind::kWord;
         word.line = token_.line;

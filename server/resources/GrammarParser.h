@@ -35,6 +35,7 @@ class GrammarParser {
     Expansion TakeRepeated();
     bool TakeRepeatMark(Expansion* part);
     Expansion TakePart();
+    void CountPart();
     Expansion TakeGroup(char end);
     Expansion TakeRuleName();
     Expansion TakeWords(bool is_quoted);
@@ -44,6 +45,7 @@ class GrammarParser {
     GrammarLexer lexer_;
     GrammarToken token_;
     int depth_ = 0;
+    int parts_ = 0;
 };
 
 }  // namespace orvx

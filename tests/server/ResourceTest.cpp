@@ -74,6 +74,12 @@ class ResourceTest : public testing::Test {
                            dir_.Path("")};
 };
 
+std::string Repeated(const std::string& text, int times) {
+    std::string all;
+    for (int i = 0; i < times; ++i) all += text;
+    return all;
+}
+
 constexpr ResourceFormat kKeywords = LexoRequestMessage::LEXO_RESOURCE_KEYWORD_LIST;
 constexpr ResourceFormat kWordList = LexoRequestMessage::LEXO_RESOURCE_GRAMMAR_WORDLIST;
 constexpr ResourceFormat kAbnf = LexoRequestMessage::LEXO_RESOURCE_GRAMMAR_ABNF;
@@ -121,6 +127,19 @@ TEST_F(ResourceTest, WrongJsgfIsRefusedWithItsLine) {
         {"public <x> = $a;", "line 2: unexpected \"$\""},
         {std::string("public <x> = a\0;", 16), "line 2: holds a zero byte"},
         {"public <x> = " + std::string(1000, '(') + "a", "nested too deeply"},
+        {"public <x> = a" + std::string(1000000, '*') + ";", "nested too deeply"},
+        {[] {
+             std::string rules = "public <a0> = <a1>; <a30> = <VOID>;";
+             for (int i = 1; i < 30; ++i) {
+                 const std::string next = "<a" + std::to_string(i + 1) + ">";
+                 rules += "<a" + std::to_string(i) + "> = " + next + next + ";";
+             }
+             return rules;
+         }(),
+         "too many paths"},
+        {"public <x> = a" + Repeated(" [b]", 100) + ";", "too many optional parts in a row"},
+        {"public <x> = (a" + Repeated("|b", 4000) + ")+;", "too many words may follow too many"},
+        {"public <x> = a" + Repeated(" b", 300000) + ";", "text is too long for this server"},
         {"public <x> = <a1> <a1>; <a1> = <a2> <a2> <a2> <a2>; <a2> = <a3> <a3> <a3> <a3>;"
          "<a3> = <a4> <a4> <a4> <a4>; <a4> = <a5> <a5> <a5> <a5>; <a5> = <a6> <a6> <a6> <a6>;"
          "<a6> = <a7> <a7> <a7> <a7>; <a7> = <a8> <a8> <a8> <a8>; <a8> = a | b | c | d;",
