@@ -20,7 +20,7 @@ namespace {
 
 constexpr const char* kFreeTalk = "_default";  // what PocketSphinx calls the search it starts with
 constexpr int kMostWeight = 16;
-constexpr int kLanguageModelWeight = 4;  // tens of megabytes
+constexpr int kLanguageModelWeight = 4;
 constexpr std::size_t kMostEntries = 20000;
 // A keyword counts where it is as likely as any other sounds. With 51 keywords and the test
 // sentences, that found 34 of the 38 that were said, and 10 that were not.
@@ -64,10 +64,17 @@ class MemoryFile {
     const int descriptor_;
 };
 
+// In steps of about 20 megabytes.
 int Weight(const Resource& resource) {
-    const bool has_model = std::holds_alternative<LanguageModel>(resource.content) ||
-                           std::holds_alternative<UserWords>(resource.content);
-    return has_model ? kLanguageModelWeight : 1;
+    constexpr std::size_t kArcsPerStep = 4000;
+    constexpr std::size_t kModelBytesPerStep = std::size_t{4} << 20;
+    if (const auto* const grammar = std::get_if<GrammarNetwork>(&resource.content)) {
+        return 1 + static_cast<int>(grammar->arcs.size() / kArcsPerStep);
+    }
+    if (const auto* const model = std::get_if<LanguageModel>(&resource.content)) {
+        return 1 + static_cast<int>(model->arpa.size() / kModelBytesPerStep);
+    }
+    return std::holds_alternative<UserWords>(resource.content) ? kLanguageModelWeight : 1;
 }
 
 // PocketSphinx looks n-grams up by interpolation, and reads beyond its tables where a word was

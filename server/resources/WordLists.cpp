@@ -14,8 +14,8 @@
 namespace orvx {
 namespace {
 
-constexpr std::size_t kLongestKeywordBytes = 255;  // what a host's record holds
-constexpr std::size_t kMostKeywords = 1000;        // each is followed beside all others
+constexpr std::size_t kLongestTextBytes = 255;  // of a keyword: what a host's record holds
+constexpr std::size_t kMostKeywords = 1000;     // each is followed beside all others
 constexpr std::size_t kMostUserWords = 5000;
 constexpr std::size_t kMostPhones = 60;
 constexpr std::size_t kMostPhrases = 20000;
@@ -57,6 +57,9 @@ double TakeThreshold(const TextLine& line, std::vector<std::string_view>* column
 
 // The engine's marks for pauses, and for second pronunciations.
 void CheckSpelling(int line, const std::string& word) {
+    if (word.size() > kLongestTextBytes) {
+        throw ResourceError(line, "the word is longer than 255 bytes");
+    }
     const bool is_mark = std::string_view("<[+").find(word[0]) != std::string_view::npos;
     if (!is_mark && word.find('(') == std::string::npos) return;
     throw ResourceError(line, Quote(word) + " cannot be a word");
@@ -96,7 +99,7 @@ KeywordList ReadKeywordList(std::string_view text, const Dictionary& dictionary)
         std::vector<std::string_view> columns = SplitWords(line.text);
         const double threshold = TakeThreshold(line, &columns);
         std::string keyword = Join(columns);
-        if (keyword.size() > kLongestKeywordBytes) {
+        if (keyword.size() > kLongestTextBytes) {
             throw ResourceError(line.number, "the keyword is longer than 255 bytes");
         }
         std::string words = LowerCase(keyword);

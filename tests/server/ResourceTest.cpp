@@ -212,6 +212,7 @@ TEST_F(ResourceTest, ListsAreReadLineByLine) {
              return text + "b";
          }(),
          "longer than 255 bytes"},
+        {Capability::kFreeTalk, kUserWords, Repeated("x", 256) + " B", "longer than 255 bytes"},
         {Capability::kFreeTalk, kUserWords, "x B X", "line 1: \"X\" is no phone"},
         {Capability::kFreeTalk, kUserWords, "x(2) B", "line 1: \"x(2)\" cannot be a word"},
         {Capability::kFreeTalk, kUserWords, "a\nx\ny\n",
