@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <stdexcept>
 #include <string_view>
 #include <tuple>
 
@@ -21,6 +22,17 @@ int Score(int log_ratio) {
 }
 
 }  // namespace
+
+void CheckKeywords(ps_decoder_t* decoder) {
+    constexpr int kMostSpotted = 20000;
+    int spotted = 0;
+    for (ps_seg_t* segment = ps_seg_iter(decoder); segment != nullptr;
+         segment = ps_seg_next(segment)) {
+        if (++spotted <= kMostSpotted) continue;
+        ps_seg_free(segment);
+        throw std::runtime_error("keywords were spotted everywhere: their thresholds are too low");
+    }
+}
 
 std::vector<FoundKeyword> ReadKeywords(ps_decoder_t* decoder, const KeywordList& list) {
     std::vector<FoundKeyword> found;

@@ -104,6 +104,7 @@ class PocketSphinxRecogniser : public Recogniser {
     std::vector<std::int16_t> slice_;    // samples not yet processed
     std::vector<std::int16_t> stretch_;  // all of its samples, where they are needed once more
     bool is_started_ = false;
+    bool is_spotting_ = false;  // keywords, at present
 };
 
 PocketSphinxRecogniser::PocketSphinxRecogniser(const PocketSphinxModel& model)
@@ -148,6 +149,7 @@ void PocketSphinxRecogniser::Start(const ListeningTask& task,
 void PocketSphinxRecogniser::Begin(const Resource* resource,
                                    std::span<const std::int16_t> opening) {
     searches_->Select(resource);
+    is_spotting_ = resource != nullptr && std::holds_alternative<KeywordList>(resource->content);
     ForgetHistory();
     AdaptTo(opening);
     slice_.clear();
@@ -217,6 +219,7 @@ void PocketSphinxRecogniser::Push(std::span<const std::int16_t> samples) {
         samples = samples.subspan(count);
         if (slice_.size() == kSliceSamples) {
             Process(slice_);
+            if (is_spotting_) CheckKeywords(decoder_.get());
             slice_.clear();
         }
     }
