@@ -1,55 +1,9 @@
-// Recorded human speech through the exported functions and the reference server.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <fstream>
-#include <iterator>
-#include <memory>
-#include <sstream>
-
-#include "Lexo.h"
-#include "ServerProcess.h"
-#include "TestHome.h"
+// Free talk in every mode, on recorded human speech.
+#include "SpeechTest.h"
 
 namespace {
 
-constexpr const char* kRecordings = "/usr/share/pocketsphinx/test/data/";
-constexpr std::size_t kChunkBytes = 3200;  // 100 ms
-constexpr std::size_t kWavHeaderBytes = 44;
-constexpr int kPcm16k16bit = 6;
-constexpr int kBitResult = 2;
 const char* const kStreamNames[] = {"no", "yes", "continue", "continue-rt", "yes-rt"};
-
-Lexo_ParamValue Number(std::intptr_t number) {
-    return reinterpret_cast<Lexo_ParamValue>(number);
-}
-
-std::string ReadAudio(const std::string& name) {
-    std::ifstream file(kRecordings + name, std::ios::binary);
-    std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    return name.ends_with(".wav") ? bytes.substr(kWavHeaderBytes) : bytes;
-}
-
-using Strings = std::vector<std::string>;
-
-Strings Words(const std::string& text) {
-    std::istringstream stream(text);
-    return {std::istream_iterator<std::string>(stream), std::istream_iterator<std::string>()};
-}
-
-// The share of the words of `said` that `heard` has in the same order.
-double WordsHeard(const std::string& said, const std::string& heard) {
-    const Strings a = Words(said);
-    const Strings b = Words(heard);
-    std::vector<std::vector<int>> common(a.size() + 1, std::vector<int>(b.size() + 1));
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        for (std::size_t j = 0; j < b.size(); ++j) {
-            common[i + 1][j + 1] =
-                a[i] == b[j] ? common[i][j] + 1 : std::max(common[i][j + 1], common[i + 1][j]);
-        }
-    }
-    return static_cast<double>(common[a.size()][b.size()]) / static_cast<double>(a.size());
-}
 
 class Session {
   public:
@@ -117,26 +71,7 @@ class Session {
     std::vector<Lexo_Freetalk_Element> elements_;
 };
 
-class RecordedSpeechTest : public testing::TestWithParam<int> {
-  protected:
-    static void SetUpTestSuite() {
-        server_ = std::make_unique<ServerProcess>();
-        home_ = std::make_unique<scripted::TestHome>();
-        ASSERT_EQ(orvx_proxy_Init(server_->Address().c_str()), LEXO_ERR_NONE);
-    }
-    static void TearDownTestSuite() {
-        EXPECT_EQ(orvx_proxy_End(), LEXO_ERR_NONE);
-        EXPECT_EQ(server_->Terminate(), 0);
-        server_.reset();
-        home_.reset();
-    }
-
-    static std::unique_ptr<ServerProcess> server_;
-    static std::unique_ptr<scripted::TestHome> home_;
-};
-
-std::unique_ptr<ServerProcess> RecordedSpeechTest::server_;
-std::unique_ptr<scripted::TestHome> RecordedSpeechTest::home_;
+class RecordedSpeechTest : public testing::TestWithParam<int> {};
 
 TEST_P(RecordedSpeechTest, ACommandIsHeardWordForWord) {
     Session session(GetParam());
@@ -155,16 +90,12 @@ TEST_P(RecordedSpeechTest, SilenceIsNoVoiceInput) {
 using RecordedSentencesTest = RecordedSpeechTest;
 
 TEST_P(RecordedSentencesTest, MostWordsOfEverySentenceAreHeard) {
-    std::ifstream transcription(std::string(kRecordings) + "librivox/transcription");
-    int sentences = 0;
-    for (std::string line; std::getline(transcription, line); ++sentences) {
-        const std::string said = line.substr(4, line.find(" </s>") - 4);
-        const std::size_t name = line.find('(') + 1;
-        const std::string file = "librivox/" + line.substr(name, line.find(')') - name) + ".wav";
+    const auto sentences = Transcription("librivox", "transcription");
+    for (const auto& [file, said] : sentences) {
         const std::string heard = Session(GetParam()).Recognize(ReadAudio(file));
         EXPECT_GT(WordsHeard(said, heard), 0.5) << said << "\n" << heard;
     }
-    EXPECT_EQ(sentences, 5);
+    EXPECT_EQ(sentences.size(), 5U);
 }
 
 INSTANTIATE_TEST_SUITE_P(StreamModes, RecordedSpeechTest, testing::Range(0, 5),

@@ -15,13 +15,13 @@
 
 class ServerProcess {
   public:
-    // Starts the server and waits until it is ready.
-    ServerProcess() {
+    // Starts the server with one more option and waits until it is ready.
+    explicit ServerProcess(std::string option) {
         std::filesystem::remove(port_file_);
         char path[] = ORVX_SERVER_PATH;
         char listen[] = "--listen=127.0.0.1:0";
         std::string port_option = "--port-file=" + port_file_;
-        char* const argv[] = {path, listen, port_option.data(), nullptr};
+        char* const argv[] = {path, listen, port_option.data(), option.data(), nullptr};
         EXPECT_EQ(::posix_spawn(&pid_, path, nullptr, nullptr, argv, environ), 0);
         // Loading the models takes long under a sanitizer.
         const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(2);
