@@ -9,7 +9,7 @@ packages=(
     liblog4cxx-dev libprotobuf-dev protobuf-compiler
     libasio-dev libpocketsphinx-dev pocketsphinx-en-us
     libsndfile1-dev libsamplerate0-dev libsoxr-dev libcli11-dev nlohmann-json3-dev
-    libgtest-dev libgmock-dev pocketsphinx-testdata jq clang-format
+    libgtest-dev libgmock-dev pocketsphinx-testdata jq sox clang-format
 )
 
 # Installs the packages that are missing, as root or through sudo. Says nothing when none is.
