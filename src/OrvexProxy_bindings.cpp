@@ -26,14 +26,15 @@ Lexo_ErrCode OrvexProxy::SetResourceData(void* hSession, unsigned int nResourceI
     if (session == nullptr) {
         return LEXO_ERR_SESSION_INVALID;
     }
+    const std::string cap_name = session->GetCapName();  // before a reference is taken
     ResourceInfo info;
-    if (const Lexo_ErrCode error = GetResouceByID(session->GetCapName(), nResourceID, info)) {
+    if (const Lexo_ErrCode error = GetResouceByID(cap_name, nResourceID, info)) {
         ORVX_LOG_ERROR("GetResouceByID failed!");
         return error;
     }
     if (session->HasLoadedResource()) {
         const unsigned int old_id = session->GetResourceId();
-        if (const Lexo_ErrCode error = ResourceReleaseRef(session->GetCapName(), old_id)) {
+        if (const Lexo_ErrCode error = ResourceReleaseRef(cap_name, old_id)) {
             return AsBindingError(error);
         }
         if (old_id == nResourceID) {

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -112,13 +113,12 @@ Lexo_ErrCode ResourceBytes::ReadFile(const char* path) {
         ORVX_LOG_ERROR("Read resource file [%s] failed.", path);
         return LEXO_ERR_LOAD_RESOURCE_FAILED;
     }
-    if (size > INT_MAX - kFilePadding) {
-        return FailedAllocation(INT_MAX);
-    }
     const auto bytes = static_cast<std::size_t>(size);
-    data = Allocate(bytes + kFilePadding);
+    if (size <= INT_MAX - kFilePadding) {
+        data = Allocate(bytes + kFilePadding);
+    }
     if (data == nullptr) {
-        return FailedAllocation(static_cast<int>(size));
+        return FailedAllocation(static_cast<int>(std::min<off_t>(size, INT_MAX)));
     }
     data[bytes] = '\0';
     if (!file.Read(data.get(), bytes)) {

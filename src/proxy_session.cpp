@@ -178,9 +178,9 @@ std::string ProxySession::GetConfig() const {
 }
 
 Lexo_ErrCode ProxySession::SetResourceName(const char* name) {
+    res_name_ = name;
     is_has_res_ = true;
     is_res_buildin_ = true;
-    res_name_ = name;
     return LEXO_ERR_NONE;
 }
 
