@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cmath>
 #include <memory>
 #include <numeric>
 #include <stdexcept>
@@ -64,6 +63,27 @@ class MemoryFile {
     const int descriptor_;
 };
 
+// PocketSphinx looks all words of its dictionary up in a table as large as the model's list of
+// words: with a small model that takes many seconds. So the list is filled up with words that the
+// dictionary lacks, which nobody can say.
+std::string WriteArpa(const LanguageModel& model) {
+    constexpr std::size_t kFewestWords = 30000;
+    std::vector<LanguageModel::Order> orders = model.orders;
+    const char* const back_off = orders.size() > 1 ? "\t0.0\n" : "\n";
+    while (orders[0].count < kFewestWords) {
+        orders[0].lines.append("-99.0\t#").append(std::to_string(orders[0].count)).append(back_off);
+        ++orders[0].count;
+    }
+    std::string head = "\\data\\\n";
+    std::string sections;
+    for (std::size_t i = 0; i < orders.size(); ++i) {
+        const std::string order = std::to_string(i + 1);
+        head += "ngram " + order + "=" + std::to_string(orders[i].count) + "\n";
+        sections += "\n\\" + order + "-grams:\n" + orders[i].lines;
+    }
+    return head + sections + "\n\\end\\\n";
+}
+
 // In steps of about 20 megabytes.
 int Weight(const Resource& resource) {
     constexpr std::size_t kArcsPerStep = 4000;
@@ -72,7 +92,9 @@ int Weight(const Resource& resource) {
         return 1 + static_cast<int>(grammar->arcs.size() / kArcsPerStep);
     }
     if (const auto* const model = std::get_if<LanguageModel>(&resource.content)) {
-        return 1 + static_cast<int>(model->arpa.size() / kModelBytesPerStep);
+        std::size_t bytes = 0;
+        for (const LanguageModel::Order& order : model->orders) bytes += order.lines.size();
+        return 1 + static_cast<int>(bytes / kModelBytesPerStep);
     }
     return std::holds_alternative<UserWords>(resource.content) ? kLanguageModelWeight : 1;
 }
@@ -93,18 +115,6 @@ void AddAsOneClass(const std::vector<std::string>& members, float weight, ngram_
 
 int CountWords(ngram_model_t* ngrams) {
     return static_cast<int>(ngram_model_get_counts(ngrams)[0]);
-}
-
-// PocketSphinx puts all words of the dictionary into a hash table that is as large as the language
-// model, which takes many seconds where the model is small. Words that nobody can say fill it up.
-void FillUp(ngram_model_t* ngrams) {
-    constexpr int kFastWords = 20000;
-    constexpr float kWeight = 1e-20F;
-    std::vector<std::string> words;
-    for (int i = CountWords(ngrams); i < kFastWords; ++i) {
-        words.push_back("[" + std::to_string(i) + "]");
-    }
-    if (!words.empty()) AddAsOneClass(words, kWeight, ngrams);
 }
 
 std::string SearchName(std::uint64_t resource) {
@@ -221,10 +231,9 @@ void PocketSphinxSearches::MakeKeywords(const std::string& name, const KeywordLi
 }
 
 void PocketSphinxSearches::MakeLanguageModel(const std::string& name, const LanguageModel& model) {
-    const MemoryFile file(model.arpa);
+    const MemoryFile file(WriteArpa(model));
     const Model ngrams(
         ngram_model_read(config_, file.Path().c_str(), NGRAM_ARPA, ps_get_logmath(decoder_)));
-    if (ngrams) FillUp(ngrams.get());
     if (!ngrams || ps_set_lm(decoder_, name.c_str(), ngrams.get()) < 0) {
         throw std::runtime_error("PocketSphinx refuses the language model");
     }

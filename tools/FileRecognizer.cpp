@@ -166,7 +166,8 @@ class Recognition {
         if (heard_nothing_ && !has_text_) {
             return Failure{LEXO_ERR_NO_VOICE_INPUT, MeaningOf(LEXO_ERR_NO_VOICE_INPUT)};
         }
-        if (!has_result_) {
+        // The answers of a stream have none where nothing matched a grammar or a list.
+        if (!has_result_ && mode_ == StreamMode::kOneShot) {
             return Failure{LEXO_ERR_NONE, "the server sent no result"};
         }
         return std::nullopt;

@@ -38,9 +38,8 @@ class ArpaReader {
     const std::vector<TextLine> lines_;
     std::size_t position_ = 0;
     WordChecker dictionary_;
-    std::vector<std::size_t> counts_;           // of each order's n-grams
     std::vector<std::set<std::string>> known_;  // the n-grams of each order
-    std::string arpa_ = "\\data\\\n";
+    LanguageModel model_;
 };
 
 bool IsMarker(std::string_view word) {
@@ -64,33 +63,31 @@ void ArpaReader::TakeCounts() {
     std::size_t sum = 0;
     for (; position_ < lines_.size() && lines_[position_].text[0] != '\\'; ++position_) {
         const TextLine& line = lines_[position_];
-        const std::string start = "ngram " + std::to_string(counts_.size() + 1) + "=";
+        const std::string start = "ngram " + std::to_string(model_.orders.size() + 1) + "=";
         if (!line.text.starts_with(start)) Fail(line, Quote(start) + " expected");
         std::size_t count = 0;
         const char* const end = line.text.data() + line.text.size();
         const auto [rest, error] = std::from_chars(line.text.data() + start.size(), end, count);
         if (error != std::errc() || rest != end) Fail(line, "no number behind " + Quote(start));
-        if (counts_.size() == kHighestOrder) Fail(line, "n-grams of more than 3 words");
+        if (model_.orders.size() == kHighestOrder) Fail(line, "n-grams of more than 3 words");
         sum += count;
         if (count > kMostNgrams || sum > kMostNgrams) Fail(line, "more than 500000 n-grams");
-        counts_.push_back(count);
-        arpa_.append(line.text).append("\n");
+        model_.orders.push_back({count, {}});
     }
-    if (counts_.empty()) throw ResourceError("no \"ngram 1=\" line behind \\data\\");
+    if (model_.orders.empty()) throw ResourceError("no \"ngram 1=\" line behind \\data\\");
 }
 
 void ArpaReader::TakeSection(std::size_t order) {
     const std::string title = std::string("\\") + std::to_string(order) + "-grams:";
     const TextLine& head = Next();
     if (head.text != title) Fail(head, title + " expected");
-    arpa_ += "\n" + title + "\n";
+    const std::size_t count = model_.orders[order - 1].count;
     known_.emplace_back();
-    for (std::size_t i = 0; i < counts_[order - 1]; ++i) {
+    for (std::size_t i = 0; i < count; ++i) {
         const TextLine& line = Next();
         if (line.text[0] == '\\') {
-            Fail(line, "the head promised " + std::to_string(counts_[order - 1]) + " " +
-                           std::to_string(order) + "-grams, but only " + std::to_string(i) +
-                           " are here");
+            Fail(line, "the head promised " + std::to_string(count) + " " + std::to_string(order) +
+                           "-grams, but only " + std::to_string(i) + " are here");
         }
         TakeNgram(line, order);
     }
@@ -103,13 +100,14 @@ void ArpaReader::TakeNgram(const TextLine& line, std::size_t order) {
         Fail(line, "a probability, " + std::to_string(order) +
                        " words and perhaps a back-off weight expected");
     }
-    arpa_.append(Probability(line, columns[0])).append("\t");
-    arpa_.append(TakeWords(line, columns, order));
-    const bool is_highest = order == counts_.size();
+    std::string& lines = model_.orders[order - 1].lines;
+    lines.append(Probability(line, columns[0])).append("\t");
+    lines.append(TakeWords(line, columns, order));
+    const bool is_highest = order == model_.orders.size();
     if (!is_highest) {
-        arpa_.append("\t").append(has_backoff ? Probability(line, columns.back()) : "0.0");
+        lines.append("\t").append(has_backoff ? Probability(line, columns.back()) : "0.0");
     }
-    arpa_ += "\n";
+    lines += "\n";
 }
 
 std::string ArpaReader::TakeWords(const TextLine& line, const Columns& columns, std::size_t order) {
@@ -145,7 +143,7 @@ std::string ArpaReader::Probability(const TextLine& line, std::string_view numbe
 LanguageModel ArpaReader::Read() {
     SkipToData();
     TakeCounts();
-    for (std::size_t order = 1; order <= counts_.size(); ++order) {
+    for (std::size_t order = 1; order <= model_.orders.size(); ++order) {
         TakeSection(order);
         if (order > 1) continue;
         dictionary_.ThrowIfAnyIsMissing();
@@ -157,7 +155,7 @@ LanguageModel ArpaReader::Read() {
     }
     const TextLine& end = Next();
     if (end.text != "\\end\\") Fail(end, "\\end\\ expected");
-    return {std::move(arpa_) + "\n\\end\\\n"};
+    return std::move(model_);
 }
 
 }  // namespace

@@ -9,7 +9,7 @@
 
 namespace orvx {
 
-// The model written anew: only what was checked, words in lower case. Throws ResourceError.
+// Words in lower case. Throws ResourceError.
 LanguageModel ReadArpa(std::string_view text, const Dictionary& dictionary);
 
 }  // namespace orvx

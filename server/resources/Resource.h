@@ -24,9 +24,13 @@ struct GrammarNetwork {
     std::vector<Arc> arcs;
 };
 
-// Which words follow which, with what probability: an ARPA n-gram file that was checked.
+// Which words follow which, with what probability: an n-gram file in the ARPA format, checked.
 struct LanguageModel {
-    std::string arpa;
+    struct Order {
+        std::size_t count = 0;  // of lines
+        std::string lines;      // of the section, as the format has them
+    };
+    std::vector<Order> orders;  // 1-grams, 2-grams, ...
 };
 
 struct Keyword {

@@ -224,15 +224,18 @@ TEST_F(ResourceTest, ListsAreReadLineByLine) {
     }
 }
 
-TEST_F(ResourceTest, LanguageModelsAreCheckedAndWrittenAnew) {
+TEST_F(ResourceTest, LanguageModelsAreChecked) {
     const std::string good =
         "by somebody\n\\data\\\nngram 1=4\nngram 2=2\n\n\\1-grams:\n-1 <s> -0.5\n-1.5 A\n"
         "-99 </s>\n-2 b 0.1\n\n\\2-grams:\n-0.5 <s> a\n-0.25 a b\n\n\\end\\\n";
     const auto loaded = Load(Capability::kGrammar, kArpa, good);
-    EXPECT_EQ(std::get<LanguageModel>(std::get<ResourcePtr>(loaded)->content).arpa,
-              "\\data\\\nngram 1=4\nngram 2=2\n\n\\1-grams:\n-1.000000\t<s>\t-0.500000\n"
-              "-1.500000\ta\t0.0\n-99.000000\t</s>\t0.0\n-2.000000\tb\t0.100000\n\n"
-              "\\2-grams:\n-0.500000\t<s> a\n-0.250000\ta b\n\n\\end\\\n");
+    const auto& orders = std::get<LanguageModel>(std::get<ResourcePtr>(loaded)->content).orders;
+    ASSERT_EQ(orders.size(), 2U);
+    EXPECT_EQ(orders[0].count, 4U);
+    EXPECT_EQ(orders[0].lines,
+              "-1.000000\t<s>\t-0.500000\n-1.500000\ta\t0.0\n-99.000000\t</s>\t0.0\n"
+              "-2.000000\tb\t0.100000\n");
+    EXPECT_EQ(orders[1].lines, "-0.500000\t<s> a\n-0.250000\ta b\n");
     const std::tuple<std::string, std::string, std::string> spoiled[] = {
         {"\\data\\", "data", "no \\data\\ line"},
         {"ngram 1=4", "ngram 1=x", "line 3: no number"},
