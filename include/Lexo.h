@@ -16,7 +16,9 @@
  * ORDER OF CALLS
  *   Init, then for each utterance or call: SessionStart, SetParam as needed, Recognize (once for
  *   one-shot work, repeatedly for real-time work), GetRecogResult and FreeRecogResult when the
- *   status has bit value 2, SessionStop; at last End.
+ *   status has bit value 2, SessionStop; at last End. With a resource: LoadResource before the
+ *   sessions that use it, ActiveResource before Recognize, DeactiveResource before SessionStop,
+ *   UnloadResource before End.
  *
  * CONVENTIONS
  *   Errors    Every function returns a Lexo_ErrCode; 0 is success. Details go to the log.
@@ -160,7 +162,7 @@ typedef enum _Lexo_ResourceFormatType LEXO_ENUM_BASE {
     LEXO_RESOURCE_GRAMMAR_ARPA = 4,
     LEXO_RESOURCE_GRAMMAR_WFST = 5,
     LEXO_RESOURCE_FREETALK_USERWORD = 6,
-    LEXO_RESOURCE_FREETALK_OLM = 7 /* loads, but cannot be sent */
+    LEXO_RESOURCE_FREETALK_OLM = 7 /* loads for free talk, but cannot be sent */
 } Lexo_ResourceFormatType;
 
 /* Values of nEmotion. */
@@ -328,8 +330,9 @@ typedef struct _Lexo_RecogResult {
  * begin at 2 again. It prints "conf_file=" and the outcome of the check to standard output, and
  * seeds rand(). The host process ends with status 0 if no socket can be created for the check.
  * Returns NONE; ENV_NOT_FOUND or ENV_NOT_VALID (QUORLAN_HOME unset, or names nothing); INIT_FAILED
- * (configuration file not readable); UNKNOWN (no ":" in the address); PARAM_INVALID (the server
- * cannot be reached: the engine is ready all the same, and works once the server is up). */
+ * (configuration file not readable: there are no capabilities then, and all resources are
+ * forgotten); UNKNOWN (no ":" in the address); PARAM_INVALID (the server cannot be reached: the
+ * engine is ready all the same, and works once the server is up). */
 LEXO_API Lexo_ErrCode orvx_proxy_Init(const char* pcszLibPath);
 
 /* Closes every pooled connection, then ends the engine.
@@ -407,41 +410,49 @@ LEXO_API Lexo_ErrCode orvx_proxy_SetParam(Lexo_Handle hSession, Lexo_ParamKey nP
 LEXO_API Lexo_ErrCode orvx_proxy_GetParam(Lexo_Handle hSession, Lexo_ParamKey nParam,
                                           Lexo_ParamValue* pParamValue);
 
-/* Loads a resource for a capability, named as in SessionStart, and writes its id; 0 on failure.
+/* Loads a resource for a capability and writes its id; 0 on failure. The capability is named as in
+ * SessionStart, but what stands behind a full name does not count.
  * Each capability counts for itself: its first id is 2, and none is used twice before the next
  * Init. The library owns what it loaded until UnloadResource.
  * LEXO_RESOURCE_FILE: the data argument is a path, and the length is not read; the file is read
- * here, while all other calls wait. LEXO_RESOURCE_BUFFER: the data argument is nResourceDataLen
+ * here, while the other calls wait. LEXO_RESOURCE_BUFFER: the data argument is nResourceDataLen
  * bytes, which are copied. A buffer of 0 bytes, like any other eResourceType, loads an empty
  * resource, which cannot be bound.
  * grammar takes the formats WORDLIST to WFST, keywordspot and analysis take KEYWORD_LIST; freetalk
- * is for USERWORD and loads the others too, with an error in the log. The bytes are not looked
- * into: whether a grammar is right the server says, with the code of Recognize.
- * Returns NONE; PARAM_INVALID (name not understood; grammar with another format; null id pointer,
- * or null data with a length); CAPABILITY_NOT_EXIST; NOT_SUPPORT (keywordspot, analysis with
- * another format); OPENFILE (no such file, a directory, or it cannot be opened);
- * LOAD_RESOURCE_FAILED (file empty or not readable, or a pipe); MEMORY (also: negative length). */
+ * is for USERWORD and loads any other number too, with an error in the log; Recognize refuses what
+ * is beyond 0 to 6. The bytes are not looked into: whether a grammar is right the server says, with
+ * the code of Recognize.
+ * Returns NONE; PARAM_INVALID (name not understood; grammar with another format; null id pointer;
+ * null buffer with a length); CAPABILITY_NOT_EXIST (also before Init, and after one that gave
+ * INIT_FAILED); NOT_SUPPORT (keywordspot, analysis with another format); OPENFILE (no such file, a
+ * directory, or it cannot be opened); LOAD_RESOURCE_FAILED (file empty, or it cannot be read to its
+ * end, as a pipe); MEMORY (also: a buffer of negative length, a file above 2147483643 bytes). */
 LEXO_API Lexo_ErrCode orvx_proxy_LoadResource(const char* pszCapabilityName,
                                               Lexo_ResourceType eResourceType,
                                               const char* pcszResourceData, int nResourceDataLen,
                                               Lexo_ResourceFormatType eResourceFormatType,
                                               unsigned int* pnResourceID);
 
-/* Frees a resource that no session has bound; its id is unknown from then on.
+/* Frees a resource that nobody holds; its id is unknown from then on. The capability is named as in
+ * LoadResource.
  * Returns NONE; PARAM_INVALID (name not understood); CAPABILITY_NOT_EXIST; UNLOAD_RESOURCE_FAILED
- * (the capability has no such id, or a session holds it: nothing changes). */
+ * (the capability has no such id, or it is held by a session or by an ActiveResource that failed:
+ * nothing changes). */
 LEXO_API Lexo_ErrCode orvx_proxy_UnloadResource(const char* pszCapabilityName,
                                                 unsigned int nResourceID);
 
 /* Binds a resource, loaded for the session's capability, in place of what was bound. Any number of
  * sessions may bind the same one, each holding it against UnloadResource until the session binds
- * something else or calls DeactiveResource; nothing else lets go of it. It goes to the server with
- * every one-shot request and with the first chunk of a real-time utterance: an open utterance keeps
- * what it began with. The session's thread calls this, so never while the session recognises.
- * Returns NONE (also when it is bound already); SESSION_INVALID; CAPABILITY_NOT_EXIST;
- * ACTIVE_RESOURCE_FAILED (unknown id, or the resource bound before was forgotten by another Init:
- * the old binding stays); PARAM_INVALID (the resource is empty: nothing is bound any more, and it
- * can no longer be unloaded). */
+ * something else or calls DeactiveResource; but another Init forgets all resources. It goes to the
+ * server with every one-shot request and with the first chunk of a real-time utterance: an open
+ * utterance keeps what it began with. The session's thread calls this, so never while the session
+ * recognises.
+ * Returns NONE (also when this id is bound already: then nothing changes, even if another Init has
+ * given the id to another resource); SESSION_INVALID; CAPABILITY_NOT_EXIST (after an Init that gave
+ * INIT_FAILED); ACTIVE_RESOURCE_FAILED (unknown id: the old binding stays; or the resource bound
+ * before was forgotten by another Init: the old binding stays, and the new resource is held for
+ * good); PARAM_INVALID (the resource is empty: a loaded resource bound before is released, a name
+ * stays bound, and the empty resource is held for good). */
 LEXO_API Lexo_ErrCode orvx_proxy_ActiveResource(Lexo_Handle hSession, unsigned int nResourceID);
 
 /* Binds a resource that the server holds under a name, in place of what was bound; not for free
@@ -456,7 +467,8 @@ LEXO_API Lexo_ErrCode orvx_proxy_ActivePreloadResource(Lexo_Handle hSession,
 /* Releases the session's binding, of either kind. The resource stays loaded. SessionStop does not
  * do this, and returns RESOURCE_NEED_DEACTIVE until it is done.
  * Returns NONE; SESSION_INVALID; DEACTIVE_RESOURCE_FAILED (nothing bound, or the resource was
- * forgotten by another Init: then the binding stays); CAPABILITY_NOT_EXIST. */
+ * forgotten by another Init) and CAPABILITY_NOT_EXIST (after an Init that gave INIT_FAILED): the
+ * binding stays, and with it the refusal of SessionStop. */
 LEXO_API Lexo_ErrCode orvx_proxy_DeactiveResource(Lexo_Handle hSession);
 
 /* Not offered: writes no file and looks at no argument. Returns NOT_SUPPORT. */

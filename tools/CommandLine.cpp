@@ -23,7 +23,8 @@ namespace {
 constexpr char kDescription[] =
     "Recognises the speech in recordings, by way of a recognition server.\n"
     "FILE is a WAV, FLAC, Ogg or other sound file of any rate; several channels are mixed down to\n"
-    "one. Results go to standard output, messages to standard error.\n";
+    "one, but for an analysis with channel_type left_agent or right_agent. Results go to standard\n"
+    "output, messages to standard error.\n";
 
 const std::map<std::string, OutputFormat> kOutputFormats = {{"text", OutputFormat::kText},
                                                             {"json", OutputFormat::kJson},
@@ -91,7 +92,7 @@ void DeclareResources(CLI::App& app, RawOptions* raw) {
 
 void DeclareAudio(CLI::App& app, RawOptions* raw) {
     app.add_option("--rate", raw->raw_rate,
-                   "Rate of raw samples (16-bit little-endian mono): of files named .raw\n"
+                   "Rate of raw samples (16-bit little-endian): of files named .raw\n"
                    "or .pcm, and of standard input")
         ->check(CLI::Range(1000, 768000).description(""))
         ->type_name("HZ");
