@@ -12,10 +12,11 @@ packages=(
     libgtest-dev libgmock-dev pocketsphinx-testdata jq sox clang-format
 )
 
-# Installs the packages that are missing, as root or through sudo. Says nothing when none is.
+# install_packages [PACKAGE...]: installs what is missing, with these besides, as root or through
+# sudo. Says nothing when nothing is.
 install_packages() {
     local missing
-    missing=$(for package in "${packages[@]}"; do
+    missing=$(for package in "${packages[@]}" "$@"; do
         dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' ||
             echo "$package"
     done)

@@ -24,7 +24,7 @@ class StretchSink {
 };
 
 // Not for use by two threads at once.
-class SpeechChannel : private SpeechSink {
+class SpeechChannel final : private SpeechSink {
   public:
     // Borrows the pool and the sink.
     SpeechChannel(std::size_t number, const SegmenterSettings& segmenter, const JobSettings& job,

@@ -35,7 +35,7 @@ struct UtteranceLimits {
 };
 
 // Always held by a shared_ptr. Every public member may be called by any thread at any time.
-class Utterance : public std::enable_shared_from_this<Utterance>, private StretchSink {
+class Utterance final : public std::enable_shared_from_this<Utterance>, private StretchSink {
   public:
     using Done = std::function<void(Outcome)>;
 
