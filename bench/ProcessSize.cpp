@@ -1,0 +1,34 @@
+#include "ProcessSize.h"
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+ProcessSize ProcessSize::Now() {
+    ProcessSize size;
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("VmRSS:")) size.resident_kib = std::stod(line.substr(6));
+        if (line.starts_with("Threads:")) size.threads = std::stoi(line.substr(8));
+    }
+    const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+    size.descriptors = static_cast<int>(std::distance(begin(descriptors), end(descriptors))) - 1;
+    return size;
+}
+
+double Slope(const std::vector<double>& values) {
+    const auto count = static_cast<double>(values.size());
+    if (count < 2) return 0;
+    const double mean_x = (count - 1) / 2;
+    double mean_y = 0;
+    for (const double value : values) mean_y += value / count;
+    double above = 0;
+    double below = 0;
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        const double x = static_cast<double>(i) - mean_x;
+        above += x * (values[i] - mean_y);
+        below += x * x;
+    }
+    return above / below;
+}
