@@ -242,7 +242,11 @@ void PocketSphinxRecogniser::End() {
 Heard PocketSphinxRecogniser::Finish(std::size_t max_sentences) {
     End();
     Heard heard;
-    if (task_.wants_sentences) heard.sentences = ReadSentences(decoder_.get(), max_sentences);
+    if (task_.wants_sentences) {
+        const bool is_grammar =
+            task_.resource && std::holds_alternative<GrammarNetwork>(task_.resource->content);
+        heard.sentences = ReadSentences(decoder_.get(), is_grammar, max_sentences);
+    }
     if (FindsKeywordsLater()) {
         Begin(task_.resource.get(), stretch_);
         Push(stretch_);

@@ -29,7 +29,8 @@ int Percent(double probability) {
 
 class SentenceReader {
   public:
-    explicit SentenceReader(ps_decoder_t* decoder) : decoder_(decoder) {}
+    SentenceReader(ps_decoder_t* decoder, bool is_grammar)
+        : decoder_(decoder), is_grammar_(is_grammar) {}
 
     std::vector<RecognisedSentence> Read(std::size_t max_sentences) const;
 
@@ -48,6 +49,7 @@ class SentenceReader {
                          std::vector<RecognisedSentence>* sentences) const;
 
     ps_decoder_t* const decoder_;
+    const bool is_grammar_;
 };
 
 std::vector<RecognisedSentence> SentenceReader::Read(std::size_t max_sentences) const {
@@ -55,8 +57,7 @@ std::vector<RecognisedSentence> SentenceReader::Read(std::size_t max_sentences) 
     sentences.push_back(ReadPath(ps_seg_iter(decoder_), nullptr));
     const std::size_t words = sentences[0].words.size();
     if (words == 0) return {};
-    const bool is_grammar = ps_get_fsg(decoder_, ps_get_search(decoder_)) != nullptr;
-    const PathScore score_of = is_grammar ? ScoreByAcoustics() : ScoreByProbability(words);
+    const PathScore score_of = is_grammar_ ? ScoreByAcoustics() : ScoreByProbability(words);
     sentences[0].score = score_of(0);
     if (max_sentences > 1) AddAlternatives(max_sentences, score_of, &sentences);
     return sentences;
@@ -166,8 +167,9 @@ void SentenceReader::AddAlternatives(std::size_t max_sentences, const PathScore&
 
 }  // namespace
 
-std::vector<RecognisedSentence> ReadSentences(ps_decoder_s* decoder, std::size_t max_sentences) {
-    return SentenceReader(decoder).Read(max_sentences);
+std::vector<RecognisedSentence> ReadSentences(ps_decoder_s* decoder, bool is_grammar,
+                                              std::size_t max_sentences) {
+    return SentenceReader(decoder, is_grammar).Read(max_sentences);
 }
 
 }  // namespace orvx

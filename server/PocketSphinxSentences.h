@@ -11,6 +11,8 @@ struct ps_decoder_s;
 namespace orvx {
 
 // At most `max_sentences` different readings, best first; empty when no word was heard.
-std::vector<RecognisedSentence> ReadSentences(ps_decoder_s* decoder, std::size_t max_sentences);
+// `is_grammar`: what it listened for; PocketSphinx leaks memory when asked.
+std::vector<RecognisedSentence> ReadSentences(ps_decoder_s* decoder, bool is_grammar,
+                                              std::size_t max_sentences);
 
 }  // namespace orvx
