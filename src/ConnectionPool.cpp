@@ -37,6 +37,9 @@ void ConnectionPool::DestroyInstance() {
 TcpClientUser* ConnectionPool::RentHandle(const std::string& ip, int port) {
     const std::string key = ServerKey(ip, port);
     const MutexGuard guard(lock_);
+    if (is_inherited_.exchange(false)) {
+        DropIdleConnections();
+    }
     const auto entry = tcp_clients_.find(key);
     if (entry == tcp_clients_.end() || entry->second.empty()) {
         std::unique_ptr<TcpClientUser> client = NewClient(ip, port);
@@ -74,6 +77,12 @@ void ConnectionPool::CloseIdleConnections() {
     const MutexGuard guard(lock_);
     for (const auto& [key, idle] : tcp_clients_) {
         ORVX_LOG_DEBUG("xxxx--Shutdown connection to %s", key.c_str());
+    }
+    DropIdleConnections();
+}
+
+void ConnectionPool::DropIdleConnections() {
+    for (const auto& [key, idle] : tcp_clients_) {
         for (const TcpClientUser* client : idle) {
             delete client;
         }

@@ -6,6 +6,7 @@
 // fresh pool.
 #pragma once
 
+#include <atomic>
 #include <map>
 #include <string>
 #include <vector>
@@ -28,6 +29,13 @@ class ConnectionPool {
     // of memory, the connection is still the renter's.
     void GiveBackHandle(const std::string& ip, int port, TcpClientUser* client);
 
+    // Around a fork: nobody works on the pool in between.
+    void HoldStill() { lock_.Lock(); }
+    void GoOn() { lock_.Unlock(); }
+    // The idle connections are another process's: they are closed here before the next rental,
+    // which that process does not notice.
+    void DisownConnections() { is_inherited_ = true; }
+
   private:
     friend struct ConnectionPoolTestAccess;
 
@@ -35,9 +43,11 @@ class ConnectionPool {
     ~ConnectionPool() = delete;
 
     void CloseIdleConnections();
+    void DropIdleConnections();  // needs lock_
 
     MutexLock lock_;
     std::map<std::string, std::vector<TcpClientUser*>> tcp_clients_;  // guarded by lock_
+    std::atomic<bool> is_inherited_{false};
 };
 
 // Rents a connection for as long as it lives.

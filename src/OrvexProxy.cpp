@@ -29,6 +29,7 @@ OrvexProxy* OrvexProxy::GetInstance() {
         instance = inst_;
         if (instance == nullptr) {
             instance = new OrvexProxy;
+            SurviveForks();
             inst_ = instance;
         }
     }

@@ -88,6 +88,11 @@ class OrvexProxy {
     Lexo_ErrCode SetResourceName(void* hSession, const char* pcszResourceName);
     Lexo_ErrCode UnsetResource(void* hSession);
 
+    static void SurviveForks();
+    static void BeforeFork();
+    static void AfterForkInParent();
+    static void AfterForkInChild();
+
     static std::atomic<OrvexProxy*> inst_;
     static MutexLock mutex_inst_;
 

@@ -63,6 +63,9 @@ class ProxySession {
     int GetRecogResult(Lexo_RecogResult** ppRecogResult);
     int FreeRecogResult(Lexo_RecogResult* pRecogResult);
 
+    // Guards the counter of request identities.
+    static MutexLock& IdentityLock() { return identify_index_lock_; }
+
   private:
     friend struct ProxySessionTestAccess;
 

@@ -43,6 +43,11 @@ class Logger {
     void Write(LogLevel level, const char* file, int line, const char* format, ...) noexcept
         __attribute__((format(printf, 5, 6)));
 
+    // Around a fork: no line is being written in between.
+    void HoldStill() noexcept { backend_lock_.LockForWriting(); }
+    void GoOn() noexcept { backend_lock_.Unlock(); }
+    void GoOnInChild() noexcept { backend_lock_.Renew(); }
+
   private:
     static constexpr int kNotStarted = -1;
 

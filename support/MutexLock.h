@@ -11,6 +11,10 @@ class MutexLock {
     MutexLock(const MutexLock&) = delete;
     MutexLock& operator=(const MutexLock&) = delete;
 
+    // For the two ends of a fork alone, which no guard can span.
+    void Lock() { mutex_.lock(); }
+    void Unlock() { mutex_.unlock(); }
+
   private:
     friend class MutexGuard;
     std::mutex mutex_;

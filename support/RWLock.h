@@ -12,13 +12,25 @@
 class RWLock {
   public:
     explicit constexpr RWLock(bool prefer_writers)
-        : lock_(prefer_writers ? pthread_rwlock_t PTHREAD_RWLOCK_WRITER_NONRECURSIVE_INITIALIZER_NP
-                               : pthread_rwlock_t PTHREAD_RWLOCK_INITIALIZER) {}
+        : prefer_writers_(prefer_writers), lock_(Free(prefer_writers)) {}
     RWLock(const RWLock&) = delete;
     RWLock& operator=(const RWLock&) = delete;
 
+    // For the two ends of a fork alone, which no guard can span. In the child Renew takes the place
+    // of the unlocking, and of that by the threads that are gone: nobody holds the lock any more.
+    void LockForWriting() { pthread_rwlock_wrlock(&lock_); }
+    void Unlock() { pthread_rwlock_unlock(&lock_); }
+    void Renew() { lock_ = Free(prefer_writers_); }
+
   private:
     friend class RWLockGuard;
+
+    static constexpr pthread_rwlock_t Free(bool prefer_writers) {
+        return prefer_writers ? pthread_rwlock_t PTHREAD_RWLOCK_WRITER_NONRECURSIVE_INITIALIZER_NP
+                              : pthread_rwlock_t PTHREAD_RWLOCK_INITIALIZER;
+    }
+
+    const bool prefer_writers_;
     pthread_rwlock_t lock_;
 };
 

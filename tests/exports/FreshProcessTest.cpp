@@ -2,6 +2,8 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <map>
+#include <set>
 #include <string>
 
 #include "CapturedOutput.h"
@@ -85,6 +87,22 @@ TEST_F(CHostTest, WorksWithAServer) {
     EXPECT_EQ(std::system((ORVX_C_HOST " " + server_.Address()).c_str()), 0);
     EXPECT_EQ(ChunkNumbers(), (std::vector<int>{-1, 1, -2}));
     EXPECT_EQ(server_.LastRequest().access.property(), "english_8k_common,need_nlu=no");
+}
+
+// A thousand times loaded and unloaded; then children that start anew beside their busy parent.
+TEST_F(CHostTest, ComesAndGoesAsAPluginAndSurvivesAFork) {
+    constexpr int kTurns = 1000;
+    const std::string command = ORVX_PLUGIN_HOST " " ORVX_LIBRARY " " + server_.Address() + " " +
+                                std::to_string(kTurns) + " >" + home_.Path() + "/out";
+    EXPECT_EQ(std::system(command.c_str()), 0);
+    std::map<std::string, std::set<int>> connections;  // by who used them
+    for (const auto& request : server_.Requests())
+        connections[request.inner.data() == "child" ? "child" : "parent"].insert(
+            request.connection);
+    EXPECT_EQ(connections["child"].size(), 30u);
+    for (const int connection : connections["child"])
+        EXPECT_FALSE(connections["parent"].contains(connection))
+            << "two processes on one connection";
 }
 
 }  // namespace

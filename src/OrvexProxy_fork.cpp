@@ -1,0 +1,39 @@
+// What a child of a fork finds of its parent's engine. The child has one thread, and locks that
+// other threads of the parent held would never be released; and two processes that speak on one
+// connection would read each other's answers.
+#include <pthread.h>
+
+#include "ConnectionPool.h"
+#include "Logger.h"
+#include "OrvexProxy.h"
+#include "proxy_session.h"
+
+// Held over the fork are the locks that are never held for long, so that what they guard is whole
+// in the child; taken in the order in which one may be held while the next is taken.
+void OrvexProxy::BeforeFork() {
+    ProxySession::IdentityLock().Lock();
+    ConnectionPool::GetInstance()->HoldStill();
+    g_logger.HoldStill();
+}
+
+void OrvexProxy::AfterForkInParent() {
+    g_logger.GoOn();
+    ConnectionPool::GetInstance()->GoOn();
+    ProxySession::IdentityLock().Unlock();
+}
+
+// What rw_lock_ guards is changed within microseconds, but for Init and LoadResource: a child that
+// was forked by another thread in the middle of those must not use the engine.
+void OrvexProxy::AfterForkInChild() {
+    g_logger.GoOnInChild();
+    ConnectionPool::GetInstance()->GoOn();
+    ProxySession::IdentityLock().Unlock();
+    ConnectionPool::GetInstance()->DisownConnections();
+    if (OrvexProxy* const instance = inst_) {
+        instance->rw_lock_.Renew();
+    }
+}
+
+void OrvexProxy::SurviveForks() {
+    pthread_atfork(BeforeFork, AfterForkInParent, AfterForkInChild);
+}
