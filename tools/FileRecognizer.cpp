@@ -166,8 +166,10 @@ class Recognition {
         if (heard_nothing_ && !has_text_) {
             return Failure{LEXO_ERR_NO_VOICE_INPUT, MeaningOf(LEXO_ERR_NO_VOICE_INPUT)};
         }
-        // The answers of a stream have none where nothing matched a grammar or a list.
-        if (!has_result_ && mode_ == StreamMode::kOneShot) {
+        // A stream's answers have none where nothing of a grammar or a list was said.
+        const bool may_be_silent =
+            mode_ != StreamMode::kOneShot && !session_.BoundResource().Description().empty();
+        if (!has_result_ && !may_be_silent) {
             return Failure{LEXO_ERR_NONE, "the server sent no result"};
         }
         return std::nullopt;
