@@ -2,7 +2,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
 #include <climits>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -104,12 +107,31 @@ TEST_F(ResourceBytesTest, Lengths) {
 
 constexpr std::size_t kLargeBytes = std::size_t{200} << 20;
 
+// What the large file holds from `from` on: numbered words, so that no piece looks like another.
+std::string LargeContent(std::size_t from, std::size_t bytes) {
+    std::string content;
+    for (std::uint64_t word = from / 8; content.size() < bytes + from % 8; ++word) {
+        const std::uint64_t mixed = (word + 1) * 0x9E3779B97F4A7C15;
+        content.append(reinterpret_cast<const char*>(&mixed), sizeof mixed);
+    }
+    return content.substr(from % 8, bytes);
+}
+
 // Takes a request that is larger than the resource, keeps nothing of it and answers something.
-void TakeLargeRequest(Connection& connection) {
-    std::vector<char> area(1 << 20);
-    for (std::size_t got = 0, more = 1; got <= kLargeBytes && more > 0; got += more)
+// Returns how many of the resource's bytes came as they are in the file, one behind the other.
+std::size_t TakeLargeRequest(Connection& connection) {
+    std::string area(1 << 20, '\0');
+    std::size_t right = 0;
+    for (std::size_t got = 0, more = 1; got <= kLargeBytes && more > 0; got += more) {
         more = connection.Receive(area);
+        const std::size_t start = right > 0 ? 0 : area.find(LargeContent(0, 64));
+        if (start > more) continue;  // before the resource
+        const std::size_t length = std::min(more - start, kLargeBytes - right);
+        if (area.compare(start, length, LargeContent(right, length)) != 0) return right;
+        right += length;
+    }
     connection.Send(scripted::LengthPrefix(0));
+    return right;
 }
 
 // The memory that the process occupies, in MiB; 0 where a sanitizer's share would blur it.
@@ -125,7 +147,9 @@ double ResidentMib() {
 
 TEST_F(ResourceBytesTest, ALargeFileIsHeldOnceAndLeavesNothingBehind) {
     const std::string path = home_.WriteFile("large", "");
-    std::filesystem::resize_file(path, kLargeBytes);  // a hole, which needs no room on the disk
+    std::ofstream file(path, std::ios::binary);
+    for (std::size_t at = 0; at < kLargeBytes; at += 1 << 20) file << LargeContent(at, 1 << 20);
+    ASSERT_TRUE(file.flush());
     const double before = ResidentMib();
     const double one = before > 0 ? kLargeBytes >> 20 : 0;
     const Loaded loaded = LoadFile(path);
@@ -133,8 +157,10 @@ TEST_F(ResourceBytesTest, ALargeFileIsHeldOnceAndLeavesNothingBehind) {
     EXPECT_NEAR(ResidentMib() - before, one, 20) << "the one copy";
     Session session("grammar");
     ASSERT_EQ(session.Bind(loaded.id), LEXO_ERR_NONE);
-    server_.OnConnect(TakeLargeRequest);
+    std::atomic<std::size_t> right{0};
+    server_.OnConnect([&](Connection& connection) { right = TakeLargeRequest(connection); });
     EXPECT_EQ(session.Recognize(), (Outcome{LEXO_ERR_ENGINE_FAILED, 1})) << "it was sent";
+    EXPECT_EQ(right, kLargeBytes) << "all of it, and as it is";
     EXPECT_EQ(session.Release(), LEXO_ERR_NONE);
     EXPECT_EQ(orvx_proxy_End(), LEXO_ERR_ACTIVE_SESSION_EXIST) << "but the connections are gone";
     EXPECT_NEAR(ResidentMib() - before, one, 20) << "nothing of the request stays";
