@@ -26,6 +26,19 @@
         }                                                                          \
     } while (0)
 
+/* Names that the library has within, as a host would have them that links the same sources:
+ * exported by this program, they must not be taken for the library's own. */
+char g_logger[64];
+void _ZN10OrvexProxy11GetInstanceEv(void) {
+    abort();
+}
+void _ZN14ConnectionPool11GetInstanceEv(void) {
+    abort();
+}
+void _ZN6quorlan8protocol13MessageHeaderC1EPN6google8protobuf5ArenaEb(void) {
+    abort();
+}
+
 typedef struct {
     void* library;
     Lexo_ErrCode (*init)(const char*);
