@@ -49,7 +49,8 @@ TEST_F(Tool, SaysWhatToDoWhenTheEngineDoesNotStart) {
                {"LEXO_ERR_INIT_FAILED", "self/mem"});
     setup_ = "QUORLAN_HOME=/none;";
     ExpectTold(Run({sound}).err, {"LEXO_ERR_ENV_NOT_VALID", "set QUORLAN_HOME"});
-    setup_ = "LD_PRELOAD=" ORVX_NO_SOCKET;  // then the engine ends the process with status 0
+    // Then the engine ends the process with status 0. A sanitizer would want to be loaded first.
+    setup_ = "ASAN_OPTIONS=verify_asan_link_order=0 LD_PRELOAD=" ORVX_NO_SOCKET;
     const ToolResult no_socket = Run({sound});
     EXPECT_EQ(no_socket.status, 1);
     ExpectTold(no_socket.err, {"the engine got no socket"});
