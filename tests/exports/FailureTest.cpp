@@ -199,4 +199,28 @@ TEST_F(FailureTest, TheStatusIsTheServersOnGoodAnswers) {
     }
 }
 
+// The good answer, made so many bytes long by a field that nobody knows.
+FrameMaker EchoOfBytes(std::size_t body_bytes) {
+    return [body_bytes](const Request& request) {
+        std::string body = Echo()(request).substr(4);
+        const std::size_t padding = body_bytes - body.size() - 6;
+        body += "\xC2\x3E";  // field 1000, a text
+        for (int shift = 0; shift < 28; shift += 7)
+            body += static_cast<char>((padding >> shift & 0x7F) | (shift < 21 ? 0x80 : 0));
+        return Body(body.append(padding, ' '))(request);
+    };
+}
+
+TEST_F(FailureTest, AnAnswerMayHave64MiBAndNotAByteMore) {
+    constexpr std::size_t kMost = std::size_t{64} << 20;
+    Session session("freetalk");
+    server_.Then(Answer(EchoOfBytes(kMost - 1)));
+    EXPECT_EQ(session.Recognize(), kGood);
+    server_.Then(Answer(EchoOfBytes(kMost)));
+    EXPECT_EQ(session.Recognize(), kGood);
+    server_.Then(Answer(EchoOfBytes(kMost + 1)));
+    EXPECT_EQ(session.Recognize(), (Outcome{LEXO_ERR_NETWORK_FAILED, 1}));
+    EXPECT_EQ(session.Recognize(), kGood);
+}
+
 }  // namespace

@@ -1,10 +1,13 @@
 // The connections as the server and the log see them: reuse, order, and kept connections that went
 // bad while idle.
+#include <atomic>
 #include <chrono>
+#include <deque>
 #include <future>
 #include <string>
 
 #include "TestHost.h"
+#include "Threads.h"
 
 namespace {
 
@@ -36,6 +39,30 @@ TEST_F(PoolTest, AConnectionClosedWhileIdleIsOpenedAnew) {
     server_.Start();
     EXPECT_EQ(session.Recognize(), kGood) << "nor when the server was restarted";
     EXPECT_EQ(ChunkNumbers(), (std::vector<int>{1, 2, 3}));
+}
+
+TEST_F(PoolTest, AHundredConnectionsClosedAtOnceAreOpenedAnew) {
+    constexpr int kCount = 100;
+    std::deque<Session> sessions;
+    for (int i = 0; i < kCount; ++i) sessions.emplace_back("freetalk");
+    const auto exchange_at_once = [&] {
+        std::atomic<int> good{0};
+        InThreads(kCount, [&](int i) {
+            const Outcome outcome = sessions[static_cast<std::size_t>(i)].Recognize();
+            good += outcome == kGood ? 1 : 0;
+        });
+        return good.load();
+    };
+    std::promise<void> gate;
+    const auto open = gate.get_future().share();
+    server_.Otherwise(Sequence({WaitFor(open), Answer()}));
+    std::jthread opener([&] {
+        EXPECT_TRUE(server_.WaitForRequests(kCount)) << "each on a connection of its own";
+        gate.set_value();
+    });
+    EXPECT_EQ(exchange_at_once(), kCount);
+    server_.CloseConnections();
+    EXPECT_EQ(exchange_at_once(), kCount);
 }
 
 const FrameMaker kStray = Echo([](auto& m) { m.set_error_no(98); });
