@@ -40,7 +40,7 @@ void _ZN6quorlan8protocol13MessageHeaderC1EPN6google8protobuf5ArenaEb(void) {
 }
 
 typedef struct {
-    void* library;
+    void* handle;
     Lexo_ErrCode (*init)(const char*);
     Lexo_ErrCode (*end)(void);
     Lexo_ErrCode (*start)(const char*, Lexo_Handle*);
@@ -79,13 +79,13 @@ static void Look(Surroundings* seen) {
 }
 
 static void Load(const char* path, const char* address, Engine* engine) {
-    engine->library = dlopen(path, RTLD_NOW | RTLD_GLOBAL);
-    EXPECT(engine->library != NULL);
-    *(void**)&engine->init = dlsym(engine->library, "orvx_proxy_Init");
-    *(void**)&engine->end = dlsym(engine->library, "orvx_proxy_End");
-    *(void**)&engine->start = dlsym(engine->library, "orvx_proxy_SessionStart");
-    *(void**)&engine->stop = dlsym(engine->library, "orvx_proxy_SessionStop");
-    *(void**)&engine->recognize = dlsym(engine->library, "orvx_proxy_Recognize");
+    engine->handle = dlopen(path, RTLD_NOW | RTLD_GLOBAL);
+    EXPECT(engine->handle != NULL);
+    *(void**)&engine->init = dlsym(engine->handle, "orvx_proxy_Init");
+    *(void**)&engine->end = dlsym(engine->handle, "orvx_proxy_End");
+    *(void**)&engine->start = dlsym(engine->handle, "orvx_proxy_SessionStart");
+    *(void**)&engine->stop = dlsym(engine->handle, "orvx_proxy_SessionStop");
+    *(void**)&engine->recognize = dlsym(engine->handle, "orvx_proxy_Recognize");
     EXPECT(engine->init(address) == LEXO_ERR_NONE);
 }
 
@@ -105,7 +105,7 @@ static void TakeTurn(const char* path, const char* address) {
     pthread_t caller;
     Load(path, address, &engine);
     EXPECT(pthread_create(&caller, NULL, Call, &engine) == 0 && pthread_join(caller, NULL) == 0);
-    EXPECT(engine.end() == LEXO_ERR_NONE && dlclose(engine.library) == 0);
+    EXPECT(engine.end() == LEXO_ERR_NONE && dlclose(engine.handle) == 0);
 }
 
 static const Engine* g_engine;
