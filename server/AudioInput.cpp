@@ -38,7 +38,7 @@ AudioInput::Channels AudioInput::Push(std::string_view bytes) {
     }
     Channels result(channels_);
     for (std::size_t i = 0; i < channels_; ++i) {
-        result[i] = Convert(i, std::move(apart[i]), /*is_last=*/false);
+        result[i] = Convert(i, apart[i], /*is_last=*/false);
     }
     return result;
 }
@@ -49,8 +49,8 @@ AudioInput::Channels AudioInput::Finish() {
     return result;
 }
 
-std::vector<std::int16_t> AudioInput::Convert(std::size_t channel, std::vector<float> decoded,
-                                              bool is_last) {
+std::vector<std::int16_t> AudioInput::Convert(std::size_t channel,
+                                              const std::vector<float>& decoded, bool is_last) {
     if (resamplers_.empty()) return ToInt16(decoded);
     std::vector<float> resampled;
     resamplers_[channel].Process(decoded, is_last, &resampled);

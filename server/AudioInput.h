@@ -31,7 +31,7 @@ class AudioInput {
     Channels Finish();
 
   private:
-    std::vector<std::int16_t> Convert(std::size_t channel, std::vector<float> decoded,
+    std::vector<std::int16_t> Convert(std::size_t channel, const std::vector<float>& decoded,
                                       bool is_last);
 
     AudioDecoder decoder_;

@@ -211,7 +211,7 @@ void RecognitionService::RecogniseRecording(const ExchangePtr& exchange,
     const std::size_t bytes = audio.size();
     exchange->Attach(utterance);
     utterance->RecogniseRecording(
-        std::move(audio), [exchange, bytes, heard = utterance.get()](Outcome outcome) {
+        std::move(audio), [exchange, bytes, heard = utterance.get()](const Outcome& outcome) {
             ORVX_LOG_INFO(
                 "recognition: peer=%s identify=%s capability=%s bytes=%zu audio=%.2fs took=%lldms "
                 "%s",
@@ -267,7 +267,7 @@ void RecognitionService::TakeChunk(const ExchangePtr& exchange, Store::Use use) 
     if (is_closing) exchange->Attach(utterance);
     auto shared_use = std::make_shared<Store::Use>(std::move(use));
     utterance->TakeChunk(number, is_closing, std::move(audio),
-                         [this, exchange, shared_use](Outcome outcome) {
+                         [this, exchange, shared_use](const Outcome& outcome) {
                              FinishChunk(*exchange, *shared_use, outcome);
                          });
 }

@@ -37,7 +37,7 @@ struct UtteranceLimits {
 // Always held by a shared_ptr. Every public member may be called by any thread at any time.
 class Utterance final : public std::enable_shared_from_this<Utterance>, private StretchSink {
   public:
-    using Done = std::function<void(Outcome)>;
+    using Done = std::function<void(const Outcome&)>;
 
     // Borrows the pools. The request threads must outlive the decoders, and both the utterance.
     Utterance(RecognitionTask task, const UtteranceLimits& limits,
@@ -95,7 +95,7 @@ class Utterance final : public std::enable_shared_from_this<Utterance>, private 
     Segment MakeSegment(const Stretch& stretch) const;
     std::vector<Silence> TakeSilences(const std::vector<Segment>& segments);
     void Fail(Failure failure);
-    void Reply(Outcome outcome);
+    void Reply(const Outcome& outcome);
     void Release();
 
     const RecognitionTask task_;

@@ -25,7 +25,7 @@ void Utterance::AnswerChunk() {
     Outcome outcome = SummariseChunk();
     if (is_ended_ || outcome.is_over) Release();
     is_over_ = outcome.is_over;
-    Reply(std::move(outcome));
+    Reply(outcome);
 }
 
 Outcome Utterance::SummariseChunk() {
@@ -114,13 +114,13 @@ void Utterance::Fail(Failure failure) {
     Outcome outcome;
     outcome.failure = std::move(failure);
     outcome.is_over = true;
-    Reply(std::move(outcome));
+    Reply(outcome);
 }
 
-void Utterance::Reply(Outcome outcome) {
+void Utterance::Reply(const Outcome& outcome) {
     const Done done = std::move(current_->done);
     current_.reset();
-    done(std::move(outcome));
+    done(outcome);
     if (!waiting_.empty()) {
         asio::post(strand_, [self = shared_from_this()] {
             if (!self->current_) self->TakeNextChunk();
