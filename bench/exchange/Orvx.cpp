@@ -1,0 +1,81 @@
+// orvx: the library, as a host uses it. Each thread has a session; an exchange is Recognize,
+// GetRecogResult and FreeRecogResult, with the shipped configuration and its log level.
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "Lexo.h"
+#include "Measure.h"
+#include "Messages.h"
+
+namespace {
+
+using exchange::Require;
+
+class OrvxClient final : public exchange::Client {
+  public:
+    explicit OrvxClient(const exchange::Run& run)
+        : words_(exchange::WordsOf(run.answer_bytes)),
+          filler_(run.answer_bytes, exchange::kFiller) {
+        Require(orvx_proxy_SessionStart(exchange::kCapability.data(), &session_) == LEXO_ERR_NONE,
+                "no session");
+    }
+    ~OrvxClient() override { orvx_proxy_SessionStop(session_); }
+
+    void Exchange(const std::string& audio, exchange::Stamp stamp) override {
+        Lexo_RecogStatus status = 0;
+        Lexo_RecogResult* result = nullptr;
+        Require(orvx_proxy_Recognize(session_, audio.data(), static_cast<int>(audio.size()), 1,
+                                     &status) == LEXO_ERR_NONE &&
+                    status == 2 && orvx_proxy_GetRecogResult(session_, &result) == LEXO_ERR_NONE,
+                "no result");
+        Check(result->sFreetalkResult, stamp);
+        Require(orvx_proxy_FreeRecogResult(session_, &result) == LEXO_ERR_NONE,
+                "the result cannot be given back");
+    }
+
+  private:
+    void Check(const Lexo_Freetalk_Result& result, exchange::Stamp stamp) const {
+        const Lexo_Freetalk_Segment& segment = *result.pSegmentList;
+        const Lexo_Freetalk_Sentence& sentence = *segment.pSentenceResults;
+        const Lexo_Freetalk_ElementList& list = *segment.pElementListResults;
+        Require(std::memcmp(sentence.pszText, exchange::TextOf(stamp).data(),
+                            exchange::kStampTextBytes) == 0,
+                "the answer to another request");
+        const char* const rest = sentence.pszText + exchange::kStampTextBytes;
+        Require(filler_.compare(0, std::strlen(rest), rest) == 0 &&
+                    sentence.nScore == exchange::kScore && list.nElementCount == words_,
+                "an answer with another sentence");
+        bool is_right = true;
+        for (int i = 0; i < words_; ++i) {
+            const Lexo_Freetalk_Element& word = list.pElementList[i];
+            is_right &= word.nStartTime == i * exchange::kWordMs &&
+                        word.nEndTime == (i + 1) * exchange::kWordMs && word.nPosInText == i;
+        }
+        Require(is_right, "an answer with other words");
+    }
+
+    const int words_;
+    const std::string filler_;
+    Lexo_Handle session_ = nullptr;
+};
+
+// The engine must not be initialised again while sessions recognise: the first client does it.
+void StartEngine(int port) {
+    static const int code = orvx_proxy_Init(("127.0.0.1:" + std::to_string(port)).c_str());
+    Require(code == LEXO_ERR_NONE, "the engine does not start");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const exchange::Run run = exchange::ReadRun(argc, argv);
+    // The folder of the build holds the configuration as shipped.
+    const std::string home = std::filesystem::path(exchange::Beside("..")).lexically_normal();
+    ::setenv("QUORLAN_HOME", home.c_str(), 0);
+    exchange::Measure(run, exchange::Beside("orvx_exchange_server"), [&](int port) {
+        StartEngine(port);
+        return std::make_unique<OrvxClient>(run);
+    });
+    Require(orvx_proxy_End() == LEXO_ERR_NONE, "the engine does not end");
+}

@@ -1,0 +1,131 @@
+#include "Rows.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace exchange {
+
+namespace {
+
+double MedianOf(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    const std::size_t half = values.size() / 2;
+    return values.size() % 2 == 1 ? values[half] : (values[half - 1] + values[half]) / 2;
+}
+
+const Goal* GoalOf(std::size_t audio_bytes) {
+    for (const Goal& goal : kGoals) {
+        if (goal.audio_bytes == audio_bytes) {
+            return &goal;
+        }
+    }
+    return nullptr;
+}
+
+// A ratio with its goal behind it, and a "!" when it is missed.
+std::string Field(std::optional<double> ratio, const char* relation, double goal) {
+    if (!ratio) {
+        return "-";
+    }
+    char text[64];
+    if (goal <= 0) {
+        std::snprintf(text, sizeof text, "%.2f", *ratio);
+        return text;
+    }
+    const bool is_met = relation[0] == '<' ? *ratio <= goal : *ratio >= goal;
+    std::snprintf(text, sizeof text, "%.2f (%s %.3g)%s", *ratio, relation, goal,
+                  is_met ? " " : "!");
+    return text;
+}
+
+}  // namespace
+
+const Results::Rounds& Results::Of(const Cell& cell, const std::string& row) const {
+    static const Rounds kNone;
+    const auto rows = rounds_.find(cell);
+    if (rows == rounds_.end()) {
+        return kNone;
+    }
+    const auto rounds = rows->second.find(row);
+    return rounds == rows->second.end() ? kNone : rounds->second;
+}
+
+bool Results::Has(const Cell& cell, const std::string& row) const {
+    return !Of(cell, row).empty();
+}
+
+double Results::Median(const Cell& cell, const std::string& row, double Figures::*figure) const {
+    std::vector<double> values;
+    for (const auto& [round, figures] : Of(cell, row)) {
+        values.push_back(figures.*figure);
+    }
+    return MedianOf(values);
+}
+
+std::optional<double> Results::Ratio(const Cell& cell, const std::string& upper,
+                                     const std::string& lower, double Figures::*figure) const {
+    std::vector<double> ratios;
+    const Rounds& below = Of(cell, lower);
+    for (const auto& [round, figures] : Of(cell, upper)) {
+        if (const auto other = below.find(round); other != below.end()) {
+            ratios.push_back(figures.*figure / (other->second.*figure));
+        }
+    }
+    return ratios.empty() ? std::nullopt : std::optional(MedianOf(ratios));
+}
+
+std::optional<double> Results::CostRatio(const Cell& cell, const std::string& upper,
+                                         const std::string& lower) const {
+    return cell.IsSingle() ? Ratio(cell, upper, lower, &Figures::p50_us)
+                           : Ratio(cell, lower, upper, &Figures::per_second);
+}
+
+void PrintFigureTable(const std::vector<Cell>& cells, const Results& results) {
+    std::printf("%4s %8s  %-7s %10s %9s %9s %9s %9s %9s %8s\n", "load", "audio", "row", "p50_us",
+                "req/s", "cpu_us", "srv_us", "faults", "switches", "peak_MB");
+    for (const Cell& cell : cells) {
+        for (const Row& row : kRows) {
+            if (!results.Has(cell, row.name)) {
+                continue;
+            }
+            const auto median = [&](double Figures::*figure) {
+                return results.Median(cell, row.name, figure);
+            };
+            std::printf("%4s %8zu  %-7s %10.1f %9.0f %9.2f %9.2f %9.3f %9.2f %8.1f\n",
+                        cell.load.c_str(), cell.audio_bytes, row.name, median(&Figures::p50_us),
+                        median(&Figures::per_second), median(&Figures::client_cpu_us),
+                        median(&Figures::server_cpu_us), median(&Figures::faults),
+                        median(&Figures::switches), median(&Figures::peak_mb));
+        }
+        std::printf("\n");
+    }
+}
+
+void PrintRatioTable(const std::vector<Cell>& cells, const Results& results) {
+    std::printf(
+        "Ratios of the cost of an exchange: of the median time with one thread, of the rate with "
+        "more.\nIn brackets the goal; \"!\" marks one that is missed. Memory: the peak of 64 "
+        "threads.\n");
+    std::printf("%4s %8s  %18s %12s %18s %18s %18s\n", "load", "audio", "orvx / raw",
+                "orvx / gather", "grpc / orvx", "thrift / orvx", "memory / gather");
+    for (const Cell& cell : cells) {
+        const Goal* const known = GoalOf(cell.audio_bytes);
+        const Goal goal = known != nullptr ? *known : Goal{};
+        const bool is_for_memory =
+            cell.load == std::to_string(kMemoryThreads) && cell.audio_bytes >= 1'000'000;
+        const auto cost = [&](const char* upper, const char* lower) {
+            return results.CostRatio(cell, upper, lower);
+        };
+        std::printf("%4s %8zu  %18s %12s %18s %18s %18s\n", cell.load.c_str(), cell.audio_bytes,
+                    Field(cost("orvx", "raw"), "<=", goal.most_of_raw).c_str(),
+                    Field(cost("orvx", "gather"), "", 0).c_str(),
+                    Field(cost("grpc", "orvx"), ">=", goal.least_of_grpc).c_str(),
+                    Field(cost("thrift", "orvx"), ">=", goal.least_of_thrift).c_str(),
+                    Field(is_for_memory ? results.Ratio(cell, "orvx", "gather", &Figures::peak_mb)
+                                        : std::nullopt,
+                          "<=", kMostMemoryOfGather)
+                        .c_str());
+    }
+}
+
+}  // namespace exchange

@@ -1,0 +1,59 @@
+#include "Run.h"
+
+#include <sched.h>
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+namespace exchange {
+
+Run ReadRun(int argc, char** argv) {
+    Run run;
+    CLI::App app("One run of the exchange benchmark; it prints one line of figures.");
+    app.add_option("--audio", run.audio_bytes, "bytes of audio in a request")
+        ->check(CLI::Range(16, 64 << 20));
+    app.add_option("--answer", run.answer_bytes, "bytes of an answer")
+        ->check(CLI::Range(250, 1 << 20));
+    app.add_option("--threads", run.threads)->check(CLI::Range(1, 256));
+    app.add_option("--seconds", run.seconds)->check(CLI::Range(0.001, 20.0));
+    app.add_option("--calls", run.calls, "of each thread, instead of a time");
+    app.add_option("--client-cpu", run.client_cpu);
+    app.add_option("--server-cpu", run.server_cpu);
+    app.add_flag("--server", run.is_server, "be the server, until standard input ends");
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        std::exit(app.exit(error));
+    }
+    return run;
+}
+
+std::vector<std::string> ServerOptions(const Run& run) {
+    return {"--server", "--audio", std::to_string(run.audio_bytes), "--answer",
+            std::to_string(run.answer_bytes)};
+}
+
+std::string Beside(const std::string& program) {
+    return std::filesystem::read_symlink("/proc/self/exe").replace_filename(program);
+}
+
+void Fail(const char* what) {
+    std::fprintf(stderr, "exchange: %s (last error: %s)\n", what, std::strerror(errno));
+    std::_Exit(1);
+}
+
+void PinTo(int cpu) {
+    if (cpu < 0) {
+        return;
+    }
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    CPU_SET(static_cast<unsigned>(cpu), &set);
+    Require(::sched_setaffinity(0, sizeof set, &set) == 0, "the processor cannot be chosen");
+}
+
+}  // namespace exchange
