@@ -15,8 +15,8 @@ namespace exchange {
 class Client {
   public:
     virtual ~Client() = default;
-    // One exchange: sends `audio`, which bears `stamp`, and checks the answer.
-    virtual void Exchange(const std::string& audio, Stamp stamp) = 0;
+    // One exchange: sends `audio`, the host's own, which bears `stamp`, and checks the answer.
+    virtual void Exchange(std::string_view audio, Stamp stamp) = 0;
 };
 
 // Called on the client's own thread.

@@ -28,6 +28,29 @@ std::string Framed(const MessageHeader& header) {
     return frame;
 }
 
+RequestFrame SplitAt(const std::string& audio) {
+    LexoRequestMessage request;
+    request.set_identify(kIdentify);
+    request.set_cap_name(kCapability);
+    request.set_data(audio);
+    request.set_data_len(static_cast<int>(audio.size()));
+    request.set_task_config(kTaskConfig);
+    request.set_chunk_no(-1);
+
+    MessageHeader header;
+    header.set_message_type(MessageHeader::LexoRecogRequest);
+    header.set_name("CapbilityAccessMessage");
+    auto* const access =
+        header.MutableExtension(quorlan::protocol::capbility::capbility_access_message);
+    FillAccess(access);
+    request.SerializeToString(access->mutable_data());
+    access->set_data_len(static_cast<int>(access->data().size()));
+    const std::string frame = Framed(header);
+    const std::size_t place = frame.find(audio);
+    Require(place != std::string::npos, "a request without its audio");
+    return {frame.substr(0, place), frame.substr(place + audio.size())};
+}
+
 LexoResponseMessage Response(const std::string& identify, const std::string& text, int words) {
     LexoResponseMessage response;
     response.set_identify(identify);
@@ -82,46 +105,26 @@ int WordsOf(std::size_t body_bytes) {
     return static_cast<int>((body_bytes - kBytesWithoutWords) / kBytesOfWord);
 }
 
-void FillRequest(std::string_view identify, std::string_view audio, MessageHeader* header) {
-    const std::string identity(identify);
-    LexoRequestMessage request;
-    request.set_identify(identity);
-    request.set_cap_name(kCapability.data());
-    request.set_data(audio.data(), audio.size());
-    request.set_data_len(static_cast<int>(audio.size()));
-    request.set_task_config(
-        "vad_head=10000,vad_tail=500,max_seconds=30,audio_format=pcm8k16bit,vad_threshold=10,"
-        "add_punc=no,stream_recog=no,result_type=sentence");
-    request.set_chunk_no(-1);
-
-    header->set_message_type(MessageHeader::LexoRecogRequest);
-    header->set_name("CapbilityAccessMessage");
-    auto* const access =
-        header->MutableExtension(quorlan::protocol::capbility::capbility_access_message);
-    access->set_capkey(kCapability.data());
+void FillAccess(quorlan::protocol::capbility::CapbilityAccessMessage* access) {
+    access->set_capkey(kCapability);
     access->set_property("chinese_8k_common,need_nlu=no");
     access->set_sdk_version("3.5");
-    access->set_identify(identity);
+    access->set_identify(kIdentify);
     access->set_chunk_no(-1);
     access->set_udid_type(30);
-    access->set_udid("0:0242ac110002" + std::string(15, '0'));
-    request.SerializeToString(access->mutable_data());
-    access->set_data_len(static_cast<int>(access->data().size()));
+    access->set_udid("0:0242ac110002000000000000000");
 }
 
-RequestFrame FrameAround(const std::string& audio, std::string_view identify) {
-    MessageHeader header;
-    FillRequest(identify, audio, &header);
-    const std::string frame = Framed(header);
-    const std::size_t place = frame.find(audio);
-    Require(place != std::string::npos, "a request without its audio");
-    return {frame.substr(0, place), frame.substr(place + audio.size())};
+const RequestFrame& FrameAround(std::size_t audio_bytes) {
+    static const RequestFrame frame = SplitAt(Pattern(audio_bytes));
+    return frame;
 }
 
 AnswerFrame::AnswerFrame(std::size_t body_bytes, std::size_t identify_length)
     : identify_bytes(identify_length) {
-    const std::string identify(identify_bytes, '?');
-    const std::string stamp(kStampTextBytes, '#');
+    // No byte of a length or a tag is like these.
+    const std::string identify(identify_bytes, '\xFF');
+    const std::string stamp(kStampTextBytes, '\xFE');
     std::string text = stamp;
     while (Answer(identify, text, WordsOf(body_bytes)).ByteSizeLong() < body_bytes) {
         text += kFiller;

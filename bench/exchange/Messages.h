@@ -8,10 +8,9 @@
 
 #include "Audio.h"
 
-namespace quorlan::protocol {
-class LexoResponseMessage;
-class MessageHeader;
-}  // namespace quorlan::protocol
+namespace quorlan::protocol::capbility {
+class CapbilityAccessMessage;
+}
 
 namespace exchange {
 
@@ -24,18 +23,24 @@ constexpr char kFiller = 't';  // the rest of the sentence
 constexpr int kScore = 87;
 constexpr int kWordMs = 310;  // word i lasts from i to i + 1 times that
 
-constexpr std::string_view kCapability = "asr.cloud.freetalk";
-
 // A one-shot request as the library makes it with a session's default parameters.
-void FillRequest(std::string_view identify, std::string_view audio,
-                 quorlan::protocol::MessageHeader* header);
+constexpr const char* kCapability = "asr.cloud.freetalk";
+constexpr const char* kIdentify = "123456_140737353971392_2026-01-02T03:04:05_12345,task=recognise";
+constexpr const char* kTaskConfig =
+    "vad_head=10000,vad_tail=500,max_seconds=30,audio_format=pcm8k16bit,vad_threshold=10,"
+    "add_punc=no,stream_recog=no,result_type=sentence";
+// Everything of the access layer but its data.
+void FillAccess(quorlan::protocol::capbility::CapbilityAccessMessage* access);
 
-// A frame, prefix included, as three parts around the audio.
+// What is around the audio in a frame, prefix included.
 struct RequestFrame {
     std::string before;
     std::string after;
+    friend bool operator==(const RequestFrame&, const RequestFrame&) = default;
 };
-RequestFrame FrameAround(const std::string& audio, std::string_view identify);
+// The frame of a request with so much audio. It is made once for all threads: the memory that it
+// takes to make must not count for each.
+const RequestFrame& FrameAround(std::size_t audio_bytes);
 
 // A frame, prefix included, whose identity and stamp are to be patched.
 struct AnswerFrame {

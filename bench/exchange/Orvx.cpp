@@ -17,12 +17,12 @@ class OrvxClient final : public exchange::Client {
     explicit OrvxClient(const exchange::Run& run)
         : words_(exchange::WordsOf(run.answer_bytes)),
           filler_(run.answer_bytes, exchange::kFiller) {
-        Require(orvx_proxy_SessionStart(exchange::kCapability.data(), &session_) == LEXO_ERR_NONE,
+        Require(orvx_proxy_SessionStart(exchange::kCapability, &session_) == LEXO_ERR_NONE,
                 "no session");
     }
     ~OrvxClient() override { orvx_proxy_SessionStop(session_); }
 
-    void Exchange(const std::string& audio, exchange::Stamp stamp) override {
+    void Exchange(std::string_view audio, exchange::Stamp stamp) override {
         Lexo_RecogStatus status = 0;
         Lexo_RecogResult* result = nullptr;
         Require(orvx_proxy_Recognize(session_, audio.data(), static_cast<int>(audio.size()), 1,
