@@ -35,6 +35,7 @@ std::size_t LeadOf(int number, std::size_t length) {
 
 class SmallBuffer {
   public:
+    void Clear() { end_ = bytes_; }
     void PutPrefix(std::size_t length) {
         const std::uint32_t prefix = htonl(static_cast<std::uint32_t>(length));
         end_ = CodedOutputStream::WriteRawToArray(&prefix, sizeof prefix, end_);
@@ -54,7 +55,7 @@ class SmallBuffer {
     }
 
   private:
-    std::uint8_t bytes_[1024];
+    std::uint8_t bytes_[1024] = {};
     std::uint8_t* end_ = bytes_;
 };
 
@@ -65,21 +66,17 @@ class GatherClient final : public exchange::Client {
         exchange::FillAccess(&access_);
         static std::once_flag checked;
         std::call_once(checked, [this] {
-            SmallBuffer before;
-            SmallBuffer after;
-            Write(run_.audio_bytes, before, after);
-            exchange::Require(exchange::RequestFrame{before.Text(), after.Text()} ==
+            Write(run_.audio_bytes);
+            exchange::Require(exchange::RequestFrame{before_.Text(), after_.Text()} ==
                                   exchange::FrameAround(run_.audio_bytes),
                               "other bytes than those of the message classes");
         });
     }
 
     void Exchange(std::string_view audio, exchange::Stamp stamp) override {
-        SmallBuffer before;
-        SmallBuffer after;
-        Write(audio.size(), before, after);
+        Write(audio.size());
         iovec parts[] = {
-            before.Part(), {const_cast<char*>(audio.data()), audio.size()}, after.Part()};
+            before_.Part(), {const_cast<char*>(audio.data()), audio.size()}, after_.Part()};
         socket_.Send(parts);
         const std::string_view body = socket_.Receive();
         exchange::Require(answer_.ParseFromArray(body.data(), static_cast<int>(body.size())),
@@ -92,7 +89,7 @@ class GatherClient final : public exchange::Client {
     }
 
   private:
-    void Write(std::size_t audio_bytes, SmallBuffer& before, SmallBuffer& after) {
+    void Write(std::size_t audio_bytes) {
         header_.set_message_type(MessageHeader::LexoRecogRequest);
         header_.set_name("CapbilityAccessMessage");
         front_.set_identify(exchange::kIdentify);
@@ -108,14 +105,16 @@ class GatherClient final : public exchange::Client {
         const int data_field = CapbilityAccessMessage::kDataFieldNumber;
         const std::size_t middle = access_.ByteSizeLong() + LeadOf(data_field, inner) + inner;
         const int access_field = quorlan::protocol::capbility::kCapbilityAccessMessageFieldNumber;
-        before.PutPrefix(header_.ByteSizeLong() + LeadOf(access_field, middle) + middle);
-        before.Put(header_);
-        before.PutLead(access_field, middle);
-        before.Put(access_);
-        before.PutLead(data_field, inner);
-        before.Put(front_);
-        before.PutLead(audio_field, audio_bytes);
-        after.Put(back_);
+        before_.Clear();
+        before_.PutPrefix(header_.ByteSizeLong() + LeadOf(access_field, middle) + middle);
+        before_.Put(header_);
+        before_.PutLead(access_field, middle);
+        before_.Put(access_);
+        before_.PutLead(data_field, inner);
+        before_.Put(front_);
+        before_.PutLead(audio_field, audio_bytes);
+        after_.Clear();
+        after_.Put(back_);
     }
     void Check(exchange::Stamp stamp) const {
         const auto& segment = response_.sfreetalkresult().psegmentlist(0);
@@ -136,6 +135,7 @@ class GatherClient final : public exchange::Client {
     CapbilityAccessMessage access_;
     LexoRequestMessage front_, back_;  // the request's fields around its audio
     LexoResponseMessage response_;
+    SmallBuffer before_, after_;
 };
 
 }  // namespace

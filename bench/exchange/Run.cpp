@@ -50,10 +50,18 @@ void PinTo(int cpu) {
     if (cpu < 0) {
         return;
     }
-    cpu_set_t set;
-    CPU_ZERO(&set);
-    CPU_SET(static_cast<unsigned>(cpu), &set);
-    Require(::sched_setaffinity(0, sizeof set, &set) == 0, "the processor cannot be chosen");
+    cpu_set_t usable;
+    Require(::sched_getaffinity(0, sizeof usable, &usable) == 0, "no processors");
+    for (int number = 0; number < CPU_SETSIZE; ++number) {
+        if (CPU_ISSET(number, &usable) && cpu-- == 0) {
+            cpu_set_t only;
+            CPU_ZERO(&only);
+            CPU_SET(number, &only);
+            Require(::sched_setaffinity(0, sizeof only, &only) == 0, "this processor is refused");
+            return;
+        }
+    }
+    Fail("there is no such processor");
 }
 
 }  // namespace exchange

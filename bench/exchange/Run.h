@@ -36,6 +36,8 @@ inline void Require(bool is_right, const char* what) {
     }
 }
 
-void PinTo(int cpu);  // does nothing for -1
+// Keeps the calling thread, and those that it starts, on the n-th of the processors it may use; -1:
+// on any.
+void PinTo(int cpu);
 
 }  // namespace exchange
