@@ -66,6 +66,7 @@ TcpClientUser* ConnectionPool::RentHandle(const std::string& ip, int port) {
 
 void ConnectionPool::GiveBackHandle(const std::string& ip, int port, TcpClientUser* client) {
     const std::string key = ServerKey(ip, port);
+    client->Reset();
     client->is_usable_ = true;
     const MutexGuard guard(lock_);
     tcp_clients_[key].push_back(client);

@@ -15,6 +15,9 @@ namespace quorlan::protocol {
 class LexoRequestMessage;
 class LexoResponseMessage;
 }  // namespace quorlan::protocol
+namespace quorlan::protocol::capbility {
+class CapbilityAccessMessage;
+}
 
 class TcpClientUser;
 
@@ -92,6 +95,8 @@ class ProxySession {
     int NextChunkNumber(const Call& call);
     static std::string NewIdentify();
     int BuildMessage(const Call& call, TcpClientUser& client);
+    void FillAccess(int chunk_no, int data_len,
+                    quorlan::protocol::capbility::CapbilityAccessMessage& access) const;
     int ReadAnswer(const Call& call, const TcpClientUser& client);
     int RefusedWith(const quorlan::protocol::LexoResponseMessage& response);
     int TakeAnswer(const Call& call, const quorlan::protocol::LexoResponseMessage& response);

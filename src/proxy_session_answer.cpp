@@ -30,7 +30,7 @@ int ProxySession::ReadAnswer(const Call& call, const TcpClientUser& client) {
         ClearRealTimeInfo();
         return LEXO_ERR_RECOG_FAILED;
     }
-    LexoResponseMessage response;
+    LexoResponseMessage& response = *client.lexo_response_;
     if (!ParseResponseMessage(access.data(), access.data_len(), response)) {
         ORVX_LOG_ERROR("parse from array failed(message_len=%d).", access.data_len());
         return LEXO_ERR_RECOG_FAILED;

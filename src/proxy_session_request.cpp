@@ -2,6 +2,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <array>
 #include <climits>
 
 #include "CapbilityAccess.pb.h"
@@ -15,6 +16,8 @@
 #include "proxy_uuid.h"
 
 using quorlan::protocol::LexoRequestMessage;
+using quorlan::protocol::MessageHeader;
+using quorlan::protocol::capbility::CapbilityAccessMessage;
 
 namespace {
 
@@ -80,7 +83,7 @@ int ProxySession::FillRequest(const Call& call, LexoRequestMessage& request) {
     // The bytes of a closing call are deliberately not sent.
     const bool is_closing = is_realtime_ && call.is_over;
     const int data_len = is_closing ? 0 : call.data_len;
-    request.set_data(is_closing ? "" : call.data, static_cast<std::size_t>(data_len));
+    request.set_data("");  // filled on the way to the socket, as is resource_data
     request.set_data_len(data_len);
 
     if (is_realtime_ && is_first_of_realtime_) {
@@ -122,7 +125,7 @@ int ProxySession::FillResource(LexoRequestMessage& request) const {
         request.set_proload_resource(res_name_);
         return LEXO_ERR_NONE;
     }
-    request.set_resource_data(res_data_, res_data_len_);
+    request.set_resource_data("");
     request.set_resource_data_len(static_cast<int>(res_data_len_));
     // The public formats and those of the request have the same numbers; the last one of the
     // public formats has no counterpart.
@@ -145,36 +148,46 @@ std::string ProxySession::NewIdentify() {
            DateTime::now().ToString(false) + "_" + std::to_string(index) + ",task=recognise";
 }
 
-// Puts the message that goes on the wire into the client: the access message around the serialised
-// request.
+// Puts the message that goes on the wire into the client: the access message around the request,
+// both serialised without the audio and the resource, which are sent from where they are.
 int ProxySession::BuildMessage(const Call& call, TcpClientUser& client) {
     LexoRequestMessage request;
     if (const int error = FillRequest(call, request); error != LEXO_ERR_NONE) {
         return error;
     }
     client.Reset();
-    auto* const header = client.request_message_.get();
-    auto* const access =
-        header->MutableExtension(quorlan::protocol::capbility::capbility_access_message);
-    const std::size_t message_len = request.ByteSizeLong();
-    if (message_len > INT_MAX || !request.SerializeToString(access->mutable_data())) {
+    const std::array<GatheredMessage::Content, 2> contents{
+        {{LexoRequestMessage::kDataFieldNumber,
+          {call.data, static_cast<std::size_t>(request.data_len())}},
+         {LexoRequestMessage::kResourceDataFieldNumber, {res_data_, res_data_len_}}}};
+    const std::span used(contents.data(), request.has_resource_data() ? 2 : 1);
+    GatheredMessage& body = client.request_body_;
+    if (!body.Start(request, used) || body.Bytes() > INT_MAX) {
         ORVX_LOG_ERROR("is_parse_ok false");
         return LEXO_ERR_NETWORK_FAILED;
     }
-    header->set_message_type(quorlan::protocol::MessageHeader::LexoRecogRequest);
-    header->set_name("CapbilityAccessMessage");
-    access->set_data_len(static_cast<int>(message_len));
-    access->set_capkey(cap_name_);
-    access->set_property(property_ + "," + qa_paramter_);
-    access->set_sdk_version(kSdkVersion);
-    access->set_identify(identify_);
-    access->set_chunk_no(request.chunk_no());
-    access->set_udid_type(kDeviceIdentifierType);
+    CapbilityAccessMessage access;
+    FillAccess(request.chunk_no(), static_cast<int>(body.Bytes()), access);
+    body.Wrap(access, CapbilityAccessMessage::kDataFieldNumber);
+    MessageHeader& header = *client.request_message_;
+    header.set_message_type(MessageHeader::LexoRecogRequest);
+    header.set_name("CapbilityAccessMessage");
+    header.MutableExtension(quorlan::protocol::capbility::capbility_access_message);
+    return LEXO_ERR_NONE;
+}
+
+void ProxySession::FillAccess(int chunk_no, int data_len, CapbilityAccessMessage& access) const {
+    access.set_data("");  // filled by the request
+    access.set_data_len(data_len);
+    access.set_capkey(cap_name_);
+    access.set_property(property_ + "," + qa_paramter_);
+    access.set_sdk_version(kSdkVersion);
+    access.set_identify(identify_);
+    access.set_chunk_no(chunk_no);
+    access.set_udid_type(kDeviceIdentifierType);
     std::string machine_identifier;
     get_uuid(machine_identifier);
-    access->set_udid("0:" + machine_identifier);
-    ORVX_LOG_DEBUG("data_len:%d,cap_name:%s,property:%s,chunk_no:%d,uuid:%s", access->data_len(),
-                   cap_name_.c_str(), property_.c_str(), access->chunk_no(),
-                   access->udid().c_str());
-    return LEXO_ERR_NONE;
+    access.set_udid("0:" + machine_identifier);
+    ORVX_LOG_DEBUG("data_len:%d,cap_name:%s,property:%s,chunk_no:%d,uuid:%s", access.data_len(),
+                   cap_name_.c_str(), property_.c_str(), access.chunk_no(), access.udid().c_str());
 }

@@ -1,10 +1,26 @@
 #include "TcpClientUser.h"
 
+#include <array>
+#include <climits>
+
+#include "CapbilityAccess.pb.h"
+#include "LexoMessage.pb.h"
 #include "MessageHeader.pb.h"
 
+using quorlan::protocol::LexoResponseMessage;
+using quorlan::protocol::MessageHeader;
+
+namespace {
+
+// The messages of an answer of many words, parsed, take some three times as much.
+constexpr std::size_t kKeptAnswerBytes = std::size_t{256} << 10;
+
+}  // namespace
+
 TcpClientUser::TcpClientUser(const char* ip, unsigned int port)
-    : request_message_(std::make_unique<quorlan::protocol::MessageHeader>()),
-      response_message_(std::make_unique<quorlan::protocol::MessageHeader>()),
+    : request_message_(std::make_unique<MessageHeader>()),
+      response_message_(std::make_unique<MessageHeader>()),
+      lexo_response_(std::make_unique<LexoResponseMessage>()),
       ip_(ip),
       port_(port) {}
 
@@ -12,7 +28,14 @@ TcpClientUser::~TcpClientUser() = default;
 
 void TcpClientUser::Reset() {
     request_message_->Clear();
+    request_body_.Clear();
+    if (answer_bytes_ > kKeptAnswerBytes) {
+        response_message_ = std::make_unique<MessageHeader>();
+        lexo_response_ = std::make_unique<LexoResponseMessage>();
+        answer_bytes_ = 0;
+    }
     response_message_->Clear();
+    lexo_response_->Clear();
 }
 
 int TcpClientUser::SendRequestAndRecvMessage(int timeout) {
@@ -43,17 +66,20 @@ TcpStatus TcpClientUser::Exchange(const Deadline& deadline) {
 }
 
 TcpStatus TcpClientUser::SendRequest(const Deadline& deadline) {
-    std::vector<char> frame;
-    if (!EncodeFrame(*request_message_, &frame)) {
+    constexpr int kBodyField = quorlan::protocol::capbility::kCapbilityAccessMessageFieldNumber;
+    if (!request_body_.Wrap(*request_message_, kBodyField) || request_body_.Bytes() > INT_MAX) {
         return kTcpUnkown;
     }
+    std::array<char, kFramePrefixBytes> prefix;
+    EncodeFramePrefix(static_cast<std::uint32_t>(request_body_.Bytes()), prefix.data());
+    request_body_.Prepend({prefix.data(), prefix.size()});
     if (!connection_.IsReadyForRequest()) {
         const TcpStatus status = connection_.Connect(ip_, port_, deadline);
         if (status != kTcpOK) {
             return status;
         }
     }
-    return connection_.Send(frame, deadline);
+    return connection_.Send(request_body_.Pieces(), deadline);
 }
 
 TcpStatus TcpClientUser::ReceiveResponse(const Deadline& deadline) {
@@ -69,6 +95,7 @@ TcpStatus TcpClientUser::ReceiveResponse(const Deadline& deadline) {
         return kTcpErrorData;
     }
     const std::string_view body = reader_.Body();
+    answer_bytes_ = body.size();
     const bool parsed =
         response_message_->ParseFromArray(body.data(), static_cast<int>(body.size()));
     return parsed ? kTcpOK : kTcpErrorData;

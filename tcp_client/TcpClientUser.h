@@ -13,11 +13,13 @@
 #include <string>
 
 #include "FrameCodec.h"
+#include "GatheredMessage.h"
 #include "TcpConnection.h"
 
 namespace quorlan::protocol {
+class LexoResponseMessage;
 class MessageHeader;
-}
+}  // namespace quorlan::protocol
 
 class TcpClientUser {
   public:
@@ -27,7 +29,8 @@ class TcpClientUser {
     TcpClientUser(const TcpClientUser&) = delete;
     TcpClientUser& operator=(const TcpClientUser&) = delete;
 
-    // Clears both messages, ready for the next exchange.
+    // Clears the messages, ready for the next exchange. Their memory is kept for it, but not what
+    // an uncommonly large answer has taken.
     void Reset();
 
     // Sends request_message_ and fills response_message_, all within `timeout` milliseconds.
@@ -36,7 +39,13 @@ class TcpClientUser {
     int SendRequestAndRecvMessage(int timeout);
 
     const std::unique_ptr<quorlan::protocol::MessageHeader> request_message_;
-    const std::unique_ptr<quorlan::protocol::MessageHeader> response_message_;
+    // The access message of the request, if there is one. The extension for it is present and empty
+    // in request_message_.
+    GatheredMessage request_body_;
+    std::unique_ptr<quorlan::protocol::MessageHeader> response_message_;
+    // Room for the answer within response_message_, here because parsing into a message that was
+    // used before costs half of parsing into a new one.
+    std::unique_ptr<quorlan::protocol::LexoResponseMessage> lexo_response_;
     std::atomic<bool> is_usable_{true};  // cleared when an exchange fails, set by the pool
     int last_error_ = kTcpOK;
 
@@ -50,4 +59,5 @@ class TcpClientUser {
     const unsigned int port_;
     TcpConnection connection_;
     FrameReader reader_;
+    std::size_t answer_bytes_ = 0;  // of the last answer
 };

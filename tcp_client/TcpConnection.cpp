@@ -1,12 +1,17 @@
 #include "TcpConnection.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdint>
 
@@ -17,11 +22,13 @@ constexpr int kKeepAliveIdleSeconds = 10;
 constexpr int kKeepAliveIntervalSeconds = 5;
 constexpr int kKeepAliveProbes = 3;
 constexpr int kUserTimeoutMilliseconds = 25000;
+constexpr timeval kWaitInKernel{1, 0};
+constexpr int kWaitInKernelMilliseconds = 1000;
+constexpr std::size_t kPiecesAtOnce = 16;
 
 enum class Wait { kReady, kTimeOut, kFailed };
 
 Wait WaitFor(int fd, short events, const Deadline& deadline) {
-    // Asked first: a peer that never lets the socket rest must not outrun the deadline.
     while (const int left = deadline.RemainingMilliseconds()) {
         pollfd entry{fd, events, 0};
         const int ready = ::poll(&entry, 1, left);
@@ -35,7 +42,8 @@ Wait WaitFor(int fd, short events, const Deadline& deadline) {
     return Wait::kTimeOut;
 }
 
-void SetOption(int fd, int level, int name, int value) {
+template <typename Value>
+void SetOption(int fd, int level, int name, const Value& value) {
     // Each option only tunes: a kernel that refuses one still carries the exchange.
     (void)::setsockopt(fd, level, name, &value, sizeof value);
 }
@@ -47,6 +55,45 @@ void TuneSocket(int fd) {
     SetOption(fd, IPPROTO_TCP, TCP_KEEPINTVL, kKeepAliveIntervalSeconds);
     SetOption(fd, IPPROTO_TCP, TCP_KEEPCNT, kKeepAliveProbes);
     SetOption(fd, IPPROTO_TCP, TCP_USER_TIMEOUT, kUserTimeoutMilliseconds);
+    SetOption(fd, SOL_SOCKET, SO_SNDTIMEO, kWaitInKernel);
+    SetOption(fd, SOL_SOCKET, SO_RCVTIMEO, kWaitInKernel);
+}
+
+// For one send or receive when so much time is left: whether the kernel may wait.
+int WaitFlag(int milliseconds_left) {
+    return milliseconds_left < kWaitInKernelMilliseconds ? MSG_DONTWAIT : 0;
+}
+
+bool WouldBlock(int error) {
+    return error == EAGAIN || error == EWOULDBLOCK;
+}
+
+// After a send or a receive that failed: waits if that is all it needs. False if it broke.
+bool MayTryAgain(int fd, short events, const Deadline& deadline) {
+    return errno == EINTR || (WouldBlock(errno) && WaitFor(fd, events, deadline) != Wait::kFailed);
+}
+
+ssize_t SendSome(int fd, std::span<const std::string_view> pieces, int flags) {
+    std::array<iovec, kPiecesAtOnce> parts;
+    const std::size_t count = std::min(pieces.size(), parts.size());
+    std::transform(pieces.begin(), pieces.begin() + static_cast<std::ptrdiff_t>(count),
+                   parts.begin(), [](std::string_view piece) {
+                       return iovec{const_cast<char*>(piece.data()), piece.size()};
+                   });
+    msghdr message{};
+    message.msg_iov = parts.data();
+    message.msg_iovlen = count;
+    return ::sendmsg(fd, &message, MSG_NOSIGNAL | flags);
+}
+
+// What is left of `pieces` behind the first `count` bytes.
+std::span<std::string_view> Behind(std::span<std::string_view> pieces, std::size_t count) {
+    while (!pieces.empty() && count >= pieces.front().size()) {
+        count -= pieces.front().size();
+        pieces = pieces.subspan(1);
+    }
+    if (count > 0) pieces.front().remove_prefix(count);
+    return pieces;
 }
 
 }  // namespace
@@ -67,12 +114,22 @@ bool TcpConnection::IsReadyForRequest() const {
     do {
         peeked = ::recv(fd_, &byte, 1, MSG_PEEK | MSG_DONTWAIT);
     } while (peeked < 0 && errno == EINTR);
-    return peeked < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
+    return peeked < 0 && WouldBlock(errno);
 }
 
 TcpStatus TcpConnection::Connect(const std::string& ip, unsigned int port,
                                  const Deadline& deadline) {
     Close();
+    const TcpStatus status = Open(ip, port, deadline);
+    if (status == kTcpOK) {
+        (void)::fcntl(fd_, F_SETFL, 0);  // from now on it may wait in the kernel
+    } else {
+        Close();
+    }
+    return status;
+}
+
+TcpStatus TcpConnection::Open(const std::string& ip, unsigned int port, const Deadline& deadline) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<std::uint16_t>(port));
@@ -89,34 +146,30 @@ TcpStatus TcpConnection::Connect(const std::string& ip, unsigned int port,
     }
     // An interrupted connect goes on in the background, like one in progress.
     if (errno != EINPROGRESS && errno != EINTR) {
-        Close();
         return kTcpErrorConnect;
     }
     return FinishConnect(deadline.CappedAt(kConnectTimeout));
 }
 
-TcpStatus TcpConnection::FinishConnect(const Deadline& deadline) {
+TcpStatus TcpConnection::FinishConnect(const Deadline& deadline) const {
     int error = 0;
     socklen_t length = sizeof error;
-    if (WaitFor(fd_, POLLOUT, deadline) != Wait::kReady ||
-        ::getsockopt(fd_, SOL_SOCKET, SO_ERROR, &error, &length) != 0 || error != 0) {
-        Close();
-        return kTcpErrorConnect;
-    }
-    return kTcpOK;
+    const bool is_connected = WaitFor(fd_, POLLOUT, deadline) == Wait::kReady &&
+                              ::getsockopt(fd_, SOL_SOCKET, SO_ERROR, &error, &length) == 0 &&
+                              error == 0;
+    return is_connected ? kTcpOK : kTcpErrorConnect;
 }
 
-TcpStatus TcpConnection::Send(std::span<const char> bytes, const Deadline& deadline) {
-    while (!bytes.empty()) {
-        const ssize_t sent = ::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+TcpStatus TcpConnection::Send(std::span<std::string_view> pieces, const Deadline& deadline) {
+    while (!pieces.empty()) {
+        const int left = deadline.RemainingMilliseconds();
+        if (left == 0) {
+            return kTcpErrorTimeOut;
+        }
+        const ssize_t sent = SendSome(fd_, pieces, WaitFlag(left));
         if (sent >= 0) {
-            bytes = bytes.subspan(static_cast<std::size_t>(sent));
-        } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
-            const Wait wait = WaitFor(fd_, POLLOUT, deadline);
-            if (wait != Wait::kReady) {
-                return wait == Wait::kTimeOut ? kTcpErrorTimeOut : kTcpErrorSend;
-            }
-        } else if (errno != EINTR) {
+            pieces = Behind(pieces, static_cast<std::size_t>(sent));
+        } else if (!MayTryAgain(fd_, POLLOUT, deadline)) {
             return kTcpErrorSend;
         }
     }
@@ -125,12 +178,9 @@ TcpStatus TcpConnection::Send(std::span<const char> bytes, const Deadline& deadl
 
 TcpStatus TcpConnection::Receive(std::span<char> room, std::size_t* received,
                                  const Deadline& deadline) {
-    for (;;) {
-        const Wait wait = WaitFor(fd_, POLLIN, deadline);
-        if (wait != Wait::kReady) {
-            return wait == Wait::kTimeOut ? kTcpErrorTimeOut : kTcpUnkown;
-        }
-        const ssize_t count = ::recv(fd_, room.data(), room.size(), 0);
+    // Asked first: a peer that never lets the socket rest must not outrun the deadline.
+    while (const int left = deadline.RemainingMilliseconds()) {
+        const ssize_t count = ::recv(fd_, room.data(), room.size(), WaitFlag(left));
         if (count > 0) {
             *received = static_cast<std::size_t>(count);
             return kTcpOK;
@@ -138,8 +188,9 @@ TcpStatus TcpConnection::Receive(std::span<char> room, std::size_t* received,
         if (count == 0) {
             return kTcpErrorData;
         }
-        if (errno != EINTR && errno != EAGAIN && errno != EWOULDBLOCK) {
+        if (!MayTryAgain(fd_, POLLIN, deadline)) {
             return kTcpUnkown;
         }
     }
+    return kTcpErrorTimeOut;
 }

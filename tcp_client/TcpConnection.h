@@ -1,6 +1,10 @@
 // One TCP socket to one IPv4 server: connect, send, receive, each bounded by a deadline. It knows
 // nothing of messages. Made for one thread at a time.
 //
+// A send or a receive waits in the kernel for up to a second and only then, or when less than that
+// is left, with poll(): so the common exchange costs one call each way, and a deadline holds to the
+// millisecond all the same.
+//
 // A peer that died without a word is noticed by keep-alive probes and the user time-out within
 // 25 s; so is a live one that leaves part of a request unread in the network for as long. No signal
 // is raised, no signal disposition changed, and no descriptor passes to a child program.
@@ -9,6 +13,7 @@
 #include <cstddef>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "Deadline.h"
 
@@ -39,14 +44,16 @@ class TcpConnection {
     // Connects anew to `ip` (dotted IPv4) and the low 16 bits of `port`, within 5 s of `deadline`.
     TcpStatus Connect(const std::string& ip, unsigned int port, const Deadline& deadline);
 
-    // Sends all of `bytes`.
-    TcpStatus Send(std::span<const char> bytes, const Deadline& deadline);
+    // Sends all bytes of all `pieces`, none of which is empty, in order and without copying them.
+    // The list is used up.
+    TcpStatus Send(std::span<std::string_view> pieces, const Deadline& deadline);
 
     // Waits for bytes and puts at least one into `room`; `*received` says how many.
     TcpStatus Receive(std::span<char> room, std::size_t* received, const Deadline& deadline);
 
   private:
-    TcpStatus FinishConnect(const Deadline& deadline);
+    TcpStatus Open(const std::string& ip, unsigned int port, const Deadline& deadline);
+    TcpStatus FinishConnect(const Deadline& deadline) const;
 
     int fd_ = -1;
 };
