@@ -27,7 +27,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const Lexo_ParamValue value =
             is_text ? const_cast<char*>(text.c_str()) : reinterpret_cast<Lexo_ParamValue>(number);
         if (ProxyParamsMgr::CheckConfig(parameter, value) == ProxyParamsMgr::kValid) {
-            ProxyParamsMgr::GetConfigPair(parameter, value);
+            std::string task_config;
+            ProxyParamsMgr::GetConfigPair(parameter, value, &task_config);
         }
     }
     return 0;

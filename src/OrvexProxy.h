@@ -12,6 +12,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <unordered_map>
 
 #include "EngineInfo.h"
 #include "Lexo.h"
@@ -99,7 +100,7 @@ class OrvexProxy {
     // Guarded by rw_lock_.
     std::map<std::string, EngineInfo> engine_list_;
     int session_index_ = 10000;  // the next handle
-    std::map<void*, std::unique_ptr<ProxySession>> session_list_;
+    std::unordered_map<void*, std::unique_ptr<ProxySession>> session_list_;
     std::string ip_;
     int port_ = 0;
 

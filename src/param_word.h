@@ -8,7 +8,7 @@
 
 // A signed number, widened with its sign.
 inline Lexo_ParamValue WordOf(std::intptr_t number) {
-    return reinterpret_cast<Lexo_ParamValue>(number);  // NOLINT(performance-no-int-to-ptr)
+    return reinterpret_cast<Lexo_ParamValue>(number);
 }
 
 inline std::intptr_t NumberOf(const void* word) {

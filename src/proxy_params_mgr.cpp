@@ -132,30 +132,32 @@ int GetInteger(const params_item& item, const std::string& text, int number,
     return ProxyParamsMgr::kValid;
 }
 
-std::string FlagNames(const params_item& item, std::intptr_t mask) {
-    std::string names;
+void AppendFlagNames(const params_item& item, std::intptr_t mask, std::string* text) {
+    bool is_first = true;
     for (const name_value_pair& row : RowsOf(item)) {
         if ((NumberOf(row.value) & mask) != 0) {
-            names += names.empty() ? "" : ";";
-            names += row.name;
+            text->append(is_first ? "" : ";").append(row.name);
+            is_first = false;
         }
     }
-    return names;
 }
 
-// The value as text; "" when the table holds no name for it.
-std::string ValueText(const params_item& item, Lexo_ParamValue word) {
+// Nothing when the table holds no name for the value.
+void AppendValue(const params_item& item, Lexo_ParamValue word, std::string* text) {
     switch (item.value_type) {
         case kParamIntRange:
-            return std::to_string(IntOf(word));
+            text->append(std::to_string(IntOf(word)));
+            break;
         case kParamText:
-            return TextOf(word);
+            text->append(TextOf(word));
+            break;
         case kParamEnumerated: {
             const name_value_pair* row = FindRow(item, word);
-            return row == nullptr ? "" : row->name;
+            text->append(row == nullptr ? "" : row->name);
+            break;
         }
         default:
-            return FlagNames(item, NumberOf(word));
+            AppendFlagNames(item, NumberOf(word), text);
     }
 }
 
@@ -208,19 +210,22 @@ int ProxyParamsMgr::toInt(const std::string& str) {
     return static_cast<int>(result);
 }
 
-std::string ProxyParamsMgr::GetConfigPair(Lexo_ParamKey key, Lexo_ParamValue word) {
+void ProxyParamsMgr::GetConfigPair(Lexo_ParamKey key, Lexo_ParamValue word, std::string* config) {
+    const std::size_t start = config->size();
     for (const params_item& item : g_params_family) {
         if (item.key != key || !HasKnownType(item)) {
             continue;
         }
-        const std::string text = ValueText(item, word);
-        if (!text.empty() || item.value_type == kParamText) {
-            return std::string(item.key_name) + "=" + text;
+        config->append(item.key_name).append("=");
+        const std::size_t value_start = config->size();
+        AppendValue(item, word, config);
+        if (config->size() > value_start || item.value_type == kParamText) {
+            return;
         }
+        config->resize(start);
         ORVX_LOG_ERROR("Param value [%d=%d] invalid.", static_cast<int>(key), IntOf(word));
     }
     ORVX_LOG_ERROR("Param type [%d] not found.", static_cast<int>(key));
-    return "";
 }
 
 bool ProxyParamsMgr::CheckTaskConfig(const std::string& /*cap_name*/, TaskConfig& config,

@@ -17,9 +17,9 @@ class ProxyParamsMgr {
     // Validates a typed value. A failure is logged.
     static int CheckConfig(Lexo_ParamKey key, Lexo_ParamValue value);
 
-    // The parameter as "name=value" for the task configuration; "" when the key has no row or the
-    // value no name, which is logged.
-    static std::string GetConfigPair(Lexo_ParamKey key, Lexo_ParamValue word);
+    // Appends the parameter as "name=value" to the task configuration; nothing when the key has no
+    // row or the value no name, which is logged.
+    static void GetConfigPair(Lexo_ParamKey key, Lexo_ParamValue word, std::string* config);
 
     // Collects in `out_map` the pairs of `config` that fail validation, with an unset word each,
     // and returns true when every pair fails; the first valid pair ends it with false. A name that

@@ -8,6 +8,8 @@
 
 namespace {
 
+constexpr std::size_t kCommonConfigBytes = 500;  // of the task configuration, seldom exceeded
+
 bool IsPropertyText(Lexo_ParamKey key) {
     return key == LEXO_PARAM_PROPERTY_LANGUAGE || key == LEXO_PARAM_PROPERTY_DOMAIN;
 }
@@ -160,6 +162,7 @@ Lexo_ErrCode ProxySession::GetParam(Lexo_ParamKey key, Lexo_ParamValue* value) c
 
 std::string ProxySession::GetConfig() const {
     std::string config;
+    config.reserve(kCommonConfigBytes);
     for (const auto& [key, word] : params_) {
         // The post-processing text travels in a field of its own.
         if (key == LEXO_PARAM_POST_PROCESS) {
@@ -171,7 +174,7 @@ std::string ProxySession::GetConfig() const {
             continue;
         }
         config += config.empty() ? "" : ",";
-        config += ProxyParamsMgr::GetConfigPair(key, word);
+        ProxyParamsMgr::GetConfigPair(key, word, &config);
     }
     ORVX_LOG_INFO("Config for [%s] is [%s]", cap_name_.c_str(), config.c_str());
     return config;

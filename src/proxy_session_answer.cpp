@@ -1,9 +1,8 @@
 // The way back: how a server's answer is checked, taken over, lent to the host and given back.
-#include "CapbilityAccess.pb.h"
 #include "FuncTracer.h"
-#include "LexoMessage.pb.h"
 #include "Logger.h"
 #include "RecogResult.h"
+#include "RecognitionMessages.h"
 #include "TcpClientUser.h"
 #include "proxy_session.h"
 
@@ -30,7 +29,7 @@ int ProxySession::ReadAnswer(const Call& call, const TcpClientUser& client) {
         ClearRealTimeInfo();
         return LEXO_ERR_RECOG_FAILED;
     }
-    LexoResponseMessage& response = *client.lexo_response_;
+    LexoResponseMessage& response = client.recognition_->response;
     if (!ParseResponseMessage(access.data(), access.data_len(), response)) {
         ORVX_LOG_ERROR("parse from array failed(message_len=%d).", access.data_len());
         return LEXO_ERR_RECOG_FAILED;

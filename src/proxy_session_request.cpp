@@ -5,12 +5,11 @@
 #include <array>
 #include <climits>
 
-#include "CapbilityAccess.pb.h"
 #include "ConnectionPool.h"
 #include "DateTime.h"
 #include "FuncTracer.h"
-#include "LexoMessage.pb.h"
 #include "Logger.h"
+#include "RecognitionMessages.h"
 #include "TcpClientUser.h"
 #include "proxy_session.h"
 #include "proxy_uuid.h"
@@ -24,6 +23,7 @@ namespace {
 constexpr int kExchangeTimeoutMilliseconds = 2147483;
 constexpr int kDeviceIdentifierType = 30;
 constexpr const char* kSdkVersion = "3.5";
+constexpr std::size_t kCommonIdentifyBytes = 80;  // seldom exceeded
 
 const char* BoolText(bool value) {
     return value ? "true" : "false";
@@ -144,18 +144,22 @@ std::string ProxySession::NewIdentify() {
         index = identify_index_;
         identify_index_ = index + 1 == INT_MAX ? 1 : index + 1;
     }
-    return std::to_string(::getpid()) + "_" + std::to_string(::pthread_self()) + "_" +
-           DateTime::now().ToString(false) + "_" + std::to_string(index) + ",task=recognise";
+    std::string identify;
+    identify.reserve(kCommonIdentifyBytes);
+    identify.append(std::to_string(::getpid())).append("_");
+    identify.append(std::to_string(::pthread_self())).append("_");
+    identify.append(DateTime::now().ToString(false)).append("_");
+    return identify.append(std::to_string(index)).append(",task=recognise");
 }
 
 // Puts the message that goes on the wire into the client: the access message around the request,
 // both serialised without the audio and the resource, which are sent from where they are.
 int ProxySession::BuildMessage(const Call& call, TcpClientUser& client) {
-    LexoRequestMessage request;
+    client.Reset();
+    LexoRequestMessage& request = client.recognition_->request;
     if (const int error = FillRequest(call, request); error != LEXO_ERR_NONE) {
         return error;
     }
-    client.Reset();
     const std::array<GatheredMessage::Content, 2> contents{
         {{LexoRequestMessage::kDataFieldNumber,
           {call.data, static_cast<std::size_t>(request.data_len())}},
@@ -166,7 +170,7 @@ int ProxySession::BuildMessage(const Call& call, TcpClientUser& client) {
         ORVX_LOG_ERROR("is_parse_ok false");
         return LEXO_ERR_NETWORK_FAILED;
     }
-    CapbilityAccessMessage access;
+    CapbilityAccessMessage& access = client.recognition_->access;
     FillAccess(request.chunk_no(), static_cast<int>(body.Bytes()), access);
     body.Wrap(access, CapbilityAccessMessage::kDataFieldNumber);
     MessageHeader& header = *client.request_message_;

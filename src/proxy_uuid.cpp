@@ -5,13 +5,14 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
-#include <cstdio>
+#include <span>
+#include <string_view>
 
 namespace {
 
 constexpr std::size_t kMaxInterfaces = 16;
+constexpr std::size_t kAddressBytes = 6;
 constexpr std::size_t kCpuIdCharacters = 15;
 constexpr const char* kNoAddress = "00-00-00-00-00-00";
 
@@ -36,12 +37,13 @@ class DatagramSocket {
 };
 
 std::string FormatHardwareAddress(const sockaddr& address) {
-    std::array<unsigned char, 6> bytes;
-    std::copy_n(reinterpret_cast<const unsigned char*>(address.sa_data), bytes.size(),
-                bytes.begin());
-    char text[100];
-    std::snprintf(text, sizeof text, "%02x-%02x-%02x-%02x-%02x-%02x", bytes[0], bytes[1], bytes[2],
-                  bytes[3], bytes[4], bytes[5]);
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    std::string text;
+    for (const char character : std::span(address.sa_data).first<kAddressBytes>()) {
+        const auto byte = static_cast<unsigned char>(character);
+        text += text.empty() ? "" : "-";
+        text += {kDigits[byte / 16], kDigits[byte % 16]};
+    }
     return text;
 }
 

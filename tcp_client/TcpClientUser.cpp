@@ -3,11 +3,9 @@
 #include <array>
 #include <climits>
 
-#include "CapbilityAccess.pb.h"
-#include "LexoMessage.pb.h"
 #include "MessageHeader.pb.h"
+#include "RecognitionMessages.h"
 
-using quorlan::protocol::LexoResponseMessage;
 using quorlan::protocol::MessageHeader;
 
 namespace {
@@ -20,7 +18,7 @@ constexpr std::size_t kKeptAnswerBytes = std::size_t{256} << 10;
 TcpClientUser::TcpClientUser(const char* ip, unsigned int port)
     : request_message_(std::make_unique<MessageHeader>()),
       response_message_(std::make_unique<MessageHeader>()),
-      lexo_response_(std::make_unique<LexoResponseMessage>()),
+      recognition_(std::make_unique<RecognitionMessages>()),
       ip_(ip),
       port_(port) {}
 
@@ -31,11 +29,11 @@ void TcpClientUser::Reset() {
     request_body_.Clear();
     if (answer_bytes_ > kKeptAnswerBytes) {
         response_message_ = std::make_unique<MessageHeader>();
-        lexo_response_ = std::make_unique<LexoResponseMessage>();
+        recognition_ = std::make_unique<RecognitionMessages>();
         answer_bytes_ = 0;
     }
     response_message_->Clear();
-    lexo_response_->Clear();
+    recognition_->Clear();
 }
 
 int TcpClientUser::SendRequestAndRecvMessage(int timeout) {

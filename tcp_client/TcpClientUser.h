@@ -16,10 +16,11 @@
 #include "GatheredMessage.h"
 #include "TcpConnection.h"
 
+struct RecognitionMessages;
+
 namespace quorlan::protocol {
-class LexoResponseMessage;
 class MessageHeader;
-}  // namespace quorlan::protocol
+}
 
 class TcpClientUser {
   public:
@@ -43,9 +44,7 @@ class TcpClientUser {
     // in request_message_.
     GatheredMessage request_body_;
     std::unique_ptr<quorlan::protocol::MessageHeader> response_message_;
-    // Room for the answer within response_message_, here because parsing into a message that was
-    // used before costs half of parsing into a new one.
-    std::unique_ptr<quorlan::protocol::LexoResponseMessage> lexo_response_;
+    std::unique_ptr<RecognitionMessages> recognition_;  // the user's, and cleared with the others
     std::atomic<bool> is_usable_{true};  // cleared when an exchange fails, set by the pool
     int last_error_ = kTcpOK;
 
