@@ -30,6 +30,7 @@ inline std::string Pattern(std::size_t size) {
     return bytes;
 }
 
+// At the begin and the end.
 inline void PutStamp(std::string& audio, Stamp stamp) {
     std::memcpy(audio.data(), &stamp, kStampBytes);
     std::memcpy(audio.data() + audio.size() - kStampBytes, &stamp, kStampBytes);

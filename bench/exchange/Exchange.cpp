@@ -19,11 +19,8 @@
 #include "Rows.h"
 #include "Run.h"
 
+namespace exchange {
 namespace {
-
-using exchange::Cell;
-using exchange::Figures;
-using exchange::Row;
 
 constexpr double kQuickSeconds = 0.06;
 
@@ -32,8 +29,8 @@ struct Plan {
     std::vector<std::string> loads = {"1p", "8", "64"};
     std::vector<std::string> only;
     std::size_t answer_bytes = 300;
-    int rounds = 5;
-    double seconds = 0.3;
+    int rounds = 9;  // many short ones: a large exchange has good processes and bad ones
+    double seconds = 0.15;
 };
 
 Plan ReadPlan(int argc, char** argv) {
@@ -63,11 +60,11 @@ Plan ReadPlan(int argc, char** argv) {
 // The rows that are wanted and built, in their order.
 std::vector<Row> ChooseRows(const std::vector<std::string>& only) {
     std::vector<Row> rows;
-    for (const Row& row : exchange::kRows) {
+    for (const Row& row : kRows) {
         if (!only.empty() && std::find(only.begin(), only.end(), row.name) == only.end()) {
             continue;
         }
-        if (std::filesystem::exists(exchange::Beside(row.program))) {
+        if (std::filesystem::exists(Beside(row.program))) {
             rows.push_back(row);
         } else {
             std::printf("%s is left out, as it is not built.\n", row.name);
@@ -77,7 +74,7 @@ std::vector<Row> ChooseRows(const std::vector<std::string>& only) {
 }
 
 std::string CommandOf(const Row& row, const Cell& cell, const Plan& plan) {
-    std::string command = "'" + exchange::Beside(row.program) + "'";
+    std::string command = "'" + Beside(row.program) + "'";
     command += " --audio " + std::to_string(cell.audio_bytes);
     command += " --answer " + std::to_string(plan.answer_bytes);
     command += " --threads " + std::to_string(std::stoi(cell.load));
@@ -92,20 +89,23 @@ std::string CommandOf(const Row& row, const Cell& cell, const Plan& plan) {
 
 Figures Measure(const std::string& command) {
     std::FILE* const pipe = ::popen(command.c_str(), "r");
-    exchange::Require(pipe != nullptr, "no process");
+    Require(pipe != nullptr, "no process");
     std::string output;
     for (char line[512]; std::fgets(line, sizeof line, pipe) != nullptr;) {
         output += line;
     }
     Figures figures;
-    if (::pclose(pipe) != 0 || !exchange::ReadFigures(output, &figures)) {
+    if (::pclose(pipe) != 0 || !ReadFigures(output, &figures)) {
         std::fprintf(stderr, "%s\n%s", command.c_str(), output.c_str());
-        exchange::Fail("a run failed");
+        Fail("a run failed");
     }
     return figures;
 }
 
 }  // namespace
+}  // namespace exchange
+
+using namespace exchange;
 
 int main(int argc, char** argv) {
     const Plan plan = ReadPlan(argc, argv);
@@ -116,7 +116,7 @@ int main(int argc, char** argv) {
             cells.push_back({load, size});
         }
     }
-    exchange::Results results;
+    Results results;
     for (int round = 0; round < plan.rounds; ++round) {
         for (const Cell& cell : cells) {
             for (const Row& row : rows) {
@@ -127,6 +127,6 @@ int main(int argc, char** argv) {
     }
     std::printf("Medians of %d rounds of %.2f s, answers of %zu bytes, %ld processors.\n",
                 plan.rounds, plan.seconds, plan.answer_bytes, ::sysconf(_SC_NPROCESSORS_ONLN));
-    exchange::PrintFigureTable(cells, results);
-    exchange::PrintRatioTable(cells, results);
+    PrintFigureTable(cells, results);
+    PrintRatioTable(cells, results);
 }

@@ -26,19 +26,6 @@ sockaddr_in Loopback(int port) {
     return address;
 }
 
-// Takes `count` bytes off the front.
-std::span<iovec> Behind(std::span<iovec> parts, std::size_t count) {
-    while (!parts.empty() && count >= parts.front().iov_len) {
-        count -= parts.front().iov_len;
-        parts = parts.subspan(1);
-    }
-    if (!parts.empty()) {
-        parts.front().iov_base = static_cast<char*>(parts.front().iov_base) + count;
-        parts.front().iov_len -= count;
-    }
-    return parts;
-}
-
 }  // namespace
 
 FrameSocket::FrameSocket(int fd) : fd_(fd), buffer_(kSmallFrameBytes) {
@@ -59,14 +46,15 @@ int FrameSocket::Connect(int port) {
 }
 
 void FrameSocket::Send(std::span<iovec> parts) {
-    while (!parts.empty()) {
-        msghdr message{};
-        message.msg_iov = parts.data();
-        message.msg_iovlen = parts.size();
-        const ssize_t sent = ::sendmsg(fd_, &message, MSG_NOSIGNAL);
-        Require(sent > 0, "nothing can be sent");
-        parts = Behind(parts, static_cast<std::size_t>(sent));
+    msghdr message{};
+    message.msg_iov = parts.data();
+    message.msg_iovlen = parts.size();
+    std::size_t bytes = 0;
+    for (const iovec& part : parts) {
+        bytes += part.iov_len;
     }
+    const ssize_t sent = ::sendmsg(fd_, &message, MSG_NOSIGNAL);
+    Require(sent == static_cast<ssize_t>(bytes), "a request cannot be sent");
 }
 
 std::size_t FrameSocket::ReceiveInto(std::size_t have, std::size_t most, int flags) {

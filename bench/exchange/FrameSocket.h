@@ -23,7 +23,7 @@ class FrameSocket {
     // A new connection to a port of this machine.
     static int Connect(int port);
 
-    // Sends all parts; the first one begins with the prefix. What `parts` says is used up.
+    // Sends all parts, the prefix among them, in one call, which a blocking socket completes.
     void Send(std::span<iovec> parts);
     // The body of the next frame, valid until the next call; empty when the peer has hung up.
     std::string_view Receive();

@@ -17,6 +17,7 @@
 #include "Measure.h"
 #include "Messages.h"
 
+namespace exchange {
 namespace {
 
 using google::protobuf::internal::WireFormatLite;
@@ -59,32 +60,30 @@ class SmallBuffer {
     std::uint8_t* end_ = bytes_;
 };
 
-class GatherClient final : public exchange::Client {
+class GatherClient final : public Client {
   public:
-    GatherClient(const exchange::Run& run, int port)
-        : socket_(exchange::FrameSocket::Connect(port)), run_(run) {
-        exchange::FillAccess(&access_);
+    GatherClient(const Run& run, int port) : socket_(FrameSocket::Connect(port)), run_(run) {
+        FillAccess(&access_);
         static std::once_flag checked;
         std::call_once(checked, [this] {
             Write(run_.audio_bytes);
-            exchange::Require(exchange::RequestFrame{before_.Text(), after_.Text()} ==
-                                  exchange::FrameAround(run_.audio_bytes),
-                              "other bytes than those of the message classes");
+            Require(RequestFrame{before_.Text(), after_.Text()} == FrameAround(run_.audio_bytes),
+                    "other bytes than those of the message classes");
         });
     }
 
-    void Exchange(std::string_view audio, exchange::Stamp stamp) override {
+    void Exchange(std::string_view audio, Stamp stamp) override {
         Write(audio.size());
         iovec parts[] = {
             before_.Part(), {const_cast<char*>(audio.data()), audio.size()}, after_.Part()};
         socket_.Send(parts);
         const std::string_view body = socket_.Receive();
-        exchange::Require(answer_.ParseFromArray(body.data(), static_cast<int>(body.size())),
-                          "an answer that does not parse");
+        Require(answer_.ParseFromArray(body.data(), static_cast<int>(body.size())),
+                "an answer that does not parse");
         const std::string& data =
             answer_.GetExtension(quorlan::protocol::capbility::capbility_access_response_message)
                 .data();
-        exchange::Require(response_.ParseFromString(data), "an answer without a response");
+        Require(response_.ParseFromString(data), "an answer without a response");
         Check(stamp);
     }
 
@@ -92,15 +91,15 @@ class GatherClient final : public exchange::Client {
     void Write(std::size_t audio_bytes) {
         header_.set_message_type(MessageHeader::LexoRecogRequest);
         header_.set_name("CapbilityAccessMessage");
-        front_.set_identify(exchange::kIdentify);
-        front_.set_cap_name(exchange::kCapability);
+        front_.set_identify(kIdentify);
+        front_.set_cap_name(kCapability);
         back_.set_data_len(static_cast<int>(audio_bytes));
-        back_.set_task_config(exchange::kTaskConfig);
+        back_.set_task_config(kTaskConfig);
         back_.set_chunk_no(-1);
         const int audio_field = LexoRequestMessage::kDataFieldNumber;
         const std::size_t inner = front_.ByteSizeLong() + LeadOf(audio_field, audio_bytes) +
                                   audio_bytes + back_.ByteSizeLong();
-        access_.set_identify(exchange::kIdentify);
+        access_.set_identify(kIdentify);
         access_.set_data_len(static_cast<int>(inner));
         const int data_field = CapbilityAccessMessage::kDataFieldNumber;
         const std::size_t middle = access_.ByteSizeLong() + LeadOf(data_field, inner) + inner;
@@ -116,21 +115,21 @@ class GatherClient final : public exchange::Client {
         after_.Clear();
         after_.Put(back_);
     }
-    void Check(exchange::Stamp stamp) const {
+    void Check(Stamp stamp) const {
         const auto& segment = response_.sfreetalkresult().psegmentlist(0);
         const auto& words = segment.pelementlistresults(0).pelementlist();
-        bool is_right = response_.identify() == exchange::kIdentify &&
-                        words.size() == exchange::WordsOf(run_.answer_bytes) &&
+        bool is_right = response_.identify() == kIdentify &&
+                        words.size() == WordsOf(run_.answer_bytes) &&
                         std::memcmp(segment.psentenceresults(0).psztext().data(),
-                                    exchange::TextOf(stamp).data(), exchange::kStampTextBytes) == 0;
+                                    TextOf(stamp).data(), kStampTextBytes) == 0;
         for (int i = 0; i < words.size(); ++i) {
-            is_right &= words[i].nstarttime() == i * exchange::kWordMs;
+            is_right &= words[i].nstarttime() == i * kWordMs;
         }
-        exchange::Require(is_right, "another answer");
+        Require(is_right, "another answer");
     }
 
-    exchange::FrameSocket socket_;
-    const exchange::Run& run_;
+    FrameSocket socket_;
+    const Run& run_;
     MessageHeader header_, answer_;
     CapbilityAccessMessage access_;
     LexoRequestMessage front_, back_;  // the request's fields around its audio
@@ -139,9 +138,12 @@ class GatherClient final : public exchange::Client {
 };
 
 }  // namespace
+}  // namespace exchange
+
+using namespace exchange;
 
 int main(int argc, char** argv) {
-    const exchange::Run run = exchange::ReadRun(argc, argv);
-    exchange::Measure(run, exchange::Beside("orvx_exchange_server"),
-                      [&](int port) { return std::make_unique<GatherClient>(run, port); });
+    const Run run = ReadRun(argc, argv);
+    Measure(run, Beside("orvx_exchange_server"),
+            [&](int port) { return std::make_unique<GatherClient>(run, port); });
 }

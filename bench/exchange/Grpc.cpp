@@ -3,34 +3,34 @@
 #include <absl/synchronization/mutex.h>
 #include <grpcpp/grpcpp.h>
 
-#include "Answer.h"
 #include "Measure.h"
 #include "Recogniser.grpc.pb.h"
 #include "ServerProcess.h"
 
+namespace exchange {
 namespace {
 
-using exchange::rpc::Recogniser;
-using exchange::rpc::Reply;
-using exchange::rpc::Request;
+using rpc::Recogniser;
+using rpc::Reply;
+using rpc::Request;
 
 class Service final : public Recogniser::Service {
   public:
-    explicit Service(const exchange::Run& run)
-        : check_(run.audio_bytes), answer_(run.answer_bytes) {}
+    explicit Service(const Run& run)
+        : check_(run.audio_bytes), answer_(Pattern(run.answer_bytes)) {}
 
     grpc::Status Recognise(grpc::ServerContext*, const Request* request, Reply* reply) override {
-        exchange::StampedAnswer answer = answer_;
-        reply->set_answer(answer.For(check_.Of(request->audio())));
+        reply->set_answer(answer_);
+        PutStamp(*reply->mutable_answer(), check_.Of(request->audio()));
         return grpc::Status::OK;
     }
 
   private:
-    const exchange::AudioCheck check_;
-    const exchange::StampedAnswer answer_;
+    const AudioCheck check_;
+    const std::string answer_;
 };
 
-void Serve(const exchange::Run& run) {
+[[noreturn]] void Serve(const Run& run) {
     Service service(run);
     int port = 0;
     grpc::ServerBuilder builder;
@@ -38,9 +38,8 @@ void Serve(const exchange::Run& run) {
     builder.AddListeningPort("127.0.0.1:0", grpc::InsecureServerCredentials(), &port);
     builder.RegisterService(&service);
     const auto server = builder.BuildAndStart();
-    exchange::Require(server != nullptr, "no server");
-    exchange::ServeOn(port);
-    std::_Exit(0);  // connections are still open
+    Require(server != nullptr, "no server");
+    ServeOn(port);
 }
 
 std::shared_ptr<grpc::Channel> Connect(int port) {
@@ -50,40 +49,43 @@ std::shared_ptr<grpc::Channel> Connect(int port) {
     arguments.SetInt(GRPC_ARG_ENABLE_HTTP_PROXY, 0);
     auto channel = grpc::CreateCustomChannel("ipv4:127.0.0.1:" + std::to_string(port),
                                              grpc::InsecureChannelCredentials(), arguments);
-    exchange::Require(
-        channel->WaitForConnected(std::chrono::system_clock::now() + std::chrono::seconds(20)),
-        "no connection");
+    Require(channel->WaitForConnected(std::chrono::system_clock::now() + std::chrono::seconds(20)),
+            "no connection");
     return channel;
 }
 
-class GrpcClient final : public exchange::Client {
+class GrpcClient final : public Client {
   public:
-    GrpcClient(const exchange::Run& run, int port)
-        : stub_(Recogniser::NewStub(Connect(port))), answer_(run.answer_bytes) {}
+    GrpcClient(const Run& run, int port)
+        : stub_(Recogniser::NewStub(Connect(port))), answer_(Pattern(run.answer_bytes)) {}
 
-    void Exchange(std::string_view audio, exchange::Stamp stamp) override {
+    void Exchange(std::string_view audio, Stamp stamp) override {
         request_.set_audio(audio.data(), audio.size());
         grpc::ClientContext context;
-        exchange::Require(stub_->Recognise(&context, request_, &reply_).ok(), "a failed call");
-        exchange::Require(reply_.answer() == answer_.For(stamp), "another answer");
+        Require(stub_->Recognise(&context, request_, &reply_).ok(), "a failed call");
+        PutStamp(answer_, stamp);
+        Require(reply_.answer() == answer_, "another answer");
     }
 
   private:
     const std::unique_ptr<Recogniser::Stub> stub_;
-    exchange::StampedAnswer answer_;
+    std::string answer_;
     Request request_;
     Reply reply_;
 };
 
 }  // namespace
+}  // namespace exchange
+
+using namespace exchange;
 
 int main(int argc, char** argv) {
     // The distribution's build searches for deadlocks at each lock, a tenth of gRPC's time.
     absl::SetMutexDeadlockDetectionMode(absl::OnDeadlockCycle::kIgnore);
-    const exchange::Run run = exchange::ReadRun(argc, argv);
+    const Run run = ReadRun(argc, argv);
     if (run.is_server) {
         Serve(run);
     }
-    exchange::Measure(run, exchange::Beside("orvx_exchange_grpc"),
-                      [&](int port) { return std::make_unique<GrpcClient>(run, port); });
+    Measure(run, Beside("orvx_exchange_grpc"),
+            [&](int port) { return std::make_unique<GrpcClient>(run, port); });
 }

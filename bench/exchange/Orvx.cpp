@@ -8,21 +8,18 @@
 #include "Measure.h"
 #include "Messages.h"
 
+namespace exchange {
 namespace {
 
-using exchange::Require;
-
-class OrvxClient final : public exchange::Client {
+class OrvxClient final : public Client {
   public:
-    explicit OrvxClient(const exchange::Run& run)
-        : words_(exchange::WordsOf(run.answer_bytes)),
-          filler_(run.answer_bytes, exchange::kFiller) {
-        Require(orvx_proxy_SessionStart(exchange::kCapability, &session_) == LEXO_ERR_NONE,
-                "no session");
+    explicit OrvxClient(const Run& run)
+        : words_(WordsOf(run.answer_bytes)), filler_(run.answer_bytes, kFiller) {
+        Require(orvx_proxy_SessionStart(kCapability, &session_) == LEXO_ERR_NONE, "no session");
     }
     ~OrvxClient() override { orvx_proxy_SessionStop(session_); }
 
-    void Exchange(std::string_view audio, exchange::Stamp stamp) override {
+    void Exchange(std::string_view audio, Stamp stamp) override {
         Lexo_RecogStatus status = 0;
         Lexo_RecogResult* result = nullptr;
         Require(orvx_proxy_Recognize(session_, audio.data(), static_cast<int>(audio.size()), 1,
@@ -35,22 +32,21 @@ class OrvxClient final : public exchange::Client {
     }
 
   private:
-    void Check(const Lexo_Freetalk_Result& result, exchange::Stamp stamp) const {
+    void Check(const Lexo_Freetalk_Result& result, Stamp stamp) const {
         const Lexo_Freetalk_Segment& segment = *result.pSegmentList;
         const Lexo_Freetalk_Sentence& sentence = *segment.pSentenceResults;
         const Lexo_Freetalk_ElementList& list = *segment.pElementListResults;
-        Require(std::memcmp(sentence.pszText, exchange::TextOf(stamp).data(),
-                            exchange::kStampTextBytes) == 0,
+        Require(std::memcmp(sentence.pszText, TextOf(stamp).data(), kStampTextBytes) == 0,
                 "the answer to another request");
-        const char* const rest = sentence.pszText + exchange::kStampTextBytes;
-        Require(filler_.compare(0, std::strlen(rest), rest) == 0 &&
-                    sentence.nScore == exchange::kScore && list.nElementCount == words_,
+        const char* const rest = sentence.pszText + kStampTextBytes;
+        Require(filler_.compare(0, std::strlen(rest), rest) == 0 && sentence.nScore == kScore &&
+                    list.nElementCount == words_,
                 "an answer with another sentence");
         bool is_right = true;
         for (int i = 0; i < words_; ++i) {
             const Lexo_Freetalk_Element& word = list.pElementList[i];
-            is_right &= word.nStartTime == i * exchange::kWordMs &&
-                        word.nEndTime == (i + 1) * exchange::kWordMs && word.nPosInText == i;
+            is_right &= word.nStartTime == i * kWordMs && word.nEndTime == (i + 1) * kWordMs &&
+                        word.nPosInText == i;
         }
         Require(is_right, "an answer with other words");
     }
@@ -67,13 +63,16 @@ void StartEngine(int port) {
 }
 
 }  // namespace
+}  // namespace exchange
+
+using namespace exchange;
 
 int main(int argc, char** argv) {
-    const exchange::Run run = exchange::ReadRun(argc, argv);
+    const Run run = ReadRun(argc, argv);
     // The folder of the build holds the configuration as shipped.
-    const std::string home = std::filesystem::path(exchange::Beside("..")).lexically_normal();
+    const std::string home = std::filesystem::path(Beside("..")).lexically_normal();
     ::setenv("QUORLAN_HOME", home.c_str(), 0);
-    exchange::Measure(run, exchange::Beside("orvx_exchange_server"), [&](int port) {
+    Measure(run, Beside("orvx_exchange_server"), [&](int port) {
         StartEngine(port);
         return std::make_unique<OrvxClient>(run);
     });

@@ -6,36 +6,39 @@
 #include "Measure.h"
 #include "Messages.h"
 
+namespace exchange {
 namespace {
 
-class RawClient final : public exchange::Client {
+class RawClient final : public Client {
   public:
-    RawClient(const exchange::Run& run, int port)
-        : socket_(exchange::FrameSocket::Connect(port)),
-          request_(exchange::FrameAround(run.audio_bytes)),
-          answer_(run.answer_bytes, std::strlen(exchange::kIdentify)) {}
+    RawClient(const Run& run, int port)
+        : socket_(FrameSocket::Connect(port)),
+          request_(FrameAround(run.audio_bytes)),
+          answer_(run.answer_bytes, std::strlen(kIdentify)) {}
 
-    void Exchange(std::string_view audio, exchange::Stamp stamp) override {
+    void Exchange(std::string_view audio, Stamp stamp) override {
         iovec parts[] = {{request_.before.data(), request_.before.size()},
                          {const_cast<char*>(audio.data()), audio.size()},
                          {request_.after.data(), request_.after.size()}};
         socket_.Send(parts);
         const std::string_view body = socket_.Receive();
-        answer_.Patch(exchange::kIdentify, stamp);
-        exchange::Require(body == std::string_view(answer_.bytes).substr(exchange::kPrefixBytes),
-                          "another answer");
+        answer_.Patch(kIdentify, stamp);
+        Require(body == std::string_view(answer_.bytes).substr(kPrefixBytes), "another answer");
     }
 
   private:
-    exchange::FrameSocket socket_;
-    exchange::RequestFrame request_;  // its own copy, as the parts are not const
-    exchange::AnswerFrame answer_;
+    FrameSocket socket_;
+    RequestFrame request_;  // its own copy, as the parts are not const
+    AnswerFrame answer_;
 };
 
 }  // namespace
+}  // namespace exchange
+
+using namespace exchange;
 
 int main(int argc, char** argv) {
-    const exchange::Run run = exchange::ReadRun(argc, argv);
-    exchange::Measure(run, exchange::Beside("orvx_exchange_server"),
-                      [&](int port) { return std::make_unique<RawClient>(run, port); });
+    const Run run = ReadRun(argc, argv);
+    Measure(run, Beside("orvx_exchange_server"),
+            [&](int port) { return std::make_unique<RawClient>(run, port); });
 }

@@ -40,23 +40,9 @@ std::string Field(std::optional<double> ratio, const char* relation, double goal
 
 }  // namespace
 
-const Results::Rounds& Results::Of(const Cell& cell, const std::string& row) const {
-    static const Rounds kNone;
-    const auto rows = rounds_.find(cell);
-    if (rows == rounds_.end()) {
-        return kNone;
-    }
-    const auto rounds = rows->second.find(row);
-    return rounds == rows->second.end() ? kNone : rounds->second;
-}
-
-bool Results::Has(const Cell& cell, const std::string& row) const {
-    return !Of(cell, row).empty();
-}
-
 double Results::Median(const Cell& cell, const std::string& row, double Figures::*figure) const {
     std::vector<double> values;
-    for (const auto& [round, figures] : Of(cell, row)) {
+    for (const auto& [round, figures] : rounds_.at({cell, row})) {
         values.push_back(figures.*figure);
     }
     return MedianOf(values);
@@ -64,14 +50,15 @@ double Results::Median(const Cell& cell, const std::string& row, double Figures:
 
 std::optional<double> Results::Ratio(const Cell& cell, const std::string& upper,
                                      const std::string& lower, double Figures::*figure) const {
-    std::vector<double> ratios;
-    const Rounds& below = Of(cell, lower);
-    for (const auto& [round, figures] : Of(cell, upper)) {
-        if (const auto other = below.find(round); other != below.end()) {
-            ratios.push_back(figures.*figure / (other->second.*figure));
-        }
+    if (!Has(cell, upper) || !Has(cell, lower)) {
+        return std::nullopt;
     }
-    return ratios.empty() ? std::nullopt : std::optional(MedianOf(ratios));
+    std::vector<double> ratios;
+    const Rounds& below = rounds_.at({cell, lower});
+    for (const auto& [round, figures] : rounds_.at({cell, upper})) {
+        ratios.push_back(figures.*figure / (below.at(round).*figure));
+    }
+    return MedianOf(ratios);
 }
 
 std::optional<double> Results::CostRatio(const Cell& cell, const std::string& upper,

@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Figures.h"
@@ -53,9 +54,11 @@ constexpr unsigned kMemoryThreads = 64;
 class Results {
   public:
     void Add(const Cell& cell, const std::string& row, int round, const Figures& figures) {
-        rounds_[cell][row][round] = figures;
+        rounds_[{cell, row}][round] = figures;
     }
-    bool Has(const Cell& cell, const std::string& row) const;
+    bool Has(const Cell& cell, const std::string& row) const {
+        return rounds_.contains({cell, row});
+    }
     double Median(const Cell& cell, const std::string& row, double Figures::*figure) const;
     // The median of the ratios within each round: two rows of a round are neighbours in time.
     std::optional<double> Ratio(const Cell& cell, const std::string& upper,
@@ -66,9 +69,7 @@ class Results {
 
   private:
     using Rounds = std::map<int, Figures>;
-    const Rounds& Of(const Cell& cell, const std::string& row) const;
-
-    std::map<Cell, std::map<std::string, Rounds>> rounds_;
+    std::map<std::pair<Cell, std::string>, Rounds> rounds_;
 };
 
 void PrintFigureTable(const std::vector<Cell>& cells, const Results& results);

@@ -23,7 +23,7 @@ Run ReadRun(int argc, char** argv) {
     app.add_option("--calls", run.calls, "of each thread, instead of a time");
     app.add_option("--client-cpu", run.client_cpu);
     app.add_option("--server-cpu", run.server_cpu);
-    app.add_flag("--server", run.is_server, "be the server, until standard input ends");
+    app.add_flag("--server", run.is_server, "be the server");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

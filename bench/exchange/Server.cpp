@@ -14,13 +14,14 @@
 #include "Messages.h"
 #include "ServerProcess.h"
 
+namespace exchange {
 namespace {
 
 using google::protobuf::internal::WireFormatLite;
 using quorlan::protocol::LexoRequestMessage;
 using quorlan::protocol::capbility::CapbilityAccessMessage;
 
-exchange::Run options;
+Run options;
 
 // Reads the fields of nested messages in the order in which they were written.
 class Fields {
@@ -34,16 +35,16 @@ class Fields {
         std::uint32_t length = 0;
         std::uint32_t tag = in_.ReadTag();
         while (tag != 0 && WireFormatLite::GetTagFieldNumber(tag) != number) {
-            exchange::Require(WireFormatLite::SkipField(&in_, tag), "a frame of another kind");
+            Require(WireFormatLite::SkipField(&in_, tag), "a frame of another kind");
             tag = in_.ReadTag();
         }
-        exchange::Require(tag != 0 && in_.ReadVarint32(&length), "a field is missing");
+        Require(tag != 0 && in_.ReadVarint32(&length), "a field is missing");
         return length;
     }
     std::string_view Read(int number) {
         const std::size_t length = Enter(number);
         const auto place = static_cast<std::size_t>(in_.CurrentPosition());
-        exchange::Require(in_.Skip(static_cast<int>(length)), "a field that is cut off");
+        Require(in_.Skip(static_cast<int>(length)), "a field that is cut off");
         return body_.substr(place, length);
     }
 
@@ -71,23 +72,23 @@ Request Look(std::string_view body) {
 void CheckWhole(std::string_view body, const Request& seen) {
     quorlan::protocol::MessageHeader header;
     LexoRequestMessage inner;
-    exchange::Require(header.ParseFromArray(body.data(), static_cast<int>(body.size())),
-                      "a frame that does not parse");
+    Require(header.ParseFromArray(body.data(), static_cast<int>(body.size())),
+            "a frame that does not parse");
     const auto& access =
         header.GetExtension(quorlan::protocol::capbility::capbility_access_message);
-    exchange::Require(inner.ParseFromString(access.data()) && inner.data() == seen.audio &&
-                          inner.identify() == seen.identify && access.identify() == seen.identify &&
-                          inner.chunk_no() == -1,
-                      "a request with other content");
+    Require(inner.ParseFromString(access.data()) && inner.data() == seen.audio &&
+                inner.identify() == seen.identify && access.identify() == seen.identify &&
+                inner.chunk_no() == -1,
+            "a request with other content");
 }
 
-void Serve(exchange::FrameSocket& socket) {
-    static const exchange::AudioCheck check(options.audio_bytes);
-    std::optional<exchange::AnswerFrame> answer;
+void Serve(FrameSocket& socket) {
+    static const AudioCheck check(options.audio_bytes);
+    std::optional<AnswerFrame> answer;
     for (std::string_view body = socket.Receive(); !body.empty(); body = socket.Receive()) {
         const Request request = Look(body);
-        const exchange::Stamp stamp = check.Of(request.audio);
-        if ((stamp & exchange::kCheckEveryByte) != 0) {
+        const Stamp stamp = check.Of(request.audio);
+        if ((stamp & kCheckEveryByte) != 0) {
             CheckWhole(body, request);
         }
         if (!answer || answer->identify_bytes != request.identify.size()) {
@@ -100,9 +101,11 @@ void Serve(exchange::FrameSocket& socket) {
 }
 
 }  // namespace
+}  // namespace exchange
+
+using namespace exchange;
 
 int main(int argc, char** argv) {
-    options = exchange::ReadRun(argc, argv);
-    exchange::ServeOn(exchange::ServeFrames(Serve));
-    std::_Exit(0);  // the threads still wait for requests
+    options = ReadRun(argc, argv);
+    ServeOn(ServeFrames(Serve));
 }

@@ -31,33 +31,21 @@ namespace {
     std::_Exit(127);
 }
 
-int ReadNumber(int fd) {
-    std::string text;
-    for (char byte = 0; ::read(fd, &byte, 1) == 1 && byte != '\n';) {
-        text += byte;
-    }
-    return std::atoi(text.c_str());
-}
-
 }  // namespace
 
 ServerProcess::ServerProcess(const std::string& program, const Run& run) {
-    int commands[2];
     int reports[2];
-    Require(::pipe2(commands, O_CLOEXEC) == 0 && ::pipe2(reports, O_CLOEXEC) == 0, "no pipe");
+    Require(::pipe2(reports, O_CLOEXEC) == 0, "no pipe");
     pid_ = ::fork();
     Require(pid_ >= 0, "no process");
     if (pid_ == 0) {
-        ::dup2(commands[0], STDIN_FILENO);
         ::dup2(reports[1], STDOUT_FILENO);
         BecomeServer(program, run);
     }
-    ::close(commands[0]);
     ::close(reports[1]);
-    stopper_ = commands[1];
-    port_ = ReadNumber(reports[0]);
-    ::close(reports[0]);
-    Require(port_ > 0, "the server does not start");
+    std::FILE* const report = ::fdopen(reports[0], "r");
+    Require(std::fscanf(report, "%d", &port_) == 1, "the server does not start");
+    std::fclose(report);
     Require(::clock_getcpuclockid(pid_, &cpu_clock_) == 0, "no clock of the server");
 }
 
@@ -69,16 +57,17 @@ void ServerProcess::Stop() {
     if (pid_ < 0) {
         return;
     }
-    ::close(stopper_);
     int status = 0;
+    ::kill(pid_, SIGTERM);
     ::waitpid(std::exchange(pid_, -1), &status, 0);
-    Require(WIFEXITED(status) && WEXITSTATUS(status) == 0, "the server failed");
+    Require(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM, "the server failed");
 }
 
 void ServeOn(int port) {
     std::printf("%d\n", port);
     std::fflush(stdout);
-    for (char ignored = 0; ::read(STDIN_FILENO, &ignored, 1) > 0;) {
+    for (;;) {
+        ::pause();
     }
 }
 

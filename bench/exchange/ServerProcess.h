@@ -22,18 +22,17 @@ class ServerProcess {
 
     int Port() const { return port_; }
     std::uint64_t CpuNs() const;
-    // Ends the server; it must not have found anything wrong.
+    // Ends the server, which must not have ended by itself: it does when something is wrong.
     void Stop();
 
   private:
     pid_t pid_ = -1;
-    int stopper_ = -1;
     int port_ = 0;
     clockid_t cpu_clock_{};
 };
 
-// Within the server: tells its parent the port, and returns when the server is to end.
-void ServeOn(int port);
+// Within the server, whose threads do the work: tells its parent the port, and waits for the end.
+[[noreturn]] void ServeOn(int port);
 
 std::uint64_t NowNs(clockid_t clock);
 

@@ -8,11 +8,11 @@
 
 #include <thread>
 
-#include "Answer.h"
 #include "Measure.h"
 #include "Recogniser.h"
 #include "ServerProcess.h"
 
+namespace exchange {
 namespace {
 
 using apache::thrift::protocol::TBinaryProtocol;
@@ -25,19 +25,19 @@ using apache::thrift::transport::TSocket;
 using apache::thrift::transport::TTransport;
 using apache::thrift::transport::TTransportFactory;
 
-class Handler final : public exchange::rpc::RecogniserIf {
+class Handler final : public rpc::RecogniserIf {
   public:
-    explicit Handler(const exchange::Run& run)
-        : check_(run.audio_bytes), answer_(run.answer_bytes) {}
+    explicit Handler(const Run& run)
+        : check_(run.audio_bytes), answer_(Pattern(run.answer_bytes)) {}
 
     void Recognise(std::string& answer, const std::string& audio) override {
-        exchange::StampedAnswer stamped = answer_;
-        answer = stamped.For(check_.Of(audio));
+        answer = answer_;
+        PutStamp(answer, check_.Of(audio));
     }
 
   private:
-    const exchange::AudioCheck check_;
-    const exchange::StampedAnswer answer_;
+    const AudioCheck check_;
+    const std::string answer_;
 };
 
 // Version 0.17 adds up what a framed transport has read in its whole life, and closes the
@@ -65,56 +65,57 @@ class TellPort final : public TServerEventHandler {
   public:
     explicit TellPort(const TServerSocket& socket) : socket_(socket) {}
     void preServe() override {
-        std::thread([port = socket_.getPort()] {
-            exchange::ServeOn(port);
-            std::_Exit(0);
-        }).detach();
+        std::thread([port = socket_.getPort()] { ServeOn(port); }).detach();
     }
 
   private:
     const TServerSocket& socket_;
 };
 
-void Serve(const exchange::Run& run) {
+[[noreturn]] void Serve(const Run& run) {
     const auto socket = std::make_shared<TServerSocket>("127.0.0.1", 0);
     TThreadedServer server(
-        std::make_shared<exchange::rpc::RecogniserProcessor>(std::make_shared<Handler>(run)),
-        socket, std::make_shared<FramedTransportFactory>(),
-        std::make_shared<TBinaryProtocolFactory>());
+        std::make_shared<rpc::RecogniserProcessor>(std::make_shared<Handler>(run)), socket,
+        std::make_shared<FramedTransportFactory>(), std::make_shared<TBinaryProtocolFactory>());
     server.setServerEventHandler(std::make_shared<TellPort>(*socket));
     server.serve();
+    Fail("the server has ended");
 }
 
-class ThriftClient final : public exchange::Client {
+class ThriftClient final : public Client {
   public:
-    ThriftClient(const exchange::Run& run, int port)
+    ThriftClient(const Run& run, int port)
         : transport_(
               std::make_shared<FramedTransport>(std::make_shared<TSocket>("127.0.0.1", port))),
           client_(std::make_shared<TBinaryProtocol>(transport_)),
-          answer_(run.answer_bytes) {
+          answer_(Pattern(run.answer_bytes)) {
         transport_->open();
     }
 
-    void Exchange(std::string_view audio, exchange::Stamp stamp) override {
+    void Exchange(std::string_view audio, Stamp stamp) override {
         argument_.assign(audio);  // a host has a pointer and a length
         client_.Recognise(reply_, argument_);
-        exchange::Require(reply_ == answer_.For(stamp), "another answer");
+        PutStamp(answer_, stamp);
+        Require(reply_ == answer_, "another answer");
     }
 
   private:
     const std::shared_ptr<TTransport> transport_;
-    exchange::rpc::RecogniserClient client_;
-    exchange::StampedAnswer answer_;
+    rpc::RecogniserClient client_;
+    std::string answer_;
     std::string argument_, reply_;
 };
 
 }  // namespace
+}  // namespace exchange
+
+using namespace exchange;
 
 int main(int argc, char** argv) {
-    const exchange::Run run = exchange::ReadRun(argc, argv);
+    const Run run = ReadRun(argc, argv);
     if (run.is_server) {
         Serve(run);
     }
-    exchange::Measure(run, exchange::Beside("orvx_exchange_thrift"),
-                      [&](int port) { return std::make_unique<ThriftClient>(run, port); });
+    Measure(run, Beside("orvx_exchange_thrift"),
+            [&](int port) { return std::make_unique<ThriftClient>(run, port); });
 }
