@@ -157,6 +157,23 @@ void ConvertAnalysis(const LexoResponseMessage::Lexo_Analysis_Result& message,
                 ConvertAnalysisSegment);
 }
 
+void Convert(const LexoResponseMessage& response, Lexo_RecogResult* result) {
+    switch (result->nEngineType) {
+        case LEXO_ENGINE_FREETALK:
+            ConvertFreetalk(response.sfreetalkresult(), &result->sFreetalkResult);
+            break;
+        case LEXO_ENGINE_GRAMMAR:
+            ConvertGrammar(response.sgrammarresult(), &result->sGrammarResult);
+            break;
+        case LEXO_ENGINE_KEYWORDSPOT:
+            ConvertKeywordspot(response.skeywordspotresult(), &result->sKeywordspotResult);
+            break;
+        case LEXO_ENGINE_ANALYSIS:
+            ConvertAnalysis(response.sanalysisresult(), &result->sAnalysisResult);
+            break;
+    }
+}
+
 }  // namespace
 
 int EngineTypeInAnswer(const LexoResponseMessage& response) {
@@ -190,19 +207,11 @@ bool ParseResponse(const LexoResponseMessage& response, Lexo_RecogResult* result
     ReleaseResult(result);
     std::memset(result, 0, sizeof *result);  // all of the union, not its first member alone
     result->nEngineType = static_cast<Lexo_EngineType>(engine_type);
-    switch (result->nEngineType) {
-        case LEXO_ENGINE_FREETALK:
-            ConvertFreetalk(response.sfreetalkresult(), &result->sFreetalkResult);
-            break;
-        case LEXO_ENGINE_GRAMMAR:
-            ConvertGrammar(response.sgrammarresult(), &result->sGrammarResult);
-            break;
-        case LEXO_ENGINE_KEYWORDSPOT:
-            ConvertKeywordspot(response.skeywordspotresult(), &result->sKeywordspotResult);
-            break;
-        case LEXO_ENGINE_ANALYSIS:
-            ConvertAnalysis(response.sanalysisresult(), &result->sAnalysisResult);
-            break;
+    try {
+        Convert(response, result);
+    } catch (const std::bad_alloc&) {
+        ReleaseResult(result);  // the host may fetch it: an empty one, no half
+        throw;
     }
     return true;
 }

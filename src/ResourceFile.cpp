@@ -10,6 +10,7 @@
 #include <cstring>
 #include <new>
 
+#include "FileDescriptor.h"
 #include "Logger.h"
 
 namespace {
@@ -20,23 +21,16 @@ class ReadOnlyFile {
   public:
     // Without blocking: opening a FIFO for reading would wait for a writer.
     explicit ReadOnlyFile(const char* path)
-        : fd_(::open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {}
-    ~ReadOnlyFile() {
-        if (fd_ >= 0) {
-            ::close(fd_);
-        }
-    }
-    ReadOnlyFile(const ReadOnlyFile&) = delete;
-    ReadOnlyFile& operator=(const ReadOnlyFile&) = delete;
+        : file_(::open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {}
 
-    bool IsOpen() const { return fd_ >= 0; }
+    bool IsOpen() const { return file_.IsOpen(); }
     off_t Size() const {
-        const off_t size = ::lseek(fd_, 0, SEEK_END);
-        return size < 0 || ::lseek(fd_, 0, SEEK_SET) != 0 ? -1 : size;
+        const off_t size = ::lseek(file_.Get(), 0, SEEK_END);
+        return size < 0 || ::lseek(file_.Get(), 0, SEEK_SET) != 0 ? -1 : size;
     }
     bool Read(char* bytes, std::size_t count) const {
         while (count > 0) {
-            const ssize_t got = ::read(fd_, bytes, count);
+            const ssize_t got = ::read(file_.Get(), bytes, count);
             if (got == 0 || (got < 0 && errno != EINTR)) {
                 return false;
             }
@@ -49,7 +43,7 @@ class ReadOnlyFile {
     }
 
   private:
-    const int fd_;
+    const FileDescriptor file_;
 };
 
 Lexo_ErrCode FailedAllocation(int length) {

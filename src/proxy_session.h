@@ -97,7 +97,7 @@ class ProxySession {
     int BuildMessage(const Call& call, TcpClientUser& client);
     void FillAccess(int chunk_no, int data_len,
                     quorlan::protocol::capbility::CapbilityAccessMessage& access) const;
-    int ReadAnswer(const Call& call, const TcpClientUser& client);
+    int ReadAnswer(const Call& call, TcpClientUser& client);
     int RefusedWith(const quorlan::protocol::LexoResponseMessage& response);
     int TakeAnswer(const Call& call, const quorlan::protocol::LexoResponseMessage& response);
     void FollowRealTime(const Call& call, const quorlan::protocol::LexoResponseMessage& response);

@@ -20,7 +20,7 @@ bool ParseResponseMessage(const std::string& data, int data_len, LexoResponseMes
 
 }  // namespace
 
-int ProxySession::ReadAnswer(const Call& call, const TcpClientUser& client) {
+int ProxySession::ReadAnswer(const Call& call, TcpClientUser& client) {
     const auto& access = client.response_message_->GetExtension(
         quorlan::protocol::capbility::capbility_access_response_message);
     ORVX_LOG_INFO("process_time <%d>!", access.process_time());
@@ -35,6 +35,8 @@ int ProxySession::ReadAnswer(const Call& call, const TcpClientUser& client) {
         return LEXO_ERR_RECOG_FAILED;
     }
     if (response.identify() != identify_) {
+        // The answer that was asked for may still come: it must not meet the next request.
+        client.Disconnect();
         ORVX_LOG_ERROR(
             "Result not match request, Verification failed!cap_name=%s, error_no=%d, %s<>%s",
             cap_name_.c_str(), response.error_no(), identify_.c_str(), response.identify().c_str());

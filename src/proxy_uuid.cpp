@@ -3,11 +3,12 @@
 #include <net/if.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <array>
 #include <span>
 #include <string_view>
+
+#include "FileDescriptor.h"
 
 namespace {
 
@@ -18,22 +19,15 @@ constexpr const char* kNoAddress = "00-00-00-00-00-00";
 
 class DatagramSocket {
   public:
-    DatagramSocket() : fd_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {}
-    ~DatagramSocket() {
-        if (fd_ >= 0) {
-            ::close(fd_);
-        }
-    }
-    DatagramSocket(const DatagramSocket&) = delete;
-    DatagramSocket& operator=(const DatagramSocket&) = delete;
+    DatagramSocket() : socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {}
 
-    bool IsOpen() const { return fd_ >= 0; }
+    bool IsOpen() const { return socket_.IsOpen(); }
     bool Query(unsigned long request, void* argument) const {
-        return ::ioctl(fd_, request, argument) == 0;
+        return ::ioctl(socket_.Get(), request, argument) == 0;
     }
 
   private:
-    const int fd_;
+    const FileDescriptor socket_;
 };
 
 std::string FormatHardwareAddress(const sockaddr& address) {

@@ -5,32 +5,16 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
 
+#include "FileDescriptor.h"
+
 namespace {
 
 constexpr int kWaitMilliseconds = 300;
-
-class ProbeSocket {
-  public:
-    ProbeSocket() : fd_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP)) {}
-    ~ProbeSocket() {
-        if (fd_ >= 0) {
-            ::close(fd_);
-        }
-    }
-    ProbeSocket(const ProbeSocket&) = delete;
-    ProbeSocket& operator=(const ProbeSocket&) = delete;
-
-    int Fd() const { return fd_; }
-
-  private:
-    const int fd_;
-};
 
 // Reads and thereby clears the socket's pending error, and prints it behind `label`.
 bool ReadError(int sockfd, const char* label, int* error) {
@@ -80,19 +64,20 @@ int test_connection_state(const char* ip, int port) {
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<std::uint16_t>(port));
     address.sin_addr.s_addr = ::inet_addr(ip);  // a malformed address fails in connect
-    const ProbeSocket socket;
-    if (socket.Fd() < 0) {
+    const FileDescriptor socket(
+        AboveStandardStreams(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP)));
+    if (!socket.IsOpen()) {
         std::perror("create socket fail.\n");
         return kProbeWithoutSocket;
     }
-    const int flags = ::fcntl(socket.Fd(), F_GETFL, 0);
+    const int flags = ::fcntl(socket.Get(), F_GETFL, 0);
     if (flags < 0) {
         std::perror("get socket flags fail.\n");
         return -1;
     }
-    if (::fcntl(socket.Fd(), F_SETFL, flags | O_NONBLOCK) < 0) {
+    if (::fcntl(socket.Get(), F_SETFL, flags | O_NONBLOCK) < 0) {
         std::perror("set socket O_NONBLOCK fail.\n");
         return -1;
     }
-    return select_version(socket.Fd(), address);
+    return select_version(socket.Get(), address);
 }

@@ -11,23 +11,10 @@
 #include <optional>
 #include <string_view>
 
+#include "FileDescriptor.h"
 #include "text_split.h"
 
 namespace {
-
-class FileDescriptor {
-  public:
-    explicit FileDescriptor(int fd) : fd_(fd) {}
-    ~FileDescriptor() {
-        if (fd_ >= 0) close(fd_);
-    }
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-    int Get() const { return fd_; }
-
-  private:
-    const int fd_;
-};
 
 bool IsRegularFile(int fd) {
     struct stat status {};
@@ -37,7 +24,7 @@ bool IsRegularFile(int fd) {
 // O_NONBLOCK: opening a FIFO that nobody writes to must fail here instead of waiting.
 std::optional<std::string> ReadRegularFile(const char* path) {
     const FileDescriptor file(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    if (file.Get() < 0 || !IsRegularFile(file.Get())) return std::nullopt;
+    if (!file.IsOpen() || !IsRegularFile(file.Get())) return std::nullopt;
     std::string text;
     char chunk[16384];
     for (;;) {

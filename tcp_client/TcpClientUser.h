@@ -39,6 +39,10 @@ class TcpClientUser {
     // closed and the next exchange connects anew.
     int SendRequestAndRecvMessage(int timeout);
 
+    // For an answer that was not the request's own: the connection is out of step, and the next
+    // exchange connects anew.
+    void Disconnect() { connection_.Close(); }
+
     const std::unique_ptr<quorlan::protocol::MessageHeader> request_message_;
     // The access message of the request, if there is one. The extension for it is present and empty
     // in request_message_.

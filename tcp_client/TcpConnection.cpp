@@ -8,12 +8,13 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/uio.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdint>
+
+#include "FileDescriptor.h"
 
 namespace {
 
@@ -100,7 +101,7 @@ std::span<std::string_view> Behind(std::span<std::string_view> pieces, std::size
 
 void TcpConnection::Close() {
     if (IsOpen()) {
-        ::close(fd_);
+        CloseDescriptor(fd_);
         fd_ = -1;
     }
 }
@@ -136,7 +137,8 @@ TcpStatus TcpConnection::Open(const std::string& ip, unsigned int port, const De
     if (::inet_aton(ip.c_str(), &address.sin_addr) == 0) {
         return kTcpErrorConnect;
     }
-    fd_ = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_TCP);
+    fd_ = AboveStandardStreams(
+        ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_TCP));
     if (!IsOpen()) {
         return kTcpErrorConnect;
     }

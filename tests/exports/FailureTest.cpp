@@ -1,5 +1,8 @@
 // Every way an answer can be bad: the code, the status, the log, and what becomes of an open
 // utterance.
+#include <pthread.h>
+
+#include <atomic>
 #include <functional>
 #include <string>
 
@@ -158,6 +161,45 @@ TEST_F(FailureTest, WhateverTheAnswer) {
             EXPECT_EQ(Last().chunk_no(), call.next);
             EXPECT_EQ(Last().identify() == identity, call.next > 1);
         }
+    }
+}
+
+// The right answer may still come, and would then meet the next request.
+TEST_F(FailureTest, AConnectionThatBroughtAForeignAnswerIsNotUsedAgain) {
+    Session session("freetalk");
+    for (const auto& frame : {Echo(), Echo([](auto& m) { m.set_identify("other"); })})
+        server_.Then(Answer(frame));
+    std::vector<int> connections;
+    for (const int code : {LEXO_ERR_NONE, LEXO_ERR_ENGINE_FAILED, LEXO_ERR_NONE}) {
+        EXPECT_EQ(session.Recognize().code, code);
+        connections.push_back(server_.LastRequest().connection);
+    }
+    EXPECT_EQ(connections[0], connections[1]);
+    EXPECT_NE(connections[1], connections[2]);
+}
+
+// Before its call or within it: the exchange is given up, and the session goes on.
+TEST_F(FailureTest, ACancelledThreadLeavesAllInOrder) {
+    static std::atomic<bool> is_early;
+    Session session("freetalk");
+    for (const bool early : {true, false}) {
+        is_early = early;
+        server_.Otherwise(StaySilent());
+        const std::size_t requests = server_.RequestCount();
+        const auto call = [](void* argument) -> void* {
+            if (is_early) pthread_cancel(pthread_self());
+            static_cast<Session*>(argument)->Recognize();
+            return nullptr;
+        };
+        pthread_t thread;
+        ASSERT_EQ(pthread_create(&thread, nullptr, call, &session), 0);
+        EXPECT_TRUE(early || server_.WaitForRequests(requests + 1));
+        pthread_cancel(thread);
+        void* end = nullptr;
+        pthread_join(thread, &end);
+        EXPECT_EQ(end, PTHREAD_CANCELED);
+        server_.Otherwise(Answer());
+        EXPECT_EQ(session.Recognize(), kGood);
     }
 }
 

@@ -89,6 +89,15 @@ TEST_F(CHostTest, WorksWithAServer) {
     EXPECT_EQ(server_.LastRequest().access.property(), "english_8k_common,need_nlu=no");
 }
 
+// What the library prints must not reach the server over a socket that took standard output's
+// place.
+TEST_F(CHostTest, WorksWithoutStandardOutput) {
+    std::filesystem::remove(home_.LogSettingsPath());
+    server_.Then(scripted::Answer(scripted::EchoResult(scripted::FreetalkResult(1, 2, 3))));
+    EXPECT_EQ(std::system(("timeout 20 " ORVX_C_HOST " " + server_.Address() + " >&-").c_str()), 0);
+    EXPECT_EQ(ChunkNumbers(), (std::vector<int>{-1, 1, -2}));
+}
+
 // A thousand times loaded and unloaded; then children that start anew beside their busy parent.
 TEST_F(CHostTest, ComesAndGoesAsAPluginAndSurvivesAFork) {
     constexpr int kTurns = 1000;

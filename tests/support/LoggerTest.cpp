@@ -1,6 +1,7 @@
 // Which configurations start the logger, and what becomes of a message: before the start, after it,
 // and while the process ends.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -92,16 +93,26 @@ TEST_F(LoggerTest, PassesAnyBytesAndAnyLength) {
     EXPECT_EQ(Logged("x"), expected);
 }
 
-TEST_F(LoggerTest, SurvivesAFullDiskAndSaysSoOnce) {
-    dir_.Write("full", LogXml("/dev/full", "error"));
-    const ChildResult child = RunInChild([&] {
-        std::printf("%d", Start("full"));
-        for (int i = 0; i < 3; ++i) ORVX_LOG_ERROR("lost");
-    });
-    EXPECT_TRUE(child.exited_normally);
-    EXPECT_EQ(child.out, "1");
-    EXPECT_EQ(child.err.find("writing the log"), child.err.rfind("writing the log"));
-    EXPECT_NE(child.err.find("writing the log"), std::string::npos);
+// A full disk, a pipe whose reader is gone, a file that may not become longer.
+TEST_F(LoggerTest, SurvivesALogThatTakesNoMoreAndSaysSoOnce) {
+    const std::string fifo = dir_.Path("fifo");
+    mkfifo(fifo.c_str(), 0644);
+    for (const std::string& log : {std::string("/dev/full"), fifo, dir_.Path("log")}) {
+        SCOPED_TRACE(log);
+        dir_.Write("full", LogXml(log, "error"));
+        const ChildResult child = RunInChild([&] {
+            const rlimit longest{8192, RLIM_INFINITY};
+            setrlimit(RLIMIT_FSIZE, &longest);
+            const int reader = open(fifo.c_str(), O_RDONLY | O_NONBLOCK);
+            std::printf("%d", Start("full"));
+            close(reader);
+            for (int i = 0; i < 3; ++i) Write(kLogError, std::string(longest.rlim_cur, 'x'));
+        });
+        EXPECT_TRUE(child.exited_normally);
+        EXPECT_EQ(child.out, "1");
+        EXPECT_EQ(child.err.find("writing the log"), child.err.rfind("writing the log"));
+        EXPECT_NE(child.err.find("writing the log"), std::string::npos);
+    }
 }
 
 struct LogsWhenDestroyed {

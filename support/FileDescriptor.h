@@ -1,0 +1,42 @@
+// Holding and closing of file descriptors.
+#pragma once
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <unistd.h>
+
+// close() is a cancellation point, and most descriptors are closed by destructors: a thread that
+// was cancelled would leave one by an exception there, which ends the process.
+inline void CloseDescriptor(int fd) {
+    int cancel_state = PTHREAD_CANCEL_ENABLE;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state);
+    ::close(fd);
+    pthread_setcancelstate(cancel_state, nullptr);
+}
+
+// In a host that has closed its standard streams a new socket takes the place of one, and what
+// anybody prints would go to the peer. Moves such a socket; the number that it has then, or -1,
+// with the socket closed.
+inline int AboveStandardStreams(int fd) {
+    if (fd < 0 || fd > STDERR_FILENO) return fd;
+    const int moved = ::fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    CloseDescriptor(fd);
+    return moved;
+}
+
+// Owns a descriptor; a negative one is none.
+class FileDescriptor {
+  public:
+    explicit FileDescriptor(int fd) : fd_(fd) {}
+    ~FileDescriptor() {
+        if (IsOpen()) CloseDescriptor(fd_);
+    }
+    FileDescriptor(const FileDescriptor&) = delete;
+    FileDescriptor& operator=(const FileDescriptor&) = delete;
+
+    bool IsOpen() const { return fd_ >= 0; }
+    int Get() const { return fd_; }
+
+  private:
+    const int fd_;
+};
