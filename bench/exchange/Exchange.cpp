@@ -1,6 +1,7 @@
 // Measures one whole exchange of the library through its exported functions, beside what the
 // network alone costs, the protocol's floor, gRPC and Thrift.
-//   orvx_exchange [--quick] [--sizes 320,3200] [--loads 1p,8] [--rounds N] [--only raw,orvx]
+//   orvx_exchange [--quick] [--cpu] [--sizes 320,3200] [--loads 1p,8] [--rounds N] [--only
+//   raw,orvx]
 //
 // Every run is a process of its own. Within a round all rows of a cell run one after the other, and
 // the next round takes them in reverse: a machine that gets slower or faster meanwhile does so for
@@ -31,6 +32,7 @@ struct Plan {
     std::size_t answer_bytes = 300;
     int rounds = 9;  // many short ones: a large exchange has good processes and bad ones
     double seconds = 0.15;
+    bool has_cpu = false;
 };
 
 Plan ReadPlan(int argc, char** argv) {
@@ -47,6 +49,7 @@ Plan ReadPlan(int argc, char** argv) {
         ->check(CLI::IsMember({"1p", "1s", "1", "2", "4", "8", "16", "32", "64"}));
     app.add_option("--only", plan.only, "rows: raw, gather, orvx, grpc, thrift")->delimiter(',');
     app.add_option("--answer", plan.answer_bytes, "bytes of an answer");
+    app.add_flag("--cpu", plan.has_cpu, "compare processor times too, as on a busy machine");
     app.add_option("--rounds", plan.rounds)->check(CLI::Range(1, 100));
     app.add_option("--seconds", plan.seconds, "length of a run")->check(CLI::Range(0.001, 20.0));
     try {
@@ -128,5 +131,9 @@ int main(int argc, char** argv) {
     std::printf("Medians of %d rounds of %.2f s, answers of %zu bytes, %ld processors.\n",
                 plan.rounds, plan.seconds, plan.answer_bytes, ::sysconf(_SC_NPROCESSORS_ONLN));
     PrintFigureTable(cells, results);
-    PrintRatioTable(cells, results);
+    PrintRatioTable(Cost::kTime, cells, results);
+    if (plan.has_cpu) {
+        std::printf("\n");
+        PrintRatioTable(Cost::kProcessorTime, cells, results);
+    }
 }

@@ -61,8 +61,11 @@ std::optional<double> Results::Ratio(const Cell& cell, const std::string& upper,
     return MedianOf(ratios);
 }
 
-std::optional<double> Results::CostRatio(const Cell& cell, const std::string& upper,
+std::optional<double> Results::CostRatio(Cost cost, const Cell& cell, const std::string& upper,
                                          const std::string& lower) const {
+    if (cost == Cost::kProcessorTime) {
+        return Ratio(cell, upper, lower, &Figures::both_cpu_us);
+    }
     return cell.IsSingle() ? Ratio(cell, upper, lower, &Figures::p50_us)
                            : Ratio(cell, lower, upper, &Figures::per_second);
 }
@@ -88,11 +91,13 @@ void PrintFigureTable(const std::vector<Cell>& cells, const Results& results) {
     }
 }
 
-void PrintRatioTable(const std::vector<Cell>& cells, const Results& results) {
+void PrintRatioTable(Cost cost, const std::vector<Cell>& cells, const Results& results) {
+    std::printf("Ratios of %s.\n",
+                cost == Cost::kTime ? "time: of the median with one thread, of the rate with more"
+                                    : "processor time, client and server together");
     std::printf(
-        "Ratios of the cost of an exchange: of the median time with one thread, of the rate with "
-        "more.\nIn brackets the goal; \"!\" marks one that is missed. Memory: the peak of 64 "
-        "threads.\n");
+        "In brackets the goal; \"!\" marks one that is missed. Memory: the peak of %u threads.\n",
+        kMemoryThreads);
     std::printf("%4s %8s  %18s %12s %18s %18s %18s\n", "load", "audio", "orvx / raw",
                 "orvx / gather", "grpc / orvx", "thrift / orvx", "memory / gather");
     for (const Cell& cell : cells) {
@@ -100,14 +105,14 @@ void PrintRatioTable(const std::vector<Cell>& cells, const Results& results) {
         const Goal goal = known != nullptr ? *known : Goal{};
         const bool is_for_memory =
             cell.load == std::to_string(kMemoryThreads) && cell.audio_bytes >= 1'000'000;
-        const auto cost = [&](const char* upper, const char* lower) {
-            return results.CostRatio(cell, upper, lower);
+        const auto ratio = [&](const char* upper, const char* lower) {
+            return results.CostRatio(cost, cell, upper, lower);
         };
         std::printf("%4s %8zu  %18s %12s %18s %18s %18s\n", cell.load.c_str(), cell.audio_bytes,
-                    Field(cost("orvx", "raw"), "<=", goal.most_of_raw).c_str(),
-                    Field(cost("orvx", "gather"), "", 0).c_str(),
-                    Field(cost("grpc", "orvx"), ">=", goal.least_of_grpc).c_str(),
-                    Field(cost("thrift", "orvx"), ">=", goal.least_of_thrift).c_str(),
+                    Field(ratio("orvx", "raw"), "<=", goal.most_of_raw).c_str(),
+                    Field(ratio("orvx", "gather"), "", 0).c_str(),
+                    Field(ratio("grpc", "orvx"), ">=", goal.least_of_grpc).c_str(),
+                    Field(ratio("thrift", "orvx"), ">=", goal.least_of_thrift).c_str(),
                     Field(is_for_memory ? results.Ratio(cell, "orvx", "gather", &Figures::peak_mb)
                                         : std::nullopt,
                           "<=", kMostMemoryOfGather)

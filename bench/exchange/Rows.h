@@ -29,8 +29,6 @@ struct Cell {
     std::size_t audio_bytes = 0;
     friend auto operator<=>(const Cell&, const Cell&) = default;
 
-    // With one thread the median time counts; with more it is as much the scheduler's order, and
-    // the rate counts.
     bool IsSingle() const { return load == "1" || load == "1p" || load == "1s"; }
 };
 
@@ -50,6 +48,14 @@ constexpr Goal kGoals[] = {{320, 2.1, 3, 1 / 1.6},
 constexpr double kMostMemoryOfGather = 1.2;
 constexpr unsigned kMemoryThreads = 64;
 
+enum class Cost {
+    // With one thread the median; with more it is as much the scheduler's order, and the rate
+    // counts.
+    kTime,
+    // Of client and server. What else runs on the machine hardly changes it.
+    kProcessorTime
+};
+
 // The figures of all rounds.
 class Results {
   public:
@@ -64,7 +70,7 @@ class Results {
     std::optional<double> Ratio(const Cell& cell, const std::string& upper,
                                 const std::string& lower, double Figures::*figure) const;
     // How many times as much an exchange of `upper` costs as one of `lower`.
-    std::optional<double> CostRatio(const Cell& cell, const std::string& upper,
+    std::optional<double> CostRatio(Cost cost, const Cell& cell, const std::string& upper,
                                     const std::string& lower) const;
 
   private:
@@ -73,6 +79,6 @@ class Results {
 };
 
 void PrintFigureTable(const std::vector<Cell>& cells, const Results& results);
-void PrintRatioTable(const std::vector<Cell>& cells, const Results& results);
+void PrintRatioTable(Cost cost, const std::vector<Cell>& cells, const Results& results);
 
 }  // namespace exchange
