@@ -3,6 +3,7 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <climits>
 #include <functional>
 #include <string>
 
@@ -30,7 +31,7 @@ FailureCase ServerError(int number, int code, bool closes, const std::string& de
     answer.set_error_desc(description);
     return {Answer(EchoResult(answer, 5)),
             {code, 1},
-            "Server response error " + std::to_string(number) + ", " + description,
+            "Server response error " + std::to_string(number) + ", " + description.c_str(),
             closes};
 }
 
@@ -69,8 +70,20 @@ FailureCase UnknownEngine(const std::string& fields, int status, int type) {
             true};
 }
 
-Reaction Cut(std::size_t bytes) {
-    return Sequence({Answer(Echo(), bytes), HangUp()});
+Reaction Cut(std::size_t bytes, const Reaction& end = HangUp()) {
+    return Sequence({Answer(Echo(), bytes), end});
+}
+
+// The good answer behind the prefix of one that is so much longer.
+FrameMaker Misprefixed(int excess) {
+    return [excess](const Request& request) {
+        const std::string body = Echo()(request).substr(4);
+        return LengthPrefix(static_cast<std::uint32_t>(body.size()) + excess) + body;
+    };
+}
+
+void Trickle(const Request& request, Connection& connection) {
+    for (const char byte : Echo()(request)) connection.Send({&byte, 1});
 }
 
 const FailureCase kCases[] = {
@@ -87,6 +100,11 @@ const FailureCase kCases[] = {
             [](auto& access) { access.set_data_len(1000000); }),
     Altered("parse from array failed(message_len=-5).", false,
             [](auto& access) { access.set_data_len(-5); }),
+    Altered("parse from array failed(message_len=4).", false,
+            [](auto& access) {
+                access.set_data("\xFF\xFF\xFF\xFF");
+                access.set_data_len(4);
+            }),
     Foreign(EchoAccess([](auto& access) { access.set_data_len(0); })),
     Foreign(Echo([](auto& m) { m.set_identify("other"); }), "other"),
     Foreign(Body("")),
@@ -94,18 +112,24 @@ const FailureCase kCases[] = {
     ServerError(-3, LEXO_ERR_UNKNOWN, false, "odd"),
     ServerError(1, 1, false),
     ServerError(13, 13, true, "no"),
-    ServerError(14, 14, false),
+    ServerError(14, 14, false, std::string("\xC4\xE3 %n\0x", 7)),
     ServerError(33, 33, true),
     ServerError(34, 34, true),
-    ServerError(123456, 123456, false),
+    ServerError(123456, 123456, false, std::string(1 << 20, 'd')),
     UnknownEngine("\x30\x04", 8, 4),
     UnknownEngine("\x78\x05\x7A\x01\x30\x30\xAC\x02", 1, 300),
     UnknownEngine("\x30\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x01", 0, -1),
     // There is no whole answer: the end, a bad length, no message, another protocol.
     Transport(HangUp()),
-    Transport(Reset(), -1),
     Transport(Cut(2)),
+    Transport(Cut(4)),
     Transport(Cut(11)),
+    Transport(Reset(), -1),
+    Transport(Cut(2, Reset()), -1),
+    Transport(Cut(4, Reset()), -1),
+    Transport(Cut(11, Reset()), -1),
+    Transport(Answer(Misprefixed(-1))),
+    Transport(Sequence({Answer(Misprefixed(1)), HangUp()})),
     Transport(Answer(Bytes(LengthPrefix(0x4000001)))),
     Transport(Answer(Bytes(LengthPrefix(0xFFFFFFFF)))),
     Transport(Sequence({Answer(Bytes(LengthPrefix(0x4000000) + "x")), HangUp()})),
@@ -141,6 +165,7 @@ class FailureTest : public HostTest {
 // On a one-shot call, the first chunk, a later one and the closing one, each followed by a good
 // call. A closing call that the server does not accept leaves the utterance open.
 TEST_F(FailureTest, WhateverTheAnswer) {
+    Session other("grammar");
     for (const FailureCase& one : kCases) {
         const int lost = one.closes ? 1 : 3;
         const struct {
@@ -160,6 +185,7 @@ TEST_F(FailureTest, WhateverTheAnswer) {
             EXPECT_EQ(session.Recognize(), kGood) << "the next call recovers";
             EXPECT_EQ(Last().chunk_no(), call.next);
             EXPECT_EQ(Last().identify() == identity, call.next > 1);
+            EXPECT_EQ(other.Recognize(), kGood) << "and no other session is touched";
         }
     }
 }
@@ -239,6 +265,21 @@ TEST_F(FailureTest, TheStatusIsTheServersOnGoodAnswers) {
         EXPECT_EQ(orvx_proxy_GetRecogResult(session.Handle(), &result),
                   (one.status & 2) != 0 ? LEXO_ERR_NONE : LEXO_ERR_GET_RECOG_RESULT_FAILED);
     }
+}
+
+TEST_F(FailureTest, EveryErrorNumberIsTheCallsCode) {
+    Session session("freetalk");
+    for (int number = -3; number <= 200; ++number) {
+        if (number == LEXO_ERR_NONE || number == LEXO_ERR_NO_VOICE_INPUT) continue;
+        Fail(ServerError(number, number < 0 ? LEXO_ERR_UNKNOWN : number, false), session, 0);
+    }
+    Fail(ServerError(INT_MIN, LEXO_ERR_UNKNOWN, false), session, 0);
+    EXPECT_EQ(session.Recognize(), kGood);
+}
+
+TEST_F(FailureTest, AnAnswerMayComeByteByByte) {
+    server_.Then(Trickle);
+    EXPECT_EQ(Session("freetalk").Recognize(), kGood);
 }
 
 // The good answer, made so many bytes long by a field that nobody knows.

@@ -1,6 +1,7 @@
 // What can be seen only in a process that has not used the library before, the C host among them.
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <map>
 #include <set>
@@ -35,12 +36,10 @@ void CheckNumbering() {
 void CheckCallsBeforeInit() {
     const CapturedOutput out(stdout);
     Lexo_Handle handle = nullptr;
-    int status = kUntouched;
     EXPECT_EQ(CapabilityCount(), 0);
     EXPECT_EQ(orvx_proxy_SessionStart("freetalk", &handle), LEXO_ERR_CAPABILITY_NOT_EXIST);
     EXPECT_EQ(orvx_proxy_SessionStart("nonsense", &handle), LEXO_ERR_PARAM_INVALID);
-    EXPECT_EQ(orvx_proxy_SessionStop(handle), LEXO_ERR_SESSION_INVALID);
-    EXPECT_EQ(orvx_proxy_Recognize(handle, "x", 1, 0, &status), LEXO_ERR_SESSION_INVALID);
+    EXPECT_THAT(CallsWith(handle), ::testing::Each(LEXO_ERR_SESSION_INVALID));
     const Loaded loaded = LoadBuffer("freetalk", LEXO_RESOURCE_FREETALK_USERWORD);
     EXPECT_EQ(loaded.code, LEXO_ERR_CAPABILITY_NOT_EXIST);
     EXPECT_EQ(loaded.id, 0u);
@@ -51,17 +50,18 @@ void CheckCallsBeforeInit() {
 
     // Nothing started the logger: each message is one prefixed line on standard output, and the
     // tracers are silent.
-    const char* const texts[] = {"No engine found\\.",
-                                 "Engine\\[asr.cloud.freetalk\\] not found\\.",
-                                 "capkey name is invalid\\[nonsense\\]\\.",
-                                 "capkey name is invalid\\[nonsense\\]\\.",
-                                 "Session \\[\\(nil\\)\\] not found in session list\\.",
-                                 "Session \\[0\\] not found in session list\\.",
-                                 "Engine\\[asr.cloud.freetalk\\] not found\\.",
-                                 "Engine\\[asr.cloud.freetalk\\] not found\\."};
+    const std::pair<int, const char*> texts[] = {
+        {1, "No engine found\\."},
+        {1, "Engine\\[asr.cloud.freetalk\\] not found\\."},
+        {2, "capkey name is invalid\\[nonsense\\]\\."},
+        {8, "Session \\[0\\] not found in session list\\."},
+        {1, "Engine freetalk doesn't need resource\\."},
+        {1, "Session \\[\\(nil\\)\\] not found in session list\\."},
+        {2, "Engine\\[asr.cloud.freetalk\\] not found\\."}};
     std::string pattern;
-    for (const char* text : texts)
-        pattern += std::to_string(::getpid()) + " : \\([A-Za-z_]+\\.cpp:[0-9]+\\) " + text + "\n";
+    for (const auto& [count, text] : texts)
+        pattern += "(" + std::to_string(::getpid()) + " : \\([A-Za-z_]+\\.cpp:[0-9]+\\) " + text +
+                   "\n){" + std::to_string(count) + "}";
     EXPECT_THAT(out.Text(), MatchesRegex(pattern));
     const TestHome home({.has_log = false});
     ScriptedServer server;
@@ -70,6 +70,21 @@ void CheckCallsBeforeInit() {
     EXPECT_THAT(init.out, ::testing::HasSubstr(") Default params for engine :\n"))
         << "nor does an Init without log settings";
     EXPECT_EQ(Session("freetalk").Number(), 0) << "the End counts, though nothing was begun";
+}
+
+void RecognizeMoreThanWasSent() {
+    TestHome home;
+    ScriptedServer server;
+    auto result = scripted::FreetalkResult(2, 1, 0);
+    result.mutable_sfreetalkresult()->set_nsegmentcount(3);
+    server.Then(scripted::Answer(scripted::EchoResult(result)));
+    InitProxy(server.Address());
+    Session("freetalk").Recognize();
+}
+
+TEST(FreshProcessDeathTest, ACountAboveItsListEndsTheHost) {
+    EXPECT_FRESH_EXIT(RecognizeMoreThanWasSent(), ::testing::KilledBySignal(SIGABRT),
+                      "CHECK failed: \\(index\\) < \\(size\\(\\)\\): ");
 }
 
 TEST(FreshProcessTest, SessionsAreNumberedFrom10000AndAfterEndFrom0) {

@@ -137,6 +137,11 @@ TEST_F(LifecycleTest, EndRefusesWhileSessionsWorkButClosesThePool) {
     }
     EXPECT_EQ(orvx_proxy_End(), LEXO_ERR_NONE);
     EXPECT_EQ(CapabilityCount(), 0);
+    Lexo_Handle handle = nullptr;
+    EXPECT_EQ(orvx_proxy_SessionStart("grammar", &handle), LEXO_ERR_CAPABILITY_NOT_EXIST);
+    EXPECT_EQ(LoadBuffer("grammar", LEXO_RESOURCE_GRAMMAR_JSGF).code,
+              LEXO_ERR_CAPABILITY_NOT_EXIST);
+    EXPECT_EQ(orvx_proxy_UnloadResource("grammar", 2), LEXO_ERR_CAPABILITY_NOT_EXIST);
 }
 
 TEST_F(LifecycleTest, EndRefusesWhileResourcesAreLoaded) {

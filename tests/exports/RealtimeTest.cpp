@@ -1,4 +1,5 @@
 // Real-time utterances: chunk numbers, tokens, identities, and the server they are tied to.
+#include <future>
 #include <string>
 #include <vector>
 
@@ -103,6 +104,21 @@ TEST_F(RealtimeTest, AnUtteranceStaysWithItsServer) {
     EXPECT_EQ(session.Recognize(), kGood);
     EXPECT_EQ(other.RequestCount(), 1u) << "only the next one goes to the new server";
     EXPECT_EQ(other.LastRequest().inner.chunk_no(), 1);
+}
+
+TEST_F(RealtimeTest, AServerThatRestartsLosesTheUtteranceOnly) {
+    Stream session;
+    EXPECT_EQ(session.Recognize(), kGood);
+    server_.Then(StaySilent());
+    auto call = std::async(std::launch::async, [&] { return session.Recognize(); });
+    ASSERT_TRUE(server_.WaitForRequests(2));
+    server_.Stop();
+    EXPECT_EQ(call.get(), (Outcome{LEXO_ERR_NETWORK_FAILED, 1}));
+    EXPECT_EQ(session.Recognize(), (Outcome{LEXO_ERR_NETWORK_FAILED, 1})) << "still down";
+    server_.Start();
+    EXPECT_EQ(session.Recognize(), kGood);
+    EXPECT_EQ(session.Recognize(), kGood);
+    EXPECT_EQ(ChunkNumbers(), (std::vector<int>{1, 2, 1, 2}));
 }
 
 TEST_F(RealtimeTest, AResultHoldsUpTheUtteranceOnly) {

@@ -139,18 +139,21 @@ TEST_F(ResultTest, EveryFieldArrivesAndTheRecordIsReleased) {
 
 TEST_F(ResultTest, TextsPassUnchangedButKeywordsAreCutAt255Bytes) {
     Session session("freetalk");
-    for (const std::string& text : {std::string(), std::string("\xC4\xE3\xBA\xC3 \xFF %s"),
-                                    std::string(255, 'v'), std::string(100000, 'w')}) {
+    for (const std::string& text :
+         {std::string(), std::string("\xC4\xE3\xBA\xC3 \xFF %s"), std::string("u\0u", 3),
+          std::string(255, 'v'), std::string(256, 'w'), std::string(1 << 20, 'x')}) {
         LexoResponseMessage sent = scripted::FreetalkResult(1, 1, 0);
         auto* segment = sent.mutable_sfreetalkresult()->mutable_psegmentlist(0);
         segment->mutable_psentenceresults(0)->set_psztext(text);
         const Lexo_RecogResult* result = Deliver(session, sent);
-        EXPECT_EQ(result->sFreetalkResult.pSegmentList[0].pSentenceResults[0].pszText, text);
+        EXPECT_STREQ(result->sFreetalkResult.pSegmentList[0].pSentenceResults[0].pszText,
+                     text.c_str());
         EXPECT_EQ(session.FreeResult(), LEXO_ERR_NONE);
         sent = scripted::KeywordResult(1);
         sent.mutable_skeywordspotresult()->mutable_pkeywordresults(0)->set_sztext(text);
         result = Deliver(session, sent);
-        EXPECT_EQ(result->sKeywordspotResult.pKeywordResults[0].szText, text.substr(0, 255));
+        EXPECT_STREQ(result->sKeywordspotResult.pKeywordResults[0].szText,
+                     text.substr(0, 255).c_str());
         EXPECT_EQ(session.FreeResult(), LEXO_ERR_NONE);
     }
 }

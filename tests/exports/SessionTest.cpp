@@ -17,35 +17,28 @@ using scripted::WaitFor;
 class SessionTest : public HostTest {};
 
 TEST_F(SessionTest, UnknownHandlesAreRefusedByEveryCall) {
-    Lexo_ParamValue value = nullptr;
-    Lexo_RecogResult* result = nullptr;
-    int status = kUntouched;
     const std::intptr_t stopped = Session("freetalk").Number();
-    for (const std::intptr_t number : {stopped, std::intptr_t{-1}}) {
-        Logged();
-        const auto handle = reinterpret_cast<Lexo_Handle>(number);
-        const std::string text = "Session [" + std::to_string(number) + "] not found in ";
-        char stop_text[80];
-        std::snprintf(stop_text, sizeof(stop_text), "Session [%p] not found in ", handle);
-        errno = 4711;
-        const int codes[] = {orvx_proxy_Recognize(handle, "x", 1, 0, &status),
-                             orvx_proxy_GetRecogResult(handle, &result),
-                             orvx_proxy_FreeRecogResult(handle, &result),
-                             orvx_proxy_FreeRecogResult(handle, nullptr),
-                             orvx_proxy_SetParam(handle, LEXO_PARAM_STREAM, nullptr),
-                             orvx_proxy_GetParam(handle, LEXO_PARAM_STREAM, &value),
-                             orvx_proxy_ActiveResource(handle, 2),
-                             orvx_proxy_DeactiveResource(handle),
-                             orvx_proxy_ActivePreloadResource(handle, "x"),
-                             orvx_proxy_SessionStop(handle)};
-        EXPECT_EQ(errno, 4711) << "logging leaves it alone";
-        EXPECT_THAT(codes, ::testing::Each(LEXO_ERR_SESSION_INVALID));
-        Lines expected(8, text + "session list.");
-        expected.push_back("Engine freetalk doesn't need resource.");
-        expected.push_back(std::string(stop_text) + "session list.");
-        EXPECT_EQ(Logged(), expected);
+    for (const bool is_ended : {false, true}) {
+        if (is_ended) {
+            EXPECT_EQ(orvx_proxy_End(), LEXO_ERR_NONE);
+        }
+        for (const std::intptr_t number :
+             {stopped, stopped + 1, std::intptr_t{0}, std::intptr_t{-1}}) {
+            Logged();
+            const auto handle = reinterpret_cast<Lexo_Handle>(number);
+            const std::string text = "Session [" + std::to_string(number) + "] not found in ";
+            char stop_text[80];
+            std::snprintf(stop_text, sizeof(stop_text), "Session [%p] not found in ", handle);
+            errno = 4711;
+            const std::vector<int> codes = CallsWith(handle);
+            EXPECT_EQ(errno, 4711) << "logging leaves it alone";
+            EXPECT_THAT(codes, ::testing::Each(LEXO_ERR_SESSION_INVALID));
+            Lines expected(8, text + "session list.");
+            expected.push_back("Engine freetalk doesn't need resource.");
+            expected.push_back(std::string(stop_text) + "session list.");
+            EXPECT_EQ(Logged(), expected);
+        }
     }
-    EXPECT_EQ(status, kUntouched);
     EXPECT_EQ(server_.RequestCount(), 0u);
 }
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "CapturedOutput.h"
+#include "Footprint.h"
 #include "Lexo.h"
 #include "Reactions.h"
 #include "ScriptedServer.h"
@@ -138,7 +139,29 @@ class Session {
     bool is_started_ = false;
 };
 
-// Gives every test a home and a server, and ends the library afterwards.
+// The codes of all calls with a session's handle. They have no effect if there is no such session.
+inline std::vector<int> CallsWith(Lexo_Handle handle) {
+    Lexo_ParamValue value = nullptr;
+    Lexo_RecogResult* result = nullptr;
+    int status = kUntouched;
+    const std::vector<int> codes = {orvx_proxy_Recognize(handle, "x", 1, 0, &status),
+                                    orvx_proxy_GetRecogResult(handle, &result),
+                                    orvx_proxy_FreeRecogResult(handle, &result),
+                                    orvx_proxy_FreeRecogResult(handle, nullptr),
+                                    orvx_proxy_SetParam(handle, LEXO_PARAM_STREAM, nullptr),
+                                    orvx_proxy_GetParam(handle, LEXO_PARAM_STREAM, &value),
+                                    orvx_proxy_ActiveResource(handle, 2),
+                                    orvx_proxy_DeactiveResource(handle),
+                                    orvx_proxy_ActivePreloadResource(handle, "x"),
+                                    orvx_proxy_SessionStop(handle)};
+    EXPECT_EQ(status, kUntouched);
+    EXPECT_EQ(value, nullptr);
+    EXPECT_EQ(result, nullptr);
+    return codes;
+}
+
+// Gives every test a home and a server, ends the library afterwards, and looks that nothing was
+// left behind.
 class BareHostTest : public ::testing::Test {
   protected:
     explicit BareHostTest(const scripted::HomeOptions& options = {}) : home_(options) {}
@@ -161,6 +184,10 @@ class BareHostTest : public ::testing::Test {
         return numbers;
     }
 
+  private:
+    const scripted::Footprint footprint_;  // around all others
+
+  protected:
     scripted::TestHome home_;
     scripted::ScriptedServer server_;
 };

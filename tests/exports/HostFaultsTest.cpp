@@ -1,0 +1,174 @@
+// A host in trouble: no descriptor left or very many in use, a full disk under the log, settings
+// and a home that are not as they should be.
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "TestHost.h"
+
+namespace {
+
+using ::testing::StartsWith;
+
+// The process's limit of open descriptors, put back at the end.
+class DescriptorLimit {
+  public:
+    DescriptorLimit() { ::getrlimit(RLIMIT_NOFILE, &former_); }
+    ~DescriptorLimit() { ::setrlimit(RLIMIT_NOFILE, &former_); }
+    DescriptorLimit(const DescriptorLimit&) = delete;
+    DescriptorLimit& operator=(const DescriptorLimit&) = delete;
+
+    // False if the system does not allow it.
+    bool Set(rlim_t count) const {
+        const rlimit limit = {count, former_.rlim_max};
+        return ::setrlimit(RLIMIT_NOFILE, &limit) == 0;
+    }
+
+  private:
+    rlimit former_ = {};
+};
+
+class HostFaultsTest : public HostTest {
+  protected:
+    static Loaded LoadFile(const std::string& path) {
+        return Load("grammar", LEXO_RESOURCE_FILE, path.c_str(), 0, LEXO_RESOURCE_GRAMMAR_JSGF);
+    }
+};
+
+TEST_F(HostFaultsTest, WithoutADescriptorLeft) {
+    const std::string words = home_.WriteFile("words", "words");
+    Session kept("grammar");
+    std::vector<Outcome> outcomes;
+    EXPECT_EQ(kept.Recognize(), kGood);
+    {
+        const DescriptorLimit limit;
+        const int first_free = ::dup(0);
+        ::close(first_free);
+        ASSERT_TRUE(limit.Set(static_cast<rlim_t>(first_free)));
+        EXPECT_EQ(kept.Recognize(), kGood) << "a kept connection needs no new one";
+        EXPECT_EQ(server_.LastRequest().access.udid(), "0:") << "but the machine is not known";
+        EXPECT_EQ(orvx_proxy_End(), LEXO_ERR_ACTIVE_SESSION_EXIST);  // closes it
+        ASSERT_TRUE(server_.WaitForOpenConnections(0));
+        std::vector<int> last;
+        for (int one = ::dup(0); one >= 0; one = ::dup(0)) last.push_back(one);
+        EXPECT_EQ(kept.Recognize(), (Outcome{LEXO_ERR_NETWORK_FAILED, 1}));
+        EXPECT_EQ(LoadFile(words).code, LEXO_ERR_OPENFILE);
+        EXPECT_EQ(orvx_proxy_Init(server_.Address().c_str()), LEXO_ERR_INIT_FAILED);
+        for (const int one : last) ::close(one);
+    }
+    EXPECT_EQ(Logged(),
+              (Lines{"There're still 1 sessions working.",
+                     "Network Error: Recog request to [" + server_.Address() + "] faield(4)",
+                     "Open resource file [" + words + "] failed."}));
+    EXPECT_EQ(kept.Recognize(), kGood);
+    ASSERT_EQ(InitProxy(server_.Address()).code, LEXO_ERR_NONE);
+    EXPECT_EQ(Session("freetalk").Recognize(), kGood);
+}
+
+TEST_F(HostFaultsTest, WithThousandsOfDescriptorsInUse) {
+    const DescriptorLimit limit;
+    if (!limit.Set(6000)) GTEST_SKIP() << "this system does not allow 6000 descriptors";
+    std::vector<int> used(5000);
+    for (int& one : used) ASSERT_GT(one = ::dup(0), 0);
+    EXPECT_EQ(InitProxy(server_.Address()).code, LEXO_ERR_NONE) << "the check copes, too";
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(Session("freetalk").Recognize(), kGood);
+    for (const int one : used) ::close(one);
+}
+
+TEST_F(HostFaultsTest, WithTheDiskFullUnderTheLog) {
+    const std::string folder = home_.Path() + "/log";
+    std::filesystem::create_directory(folder);
+    if (::unshare(CLONE_NEWNS) != 0 ||
+        ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        ::mount("none", folder.c_str(), "tmpfs", 0, "size=16k") != 0)
+        GTEST_SKIP() << "this user may not mount a small disk";
+    home_.WriteFile(
+        "conf/Lexo_SDK_log.xml",
+        LogXml(
+            folder + "/sdk.log", "debug", "%m%n",
+            R"(<param name="MaxFileSize" value="8KB"/><param name="MaxBackupIndex" value="10"/>)",
+            "RollingFileAppender"));
+    {
+        const scripted::CapturedOutput err(stderr);
+        ASSERT_EQ(orvx_proxy_Init(server_.Address().c_str()), LEXO_ERR_NONE);
+        for (int i = 0; i < 100; ++i) EXPECT_EQ(Session("freetalk").Recognize(), kGood);
+        EXPECT_EQ(
+            err.Text(),
+            "orvx: writing the log: IO Exception : status code = 28(No space left on device)\n");
+    }
+    EXPECT_EQ(std::filesystem::space(folder).available, 0u);
+    home_.WriteFile("conf/Lexo_SDK_log.xml", LogXml(home_.Path() + "/test.log", "debug"));
+    EXPECT_EQ(InitProxy(server_.Address()).code, LEXO_ERR_NONE) << "which leaves the full disk";
+    EXPECT_EQ(::umount(folder.c_str()), 0);
+}
+
+TEST_F(HostFaultsTest, SettingsOfEveryKind) {
+    const std::string last = "\n[default]\nvad_tail = 777\n";
+    std::string noise(1 << 20, '\0');
+    std::minstd_rand random;
+    for (char& byte : noise) byte = static_cast<char>(random() >> 16);
+    std::string many;
+    for (int i = 0; many.size() < 10 << 20; ++i)
+        many += "key" + std::to_string(i) + " = " + std::string(100, 'v') + "\n";
+    const std::pair<std::string, int> cases[] = {
+        {"", 500},
+        {noise + last, 777},
+        {many + last, 777},
+        {std::string(10 << 20, '=') + last, 777},
+    };
+    for (const auto& [settings, vad_tail] : cases) {
+        home_.WriteFile("conf/Lexo_SDK.conf", settings);
+        EXPECT_EQ(InitProxy(server_.Address()).code, LEXO_ERR_NONE);
+        EXPECT_EQ(Session("freetalk").GetNumber(LEXO_PARAM_VAD_TAIL), vad_tail);
+    }
+}
+
+TEST_F(HostFaultsTest, HomesOfEveryKind) {
+    const std::string home = home_.Path();
+    const auto linked = [&](const std::string& name) {
+        std::filesystem::create_directory_symlink(home, home + "/" + name);
+        return home + "/" + name;
+    };
+    const auto long_home = [&](std::size_t bytes) {
+        std::string path = home;
+        while (path.size() + 2 <= bytes) path += "/.";
+        return path;
+    };
+    const std::filesystem::path former = std::filesystem::current_path();
+    std::filesystem::current_path(home + "/conf");
+    const std::pair<std::string, int> cases[] = {
+        {"..", LEXO_ERR_NONE},
+        {home + "///", LEXO_ERR_NONE},
+        {linked(" with  blanks "), LEXO_ERR_NONE},
+        {linked("\xC4\xE3\xFF %s%n"), LEXO_ERR_NONE},
+        {long_home(4000), LEXO_ERR_NONE},
+        {long_home(4090), LEXO_ERR_INIT_FAILED},
+        {long_home(5000), LEXO_ERR_ENV_NOT_VALID},
+        {home_.SettingsPath(), LEXO_ERR_INIT_FAILED},
+        {"", LEXO_ERR_ENV_NOT_VALID},
+    };
+    for (const auto& [value, code] : cases) {
+        SCOPED_TRACE(value);
+        ::setenv("QUORLAN_HOME", value.c_str(), 1);
+        const InitOutcome init = InitProxy(server_.Address());
+        EXPECT_EQ(init.code, code);
+        const std::string slash = value.ends_with('/') ? "" : "/";
+        EXPECT_THAT(init.out,
+                    StartsWith(code == LEXO_ERR_ENV_NOT_VALID
+                                   ? "fatal: env QUORLAN_HOME is not valid, " + value + "\n"
+                                   : "conf_file=" + value + slash + "conf/Lexo_SDK_log.xml\n"));
+        if (code == LEXO_ERR_NONE) {
+            EXPECT_EQ(Session("freetalk").Recognize(), kGood);
+            EXPECT_NE(Logged("INFO").size(), 0u);
+        }
+    }
+    std::filesystem::current_path(former);
+}
+
+}  // namespace
