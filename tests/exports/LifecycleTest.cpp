@@ -31,8 +31,7 @@ TEST_F(LifecycleTest, TheHomeMustExist) {
         EXPECT_EQ(init.out, "fatal: env QUORLAN_HOME is not valid, " + missing + "\n");
         EXPECT_EQ(CapabilityCount(), engines) << "a refused Init touches no engine list";
 
-        const std::string slash = engines == 0 ? "" : "/";
-        ::setenv("QUORLAN_HOME", (home_.Path() + slash).c_str(), 1);
+        ::setenv("QUORLAN_HOME", home_.Path().c_str(), 1);
         init = InitProxy(server_.Address());
         EXPECT_EQ(init.code, LEXO_ERR_NONE);
         EXPECT_EQ(init.out, ConfFileLine() + "out fire. connect error, errno = 0\n");
