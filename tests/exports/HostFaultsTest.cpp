@@ -50,6 +50,7 @@ TEST_F(HostFaultsTest, WithoutADescriptorLeft) {
     const std::string words = home_.WriteFile("words", "words");
     Session session("grammar");
     EXPECT_EQ(session.Recognize(), kGood);
+    ASSERT_TRUE(server_.WaitForOpenConnections(1));  // Init's check frees no more descriptors
     {
         UsedDescriptors all(200);
         all.Use();
@@ -74,8 +75,11 @@ TEST_F(HostFaultsTest, WithoutADescriptorLeft) {
 TEST_F(HostFaultsTest, WithThousandsOfDescriptorsInUse) {
     UsedDescriptors many(6000);
     if (!many.IsAllowed()) GTEST_SKIP() << "this system allows fewer than 6000 descriptors";
-    many.Use(5000);
-    EXPECT_EQ(InitProxy(server_.Address()).code, LEXO_ERR_NONE) << "the check copes, too";
+    // The first Init leaves the low descriptor of its log for the new one's high.
+    for (int i = 0; i < 2; ++i) {
+        many.Use(2500);
+        EXPECT_EQ(InitProxy(server_.Address()).code, LEXO_ERR_NONE) << "the check copes, too";
+    }
     EXPECT_EQ(Session("freetalk").Recognize(), kGood);
     EXPECT_EQ(Session("freetalk").Recognize(), kGood);
 }
