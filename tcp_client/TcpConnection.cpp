@@ -97,6 +97,16 @@ std::span<std::string_view> Behind(std::span<std::string_view> pieces, std::size
     return pieces;
 }
 
+// With nobody listening, the system may give the server's port, if it is one of those that clients
+// get, to the very socket that connects to it. A request would then be its own answer, and the port
+// be taken when the server comes back.
+bool IsConnectedToItself(int fd, const sockaddr_in& peer) {
+    sockaddr_in local{};
+    socklen_t length = sizeof local;
+    return ::getsockname(fd, reinterpret_cast<sockaddr*>(&local), &length) == 0 &&
+           local.sin_port == peer.sin_port && local.sin_addr.s_addr == peer.sin_addr.s_addr;
+}
+
 }  // namespace
 
 void TcpConnection::Close() {
@@ -143,23 +153,25 @@ TcpStatus TcpConnection::Open(const std::string& ip, unsigned int port, const De
         return kTcpErrorConnect;
     }
     TuneSocket(fd_);
-    if (::connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
-        return kTcpOK;
-    }
+    bool is_connected =
+        ::connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
     // An interrupted connect goes on in the background, like one in progress.
-    if (errno != EINPROGRESS && errno != EINTR) {
-        return kTcpErrorConnect;
+    if (!is_connected && (errno == EINPROGRESS || errno == EINTR)) {
+        is_connected = FinishConnect(deadline.CappedAt(kConnectTimeout));
     }
-    return FinishConnect(deadline.CappedAt(kConnectTimeout));
+    if (is_connected && IsConnectedToItself(fd_, address)) {
+        const linger reset{1, 0};  // which lets go of the port at once
+        (void)::setsockopt(fd_, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+        is_connected = false;
+    }
+    return is_connected ? kTcpOK : kTcpErrorConnect;
 }
 
-TcpStatus TcpConnection::FinishConnect(const Deadline& deadline) const {
+bool TcpConnection::FinishConnect(const Deadline& deadline) const {
     int error = 0;
     socklen_t length = sizeof error;
-    const bool is_connected = WaitFor(fd_, POLLOUT, deadline) == Wait::kReady &&
-                              ::getsockopt(fd_, SOL_SOCKET, SO_ERROR, &error, &length) == 0 &&
-                              error == 0;
-    return is_connected ? kTcpOK : kTcpErrorConnect;
+    return WaitFor(fd_, POLLOUT, deadline) == Wait::kReady &&
+           ::getsockopt(fd_, SOL_SOCKET, SO_ERROR, &error, &length) == 0 && error == 0;
 }
 
 TcpStatus TcpConnection::Send(std::span<std::string_view> pieces, const Deadline& deadline) {

@@ -53,7 +53,7 @@ class TcpConnection {
 
   private:
     TcpStatus Open(const std::string& ip, unsigned int port, const Deadline& deadline);
-    TcpStatus FinishConnect(const Deadline& deadline) const;
+    bool FinishConnect(const Deadline& deadline) const;
 
     int fd_ = -1;
 };

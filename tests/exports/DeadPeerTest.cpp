@@ -1,13 +1,17 @@
 // A server behind a network that begins to drop every packet. The host's network namespace and the
 // server's are joined by a pair of virtual interfaces; when the server's end loses its address,
 // nothing that is sent is answered any more, and neither end is told.
+#include <arpa/inet.h>
 #include <fcntl.h>
+#include <netinet/in.h>
 #include <sched.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
 #include <deque>
+#include <fstream>
 #include <functional>
 #include <future>
 #include <optional>
@@ -164,6 +168,21 @@ TEST_F(DeadPeerTest, IsGivenUpInTime) {
         EXPECT_EQ(one.session.Recognize(), kGood) << one.name;
         EXPECT_NE(far_server_->LastRequest().inner.chunk_no(), 2) << "its utterance is lost";
     }
+}
+
+// With nobody listening, the system may give the server's port to the very socket that connects to
+// it: it would read its own request as the answer, and keep the port from the server.
+TEST_F(DeadPeerTest, ThePortOfADeadServerIsNotTaken) {
+    InitProxy("127.0.0.1:40000");
+    std::ofstream("/proc/sys/net/ipv4/ip_local_port_range") << "40000 40000";
+    Session session("freetalk");
+    Logged();
+    EXPECT_EQ(session.Recognize(), (Outcome{LEXO_ERR_NETWORK_FAILED, 1}));
+    EXPECT_EQ(Logged(), Lines{"Network Error: Recog request to [127.0.0.1:40000] faield(4)"});
+    const int server = ::socket(AF_INET, SOCK_STREAM, 0);
+    const sockaddr_in address = {AF_INET, htons(40000), {INADDR_ANY}, {}};
+    EXPECT_EQ(::bind(server, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    ::close(server);
 }
 
 }  // namespace
