@@ -117,8 +117,7 @@ std::string LargeContent(std::size_t from, std::size_t bytes) {
     return content.substr(from % 8, bytes);
 }
 
-// Takes a request that is larger than the resource, keeps nothing of it and answers something.
-// Returns how many of the resource's bytes came as they are in the file, one behind the other.
+// Takes a request that is larger than the resource and x
 std::size_t TakeLargeRequest(Connection& connection) {
     std::string area(1 << 20, '\0');
     std::size_t right = 0;
@@ -130,7 +129,6 @@ std::size_t TakeLargeRequest(Connection& connection) {
         if (area.compare(start, length, LargeContent(right, length)) != 0) return right;
         right += length;
     }
-    connection.Send(scripted::LengthPrefix(0));
     return right;
 }
 
@@ -158,7 +156,10 @@ TEST_F(ResourceBytesTest, ALargeFileIsHeldOnceAndLeavesNothingBehind) {
     Session session("grammar");
     ASSERT_EQ(session.Bind(loaded.id), LEXO_ERR_NONE);
     std::atomic<std::size_t> right{0};
-    server_.OnConnect([&](Connection& connection) { right = TakeLargeRequest(connection); });
+    server_.OnConnect([&](Connection& connection) {
+        right = TakeLargeRequest(connection);
+        connection.Send(scripted::LengthPrefix(0));
+    });
     EXPECT_EQ(session.Recognize(), (Outcome{LEXO_ERR_ENGINE_FAILED, 1})) << "it was sent";
     EXPECT_EQ(right, kLargeBytes) << "all of it, and as it is";
     EXPECT_EQ(session.Release(), LEXO_ERR_NONE);
