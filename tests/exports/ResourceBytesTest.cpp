@@ -117,7 +117,8 @@ std::string LargeContent(std::size_t from, std::size_t bytes) {
     return content.substr(from % 8, bytes);
 }
 
-// Takes a request that is larger than the resource and x
+// Takes a request that is larger than the resource and keeps nothing of it. Returns how many of the
+// resource's bytes came as they are in the file, one behind the other.
 std::size_t TakeLargeRequest(Connection& connection) {
     std::string area(1 << 20, '\0');
     std::size_t right = 0;
