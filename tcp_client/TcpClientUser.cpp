@@ -28,8 +28,10 @@ void TcpClientUser::Reset() {
     request_message_->Clear();
     request_body_.Clear();
     if (answer_bytes_ > kKeptAnswerBytes) {
-        response_message_ = std::make_unique<MessageHeader>();
-        recognition_ = std::make_unique<RecognitionMessages>();
+        // In place: new ones would lie behind the memory of the former on the heap, and keep the
+        // process from giving that back to the system.
+        *response_message_ = MessageHeader();
+        *recognition_ = RecognitionMessages();
         answer_bytes_ = 0;
     }
     response_message_->Clear();

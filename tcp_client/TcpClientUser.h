@@ -47,8 +47,9 @@ class TcpClientUser {
     // The access message of the request, if there is one. The extension for it is present and empty
     // in request_message_.
     GatheredMessage request_body_;
-    std::unique_ptr<quorlan::protocol::MessageHeader> response_message_;
-    std::unique_ptr<RecognitionMessages> recognition_;  // the user's, and cleared with the others
+    const std::unique_ptr<quorlan::protocol::MessageHeader> response_message_;
+    // The user's, and cleared with the others.
+    const std::unique_ptr<RecognitionMessages> recognition_;
     std::atomic<bool> is_usable_{true};  // cleared when an exchange fails, set by the pool
     int last_error_ = kTcpOK;
 
