@@ -33,7 +33,7 @@
  *             SessionStart, SessionStop, LoadResource, UnloadResource, Init and End wait until the
  *             exchanges in progress have returned, and calls that come later wait behind them.
  *   Forks     A child may call Init and work on; the connections of its parent stay its parent's.
- *             Not if another thread was within Init or LoadResource when it was forked.
+ *             Not if another thread was within Init when it was forked.
  *   Units     Lengths are bytes, rates are hertz. Times in results are in the server's unit;
  *             orvx-server gives milliseconds from the start of the utterance's audio.
  */

@@ -21,6 +21,7 @@ constexpr auto kNoProbeSocket = static_cast<Lexo_ErrCode>(-1);
 
 std::atomic<OrvexProxy*> OrvexProxy::inst_{nullptr};
 MutexLock OrvexProxy::mutex_inst_;
+MutexLock OrvexProxy::change_lock_;
 
 OrvexProxy* OrvexProxy::GetInstance() {
     OrvexProxy* instance = inst_;
@@ -126,6 +127,7 @@ Lexo_ErrCode OrvexProxy::End() {
             return LEXO_ERR_RESOURCE_NEED_UNLOAD;
         }
     }
+    const MutexGuard change(change_lock_);
     for (auto& [cap_name, engine] : engine_list_) {
         engine.FreeDefaultTexts();
     }

@@ -11,6 +11,7 @@
 // Held over the fork are the locks that are never held for long, so that what they guard is whole
 // in the child; taken in the order in which one may be held while the next is taken.
 void OrvexProxy::BeforeFork() {
+    change_lock_.Lock();
     ProxySession::IdentityLock().Lock();
     ConnectionPool::GetInstance()->HoldStill();
     g_logger.HoldStill();
@@ -20,14 +21,16 @@ void OrvexProxy::AfterForkInParent() {
     g_logger.GoOn();
     ConnectionPool::GetInstance()->GoOn();
     ProxySession::IdentityLock().Unlock();
+    change_lock_.Unlock();
 }
 
-// What rw_lock_ guards is changed within microseconds, but for Init and LoadResource: a child that
-// was forked by another thread in the middle of those must not use the engine.
+// Nobody holds change_lock_ in Init, which changes all that rw_lock_ guards and takes its time: a
+// child that was forked by another thread in the middle of it must not use the engine.
 void OrvexProxy::AfterForkInChild() {
     g_logger.GoOnInChild();
     ConnectionPool::GetInstance()->GoOn();
     ProxySession::IdentityLock().Unlock();
+    change_lock_.Unlock();
     ConnectionPool::GetInstance()->DisownConnections();
     if (OrvexProxy* const instance = inst_) {
         instance->rw_lock_.Renew();

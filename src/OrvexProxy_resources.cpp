@@ -92,10 +92,13 @@ Lexo_ErrCode OrvexProxy::LoadResource(const char* pszCapabilityName, const char*
         return error;
     }
     const unsigned int res_id = engine->res_index + 1;
-    ResourceInfo& resource = engine->res_map[res_id];
-    engine->res_index = res_id;
-    KeepForProcessLifetime(resource.pcszResourceData);  // only after the counter has wrapped round
-    resource = {bytes.data.release(), bytes.length, eResourceFormatType, 0};
+    {
+        const MutexGuard change(change_lock_);
+        ResourceInfo& resource = engine->res_map[res_id];
+        engine->res_index = res_id;
+        KeepForProcessLifetime(resource.pcszResourceData);  // only once the counter has wrapped
+        resource = {bytes.data.release(), bytes.length, eResourceFormatType, 0};
+    }
     *pnResourceID = res_id;
     ORVX_LOG_DEBUG("LoadResource cap_name=%s, res_id=%d", engine->cap_name.c_str(),
                    static_cast<int>(res_id));
@@ -121,6 +124,7 @@ Lexo_ErrCode OrvexProxy::UnloadResource(const char* pszCapabilityName, unsigned 
                        static_cast<int>(nResourceID));
         return LEXO_ERR_UNLOAD_RESOURCE_FAILED;
     }
+    const MutexGuard change(change_lock_);
     FreeResource(resource);
     engine->res_map.erase(nResourceID);
     return LEXO_ERR_NONE;

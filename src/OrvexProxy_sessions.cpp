@@ -35,6 +35,7 @@ Lexo_ErrCode OrvexProxy::SessionStart(const char* pszCapabilityName, void** phSe
                                                   engine->default_params);
     // A handle is a number, never an address. After End it may be 0, the null pointer.
     void* const handle = WordOf(session_index_);
+    const MutexGuard change(change_lock_);
     session_list_[handle] = std::move(session);
     session_index_ = static_cast<int>(static_cast<unsigned int>(session_index_) + 1);
     *phSession = handle;
@@ -55,6 +56,7 @@ Lexo_ErrCode OrvexProxy::SessionStop(void* hSession) {
     if (session->second->HasResource()) {
         return LEXO_ERR_RESOURCE_NEED_DEACTIVE;
     }
+    const MutexGuard change(change_lock_);
     session_list_.erase(session);
     return LEXO_ERR_NONE;
 }
