@@ -143,10 +143,12 @@ void Measure(const Run& run, const std::string& server_program, const MakeClient
 
     Phases phases(run.threads);
     std::vector<Worker> workers;
+    workers.reserve(run.threads);
     for (unsigned i = 0; i < run.threads; ++i) {
         workers.emplace_back(run, i);
     }
     std::vector<std::thread> threads;
+    threads.reserve(run.threads);
     for (Worker& worker : workers) {
         threads.emplace_back([&] { worker.Work(make, server.Port(), phases); });
     }

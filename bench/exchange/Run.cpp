@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 
 namespace exchange {
@@ -42,7 +41,7 @@ std::string Beside(const std::string& program) {
 }
 
 void Fail(const char* what) {
-    std::fprintf(stderr, "exchange: %s (last error: %s)\n", what, std::strerror(errno));
+    std::fprintf(stderr, "exchange: %s (last error: %d)\n", what, errno);
     std::_Exit(1);
 }
 

@@ -20,6 +20,7 @@ namespace {
     std::vector<std::string> words = ServerOptions(run);
     words.insert(words.begin(), program);
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words) {
         arguments.push_back(word.data());
     }
