@@ -9,7 +9,7 @@ packages=(
     liblog4cxx-dev libprotobuf-dev protobuf-compiler
     libasio-dev libpocketsphinx-dev pocketsphinx-en-us
     libsndfile1-dev libsamplerate0-dev libsoxr-dev libcli11-dev nlohmann-json3-dev
-    libgtest-dev libgmock-dev pocketsphinx-testdata jq sox clang-format iproute2
+    libgtest-dev libgmock-dev libbenchmark-dev pocketsphinx-testdata jq sox clang-format iproute2
 )
 
 # install_packages [PACKAGE...]: installs what is missing, with these besides, as root or through

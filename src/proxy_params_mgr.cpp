@@ -230,8 +230,7 @@ void ProxyParamsMgr::GetConfigPair(Lexo_ParamKey key, Lexo_ParamValue word, std:
 
 bool ProxyParamsMgr::CheckTaskConfig(const std::string& /*cap_name*/, TaskConfig& config,
                                      std::map<Lexo_ParamKey, Lexo_ParamValue>& out_map) {
-    const std::map<std::string, std::string> pairs = config.GetMapConfig();
-    for (const auto& [name, value_text] : pairs) {
+    for (const auto& [name, value_text] : config.GetMapConfig()) {
         Lexo_ParamKey key{};
         Lexo_ParamValue word = nullptr;
         const int validation = CheckAndGetConfig(name, value_text, &key, &word);

@@ -56,7 +56,7 @@ class Connection {
     // Closes with a reset, which throws away what the other end has not read yet.
     void Reset() {
         const sockaddr nobody = {};
-        ::connect(socket_, &nobody, sizeof(nobody));
+        (void)::connect(socket_, &nobody, sizeof(nobody));
         is_open_ = false;
     }
     // From any thread: ends the stream and wakes whoever works on the connection.
