@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "Deadline.h"
-#include "FullListener.h"
 #include "MessageHeader.pb.h"
 #include "Reactions.h"
 #include "ScriptedServer.h"
@@ -87,13 +86,6 @@ TEST_F(ClientFaultsTest, TheTimeOutHoldsHoweverThePeerIsSlow) {
         ExpectFailureAfter(100, kTcpErrorTimeOut, [&](int timeout) { return Exchange(timeout); });
         ExpectGoodExchange(++connection);
     }
-}
-
-TEST(UnansweredClientTest, ConnectingIsBoundedByTheDeadline) {
-    const FullListener listener;
-    TcpClientUser client("127.0.0.1", static_cast<unsigned int>(listener.Port()));
-    ExpectFailureAfter(150, kTcpErrorConnect,
-                       [&](int timeout) { return client.SendRequestAndRecvMessage(timeout); });
 }
 
 // A peer that goes away while the request is still on its way, with a reset alone or with a reset

@@ -2,7 +2,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "../core/FullListener.h"
+#include "FullListener.h"
 #include "TestHost.h"
 
 namespace {
