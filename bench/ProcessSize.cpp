@@ -1,19 +1,30 @@
 #include "ProcessSize.h"
 
+#include <unistd.h>
+
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <system_error>
 
 ProcessSize ProcessSize::Now() {
+    ProcessSize size = Of(::getpid());
+    --size.descriptors;  // the one that counts them
+    return size;
+}
+
+ProcessSize ProcessSize::Of(pid_t pid) {
+    const std::string process = "/proc/" + std::to_string(pid);
     ProcessSize size;
-    std::ifstream status("/proc/self/status");
+    std::ifstream status(process + "/status");
     for (std::string line; std::getline(status, line);) {
         if (line.starts_with("VmRSS:")) size.resident_kib = std::stod(line.substr(6));
         if (line.starts_with("Threads:")) size.threads = std::stoi(line.substr(8));
     }
-    const std::filesystem::directory_iterator descriptors("/proc/self/fd");
-    size.descriptors = static_cast<int>(std::distance(begin(descriptors), end(descriptors))) - 1;
+    std::error_code error;
+    const std::filesystem::directory_iterator descriptors(process + "/fd", error);
+    size.descriptors = static_cast<int>(std::distance(begin(descriptors), end(descriptors)));
     return size;
 }
 

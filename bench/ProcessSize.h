@@ -1,10 +1,13 @@
-// What this process holds.
+// What a process holds.
 #pragma once
+
+#include <sys/types.h>
 
 #include <vector>
 
 struct ProcessSize {
-    static ProcessSize Now();
+    static ProcessSize Now();          // this one
+    static ProcessSize Of(pid_t pid);  // zeros when it is gone
 
     double resident_kib = 0;
     int descriptors = 0;

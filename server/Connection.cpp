@@ -70,7 +70,7 @@ void Connection::Close(const std::string& reason) {
     timer_.cancel();
     asio::error_code ignored;
     socket_.close(ignored);
-    ReleaseFrame();
+    if (!is_serving) ReleaseFrame();  // what is served is still there
     if (is_serving) RecognitionService::Tell(ticket_, RecognitionService::ClientState::kGone);
     ORVX_LOG_INFO("connection: peer=%s requests=%llu in=%llu out=%llu open=%.2fs end=%s",
                   peer_.c_str(), static_cast<unsigned long long>(requests_),
@@ -120,18 +120,22 @@ void Connection::OnRead(std::size_t count) {
     reader_.Commit(count);
     bytes_in_ += count;
     frame_bytes_ += count;
-    if (!ChargeFrame()) return Close("too many bytes of unfinished frames in all");
+    ChargeFrame();
+    if (state_ == State::kClosed) return;
     if (is_first_of_frame || reader_.GetStatus() != FrameReader::Status::kNeedMore) {
         return LookAtFrame();
     }
     Read();  // the deadline counts from the frame's first byte
 }
 
-bool Connection::ChargeFrame() {
-    if (frame_bytes_ <= kFreeBytes) return true;
+// Closes this connection, too, if no other holds more.
+void Connection::ChargeFrame() {
+    if (frame_bytes_ <= kFreeBytes) return;
     received_->total += frame_bytes_ - charged_;
     charged_ = frame_bytes_;
-    return received_->total <= limits_.max_received_bytes;
+    while (received_->total > limits_.max_received_bytes && state_ != State::kClosed) {
+        received_->close_largest();
+    }
 }
 
 void Connection::ReleaseFrame() {
@@ -167,7 +171,10 @@ void Connection::WatchClient() {
 }
 
 void Connection::OnAnswer(std::vector<char> frame) {
-    if (state_ == State::kClosed) return on_closed_(shared_from_this());
+    if (state_ == State::kClosed) {
+        ReleaseFrame();
+        return on_closed_(shared_from_this());
+    }
     state_ = State::kReading;  // for Close, nothing is being served now
     if (frame.empty()) return Close("a frame that is no message");
     state_ = State::kWriting;

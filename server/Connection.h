@@ -19,15 +19,18 @@ namespace orvx {
 
 struct ConnectionLimits {
     std::size_t max_frame_bytes;
-    std::size_t max_received_bytes;           // of unfinished frames, all connections together
+    std::size_t max_received_bytes;           // of frames not answered, all connections together
     std::chrono::milliseconds idle_timeout;   // from one request to the next
     std::chrono::milliseconds read_timeout;   // for one whole frame, from its first byte on
     std::chrono::milliseconds write_timeout;  // for one whole answer
 };
 
-// The memory that the connections' unfinished frames take.
+// The memory that the connections' frames take until they are answered.
 struct ReceivedBytes {
     std::size_t total = 0;
+    // Closes the connection that has received most of a frame that is not complete: whoever asks
+    // for little is not cut off because others ask for much.
+    std::function<void()> close_largest;
 };
 
 // All members, and everything that is called back, run on the socket's one network thread.
@@ -44,6 +47,8 @@ class Connection : public std::enable_shared_from_this<Connection> {
     // Closes as soon as no request is under way.
     void Drain();
     void Close(const std::string& reason);
+    // What is charged for a frame that is being received.
+    std::size_t UnfinishedBytes() const { return state_ == State::kReading ? charged_ : 0; }
 
   private:
     enum class State { kReading, kServing, kWriting, kClosed };
@@ -58,7 +63,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
     void OnWritten();
     void SetDeadline(std::chrono::milliseconds timeout, const char* reason);
     void SetTimer(std::chrono::milliseconds time, std::function<void()> then);
-    bool ChargeFrame();
+    void ChargeFrame();
     void ReleaseFrame();
 
     asio::ip::tcp::socket socket_;

@@ -1,5 +1,6 @@
 #include "Listener.h"
 
+#include <algorithm>
 #include <asio/error.hpp>
 #include <system_error>
 #include <utility>
@@ -26,6 +27,7 @@ void NameEndpoint(const asio::ip::tcp::endpoint& endpoint, Action action) try {
 Listener::Listener(asio::io_context* context, const asio::ip::tcp::endpoint& endpoint,
                    std::size_t max_connections, const ConnectionLimits& limits)
     : max_connections_(max_connections), limits_(limits), acceptor_(*context), retry_(*context) {
+    received_.close_largest = [this] { CloseLargest(); };
     NameEndpoint(endpoint, [&] {
         acceptor_.open(endpoint.protocol());
         acceptor_.set_option(asio::socket_base::reuse_address(true));
@@ -66,6 +68,14 @@ void Listener::Admit(asio::ip::tcp::socket socket) {
         [this](const std::shared_ptr<Connection>& closed) { OnClosed(closed); });
     connections_.insert(connection);
     connection->Start();
+}
+
+void Listener::CloseLargest() {
+    const auto largest = std::max_element(
+        connections_.begin(), connections_.end(),
+        [](const auto& a, const auto& b) { return a->UnfinishedBytes() < b->UnfinishedBytes(); });
+    const auto connection = *largest;  // closing takes it out
+    connection->Close("too many bytes of unfinished frames in all, the most of them here");
 }
 
 void Listener::OnClosed(const std::shared_ptr<Connection>& connection) {

@@ -75,7 +75,8 @@ class SpeechEnvironment : public testing::Environment {
     void SetUp() override {
         home_ = std::make_unique<scripted::TestHome>();
         home_->WriteFile("cards.jsgf", ReadFile(kRecordings + "cards/cards.gram"));
-        server_ = std::make_unique<ServerProcess>("--resource-dir=" + home_->Path());
+        const std::vector<std::string> options{"--resource-dir=" + home_->Path()};
+        server_ = std::make_unique<ServerProcess>(options);
         ASSERT_EQ(orvx_proxy_Init(server_->Address().c_str()), LEXO_ERR_NONE);
     }
     void TearDown() override {
