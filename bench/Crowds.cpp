@@ -126,7 +126,7 @@ int HalfClosed(std::uint16_t port, int crowd, HeldConnections* held) {
 int Deaf(std::uint16_t port, int crowd, HeldConnections* held) {
     Connect(port, crowd, held);
     LexoRequestMessage request = QuickRequest();
-    request.set_identify(std::string(kLargeFrame, 'i'));  // which the answer repeats
+    request.set_identify(std::string(60000, 'i'));  // which the answer repeats
     const std::string frame = Frame(Wrap(request));
     int refused = 0;
     for (TestClient& client : *held) {

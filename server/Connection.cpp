@@ -8,6 +8,7 @@
 #include <asio/error.hpp>
 #include <asio/post.hpp>
 #include <asio/write.hpp>
+#include <new>
 #include <utility>
 
 #include "LogText.h"
@@ -99,7 +100,7 @@ void Connection::LookAtFrame() {
     }
 }
 
-void Connection::Read() {
+void Connection::Read() try {
     const std::span<char> area = reader_.WritableArea();
     socket_.async_read_some(
         asio::buffer(area.data(), area.size()),
@@ -108,6 +109,8 @@ void Connection::Read() {
             if (error) return self->OnReadEnd(error == asio::error::eof ? "" : error.message());
             self->OnRead(count);
         });
+} catch (const std::bad_alloc&) {
+    Close("out of memory");
 }
 
 void Connection::OnReadEnd(const std::string& error) {
@@ -180,7 +183,6 @@ void Connection::OnAnswer(std::vector<char> frame) {
     state_ = State::kWriting;
     answer_ = std::move(frame);
     reader_.NextFrame();
-    if (reader_.IsEmpty()) reader_.Clear();
     ReleaseFrame();
     SetDeadline(limits_.write_timeout, "the client does not read its answers");
     asio::async_write(socket_, asio::buffer(answer_),

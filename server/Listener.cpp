@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <asio/error.hpp>
+#include <new>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -57,7 +58,7 @@ void Listener::Accept() {
     });
 }
 
-void Listener::Admit(asio::ip::tcp::socket socket) {
+void Listener::Admit(asio::ip::tcp::socket socket) try {
     if (connections_.size() >= max_connections_) {
         ORVX_LOG_WARNING("connection refused: %s open already",
                          Count(connections_.size(), "connection").c_str());
@@ -68,6 +69,8 @@ void Listener::Admit(asio::ip::tcp::socket socket) {
         [this](const std::shared_ptr<Connection>& closed) { OnClosed(closed); });
     connections_.insert(connection);
     connection->Start();
+} catch (const std::bad_alloc&) {
+    ORVX_LOG_ERROR("connection refused: out of memory");
 }
 
 void Listener::CloseLargest() {

@@ -38,6 +38,15 @@ std::optional<Failure> CheckAccess(const MessageHeader& header,
                        access.data().size());
 }
 
+// It is kept with an open utterance, and in every answer.
+std::optional<Failure> CheckIdentify(const LexoRequestMessage& request) {
+    constexpr std::size_t kMostBytes = std::size_t{64} << 10;
+    const std::size_t bytes = request.identify().size();
+    if (bytes <= kMostBytes) return std::nullopt;
+    return Refuse("identify has " + std::to_string(bytes) + " bytes, above " +
+                  std::to_string(kMostBytes));
+}
+
 // What is said twice must be said alike.
 std::optional<Failure> CompareLayers(const CapbilityAccessMessage& access,
                                      const LexoRequestMessage& request) {
@@ -71,6 +80,7 @@ DecodedFrame DecodeFrame(std::string_view body) {
     if (!request.ParseFromString(access.data())) {
         return Refuse("capbility_access_message: data is no LexoRequestMessage");
     }
+    if (const auto failure = CheckIdentify(request)) return *failure;
     if (const auto failure = CompareLayers(access, request)) return *failure;
     return request;
 }

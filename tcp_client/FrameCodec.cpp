@@ -39,7 +39,13 @@ FrameReader::FrameReader(std::size_t max_body_bytes) : max_body_bytes_(max_body_
 
 std::span<char> FrameReader::WritableArea() {
     if (size_ == buffer_.size()) {
-        buffer_.resize(std::max(kInitialBufferBytes, buffer_.size() * 2));
+        std::size_t bytes = std::max(kInitialBufferBytes, size_ * 2);
+        if (size_ >= kFramePrefixBytes) {
+            const std::size_t frame_bytes = kFramePrefixBytes + BodyBytes();
+            if (frame_bytes > size_) bytes = std::min(bytes, frame_bytes);
+        }
+        buffer_.reserve(bytes);  // of which resize might make more
+        buffer_.resize(bytes);
     }
     return std::span<char>(buffer_).subspan(size_);
 }
@@ -79,11 +85,16 @@ void FrameReader::NextFrame() {
     const std::size_t frame_bytes = kFramePrefixBytes + BodyBytes();
     std::memmove(buffer_.data(), buffer_.data() + frame_bytes, size_ - frame_bytes);
     size_ -= frame_bytes;
+    Shrink();
 }
 
 void FrameReader::Clear() {
     size_ = 0;
-    if (buffer_.size() > kKeptBufferBytes) {
-        buffer_ = {};
-    }
+    Shrink();
+}
+
+void FrameReader::Shrink() {
+    if (buffer_.size() <= kKeptBufferBytes || size_ > kKeptBufferBytes) return;
+    buffer_.resize(size_);
+    buffer_.shrink_to_fit();
 }

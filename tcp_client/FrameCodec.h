@@ -24,8 +24,8 @@ void EncodeFramePrefix(std::uint32_t body_bytes, char* out);
 bool EncodeFrame(const google::protobuf::MessageLite& message, std::vector<char>* frame);
 
 // Collects the bytes of incoming frames. The caller puts bytes where WritableArea says, tells
-// Commit how many, and looks at GetStatus. The buffer grows as bytes arrive: a length prefix alone
-// never allocates. Not for use by two threads at once.
+// Commit how many, and looks at GetStatus. The buffer grows as bytes arrive, up to the frame's size:
+// a length prefix alone never allocates. Not for use by two threads at once.
 class FrameReader {
   public:
     enum class Status {
@@ -49,12 +49,12 @@ class FrameReader {
     // Whether no byte is held at all.
     bool IsEmpty() const { return size_ == 0; }
 
-    // Drops the complete frame and keeps what came behind it.
-    void NextFrame();
-    // Drops everything, and the buffer too if it has grown beyond a common answer's size.
-    void Clear();
+    // Both give the buffer back if it has grown beyond a common answer's size.
+    void NextFrame();  // drops the complete frame and keeps what came behind it
+    void Clear();      // drops everything
 
   private:
+    void Shrink();
     std::size_t BodyBytes() const;  // what the prefix announces; needs kFramePrefixBytes bytes
 
     std::size_t max_body_bytes_;

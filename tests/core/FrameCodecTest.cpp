@@ -85,16 +85,20 @@ TEST(FrameReaderTest, GrowsWithWhatArrived) {
         ASSERT_EQ(reader.GetStatus(), Status::kNeedMore);
         const std::size_t room = reader.WritableArea().size();
         EXPECT_LE(room, std::max<std::size_t>(std::size_t{64} << 10, 2 * arrived));
+        EXPECT_LE(arrived + room, std::max<std::size_t>(std::size_t{64} << 10, frame.size()));
         const std::size_t count = std::min({room, frame.size() - arrived, std::size_t{50000}});
         Feed(reader, std::string_view(frame).substr(arrived, count));
         arrived += count;
     }
     ASSERT_EQ(reader.GetStatus(), Status::kComplete);
     EXPECT_TRUE(reader.Body() == body);
+    Feed(reader, "\1");
+    reader.NextFrame();
+    EXPECT_FALSE(reader.IsEmpty());
+    EXPECT_LE(reader.WritableArea().size(), std::size_t{64} << 10) << "a rare size is not kept";
     reader.Clear();
     EXPECT_TRUE(reader.IsEmpty());
     EXPECT_EQ(reader.GetStatus(), Status::kNeedMore);
-    EXPECT_LE(reader.WritableArea().size(), std::size_t{64} << 10) << "a rare size is not kept";
 }
 
 }  // namespace

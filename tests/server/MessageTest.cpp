@@ -39,6 +39,12 @@ TEST(RequestDecoderTest, WhatIsMalformedIsRefusedWithAReason) {
         {"data_len is -1", [](auto* h) { Access(h)->set_data_len(-1); }},
         {"no LexoRequestMessage",
          [](auto* h) { Access(h)->set_data("\xFF\xFF"), Access(h)->set_data_len(2); }},
+        {"identify has 65537 bytes",
+         [](auto* h) {
+             LexoRequestMessage request = MakeRequest("", "audio");
+             request.set_identify(std::string(65537, 'i'));
+             *h = Wrap(request);
+         }},
         {"capkey is \"other\"", [](auto* h) { Access(h)->set_capkey("other"); }},
         {"identify is \"other\"", [](auto* h) { Access(h)->set_identify("other"); }},
         {"chunk_no is 2, but the request's is -1", [](auto* h) { Access(h)->set_chunk_no(2); }}};

@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -53,6 +54,14 @@ class ServerProcess {
         return static_cast<std::uint16_t>(std::stoi(line.substr(line.rfind(':') + 1)));
     }
     void Signal(int signal) const { ::kill(pid_, signal); }
+    // Leaves it this many bytes of addresses besides those that it has.
+    void LimitMemory(rlim_t bytes) const {
+        rlim_t pages = 0;
+        std::ifstream("/proc/" + std::to_string(pid_) + "/statm") >> pages;
+        const rlim_t most = pages * static_cast<rlim_t>(::getpagesize()) + bytes;
+        const rlimit limit{most, most};
+        ASSERT_EQ(::prlimit(pid_, RLIMIT_AS, &limit, nullptr), 0);
+    }
     // Sends it a signal, if not 0, and waits for its end: its status, or minus the signal of that.
     int End(int signal = 0) {
         Signal(signal);
@@ -135,6 +144,19 @@ TEST(ProcessTest, NobodyNeedsToReadItsLog) {
     ::close(pipe_ends[0]);
     ::close(pipe_ends[1]);
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // they need more addresses
+TEST(ProcessTest, ARequestThatMemoryDoesNotHoldCostsItsConnectionAlone) {
+    ServerProcess server;
+    const std::uint16_t port = server.AwaitReady();
+    server.LimitMemory(50 << 20);
+    TestClient large(port);
+    large.Send(Prefix(60 << 20) + std::string(60 << 20, 'x'), 10000);
+    EXPECT_TRUE(large.IsClosedByServer());
+    EXPECT_EQ(TestClient(port).Ask(MakeRequest(kPcm16, Pause(100))).Error(), 12);
+    EXPECT_EQ(server.End(SIGTERM), 0);
+}
+#endif
 
 TEST(ProcessTest, WhatCannotStartSaysWhy) {
     ServerProcess first;
