@@ -30,20 +30,31 @@ void StartLogging(const orvx::Options& options) {
               << "; logging to standard output\n";
 }
 
-// Whoever waits for the file never sees half of it.
+// Whoever waits for the file never sees half of it. A device, a pipe or a link is not replaced, but
+// written to.
 void WritePortFile(const std::string& file, unsigned short port) {
     if (file.empty()) return;
-    const std::string unfinished = file + "." + std::to_string(getpid());
+    const auto status = std::filesystem::symlink_status(file);
+    const bool is_replaced = !exists(status) || is_regular_file(status);
+    const std::string unfinished = is_replaced ? file + "." + std::to_string(getpid()) : file;
     errno = 0;
     std::ofstream stream(unfinished);
     stream << port << std::endl;
     stream.close();
     std::error_code error(errno, std::generic_category());
-    if (stream) std::filesystem::rename(unfinished, file, error);
+    if (stream && is_replaced) std::filesystem::rename(unfinished, file, error);
     if (!error) return;
     std::error_code ignored;
-    std::filesystem::remove(unfinished, ignored);
+    if (is_replaced) std::filesystem::remove(unfinished, ignored);
     throw std::system_error(error, "cannot write the port file " + file);
+}
+
+// A standard stream that was closed would be the next descriptor's that is opened: a log line would
+// be written to a socket.
+void OpenStandardStreams() {
+    int fd = 0;
+    while (fd >= 0 && fd <= STDERR_FILENO) fd = ::open("/dev/null", O_RDWR);
+    if (fd >= 0) ::close(fd);
 }
 
 // Makes writing to a pipe that nobody reads fail instead of wait: lines of the log are lost then,
@@ -74,6 +85,7 @@ void GiveMemoryBack() {
 }  // namespace
 
 int main(int argc, char** argv) {
+    OpenStandardStreams();
     const orvx::ParsedOptions parsed = orvx::ParseOptions(argc, argv);
     if (!parsed.options) return parsed.exit_status;
     // Where the reader of the log goes away, lines are lost, not the server.

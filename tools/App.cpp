@@ -61,6 +61,7 @@ int Run(const Options& options, Console& console) {
 }  // namespace
 
 int RunApp(int argc, const char* const* argv) {
+    OccupyStandardStreams();
     try {
         const std::optional<Options> options = ParseCommandLine(argc, argv);
         if (!options) {

@@ -45,6 +45,13 @@ int WriteAll(int fd, std::string_view text) {
 
 }  // namespace
 
+void OccupyStandardStreams() {
+    for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(fd, F_GETFD) >= 0) continue;
+        ::open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+}
+
 Console::Console(bool verbose)
     : verbose_(verbose),
       has_terminal_(::isatty(STDERR_FILENO) == 1),

@@ -17,6 +17,10 @@
 
 namespace recognize {
 
+// Puts something unusable in the place of each standard stream that was closed, so that no other
+// descriptor gets its number, and what is written to it is an error still.
+void OccupyStandardStreams();
+
 class Console {
   public:
     explicit Console(bool verbose);

@@ -46,6 +46,7 @@ void OnSignal(int) {
     const int saved_errno = errno;
     SetAction(SIGINT, SIG_DFL);
     SetAction(SIGTERM, SIG_DFL);
+    SetAction(SIGHUP, SIG_DFL);
     g_signalled = true;
     RequestInterruption();
     AnnounceWait();
@@ -64,6 +65,11 @@ void InstallInterruption() {
     g_event_fd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     SetAction(SIGINT, &OnSignal);
     SetAction(SIGTERM, &OnSignal);
+    struct sigaction hang_up = {};
+    sigaction(SIGHUP, nullptr, &hang_up);
+    if (hang_up.sa_handler != SIG_IGN) {  // as nohup leaves it
+        SetAction(SIGHUP, &OnSignal);
+    }
     SetAction(SIGPIPE, SIG_IGN);
 }
 

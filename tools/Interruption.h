@@ -1,4 +1,4 @@
-// The wish to stop: Ctrl-C, SIGTERM, or a standard output that nobody reads any more.
+// The wish to stop: Ctrl-C, SIGTERM, SIGHUP, or a standard output that nobody reads any more.
 //
 // The wish is a flag that lasts, and an event that wakes every thread which waits through the
 // functions below. A flag alone would not wake a thread that waits for a microphone, and a signal
@@ -11,7 +11,7 @@
 
 namespace recognize {
 
-// Takes over SIGINT and SIGTERM, and ignores SIGPIPE. Once, before the first thread starts.
+// Takes over SIGINT, SIGTERM and SIGHUP, and ignores SIGPIPE. Once, before the first thread starts.
 void InstallInterruption();
 
 // What a signal does; any thread may call it.

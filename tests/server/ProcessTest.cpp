@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -109,6 +110,16 @@ TEST(ProcessTest, ServesLogsWhatItDoesAndEndsWithStatus0) {
         EXPECT_TRUE(std::regex_search(log, std::regex(line))) << line << "\n" << log;
     EXPECT_EQ(log.find("\n2026-01-01"), std::string::npos) << log;
     EXPECT_EQ(log.find("-hmm"), std::string::npos) << "the engine's own messages are not wanted";
+}
+
+TEST(ProcessTest, WritesThePortToAPipeThatIsThere) {
+    const TempDir dir;
+    const std::string fifo = dir.Path("fifo");
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    ServerProcess server("--port-file " + fifo + " 2>&- <&-");
+    const std::string written = ReadAll(fifo);
+    EXPECT_EQ(written, std::to_string(server.AwaitReady()) + "\n");
+    EXPECT_EQ(server.End(SIGTERM), 0);
 }
 
 TEST(ProcessTest, AFirstSignalWaitsForTheRecognitionUnderWayASecondDoesNot) {

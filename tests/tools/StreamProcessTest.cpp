@@ -86,7 +86,7 @@ TEST_F(Tool, EndsInOrderOnTheFirstSignalAndAtOnceOnTheSecond) {
 
 TEST_F(Tool, IsWokenByASignalWhileItWaitsForAudio) {
     ASSERT_EQ(::mkfifo(dir_.Path("live").c_str(), 0600), 0);
-    server_.Then(Sequence({PressCtrlC(), Says({"one"})}));
+    server_.Then(Sequence({PressCtrlC(SIGHUP), Says({"one"})}));
     const ToolResult result = Run({"--jobs", "2", dir_.Path("live"), Sound(1)});
     EXPECT_EQ(result.status, 1);
     ExpectTold(result.err, {"live: interrupted"});
@@ -98,6 +98,9 @@ TEST_F(Tool, SaysWhyResultsAreLostAndStops) {
     const ToolResult full = Run({"--stream", "continue", Sound(1), Sound(2)});
     EXPECT_EQ(full.status, 1);
     EXPECT_EQ(full.err, "orvx-recognize: cannot write the results: No space left on device\n");
+    setup_ = "exec <&- >&-;";
+    ExpectTold(Run({Sound(1)}).err, {"cannot write the results: Bad file descriptor"});
+    setup_.clear();
     EXPECT_EQ(Run({"--list"}).status, 1);
     EXPECT_EQ(Run({"--help"}).status, 1);
     // A reader that has gone, as head does, needs no message.

@@ -92,10 +92,10 @@ class Tool : public testing::Test {
         return chunks;
     }
 
-    // Presses Ctrl-C, and waits until the tool has said so.
-    scripted::Reaction PressCtrlC() {
-        return [this](const scripted::Request&, scripted::Connection&) {
-            ::kill(pid_, SIGINT);
+    // Presses Ctrl-C, or sends another signal, and waits until the tool has said so.
+    scripted::Reaction PressCtrlC(int signal = SIGINT) {
+        return [this, signal](const scripted::Request&, scripted::Connection&) {
+            ::kill(pid_, signal);
             const auto is_told = [this] {
                 return ReadAll(dir_.Path("stderr")).find("Ctrl-C") != std::string::npos;
             };
