@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <exception>
 #include <memory>
 #include <new>
 
@@ -92,9 +93,15 @@ void ConnectionPool::DropIdleConnections() {
 }
 
 GetConnection::GetConnection(const std::string& ip, int port)
-    : ip_(ip), port_(port), client(ConnectionPool::GetInstance()->RentHandle(ip, port)) {}
+    : ip_(ip),
+      port_(port),
+      exceptions_(std::uncaught_exceptions()),
+      client(ConnectionPool::GetInstance()->RentHandle(ip, port)) {}
 
 GetConnection::~GetConnection() {
+    if (std::uncaught_exceptions() > exceptions_) {
+        client->RenewMessages();
+    }
     try {
         ConnectionPool::GetInstance()->GiveBackHandle(ip_, port_, client);
     } catch (const std::bad_alloc&) {

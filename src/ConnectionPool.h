@@ -61,6 +61,7 @@ class GetConnection {
   private:
     const std::string ip_;
     const int port_;
+    const int exceptions_;  // in flight when it was rented
 
   public:
     TcpClientUser* const client;  // rented last, when nothing can fail any more

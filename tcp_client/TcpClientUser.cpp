@@ -28,14 +28,19 @@ void TcpClientUser::Reset() {
     request_message_->Clear();
     request_body_.Clear();
     if (answer_bytes_ > kKeptAnswerBytes) {
-        // In place: new ones would lie behind the memory of the former on the heap, and keep the
-        // process from giving that back to the system.
-        *response_message_ = MessageHeader();
-        *recognition_ = RecognitionMessages();
-        answer_bytes_ = 0;
+        RenewMessages();
     }
     response_message_->Clear();
     recognition_->Clear();
+}
+
+// In place: new ones would lie behind the memory of the former on the heap, and keep the process
+// from giving that back to the system.
+void TcpClientUser::RenewMessages() {
+    *request_message_ = MessageHeader();
+    *response_message_ = MessageHeader();
+    *recognition_ = RecognitionMessages();
+    answer_bytes_ = 0;
 }
 
 int TcpClientUser::SendRequestAndRecvMessage(int timeout) {

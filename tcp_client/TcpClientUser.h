@@ -34,6 +34,10 @@ class TcpClientUser {
     // an uncommonly large answer has taken.
     void Reset();
 
+    // Replaces the messages by new ones, without allocating. For those that an allocation failure
+    // has left half-made: they can be destroyed, but not cleared.
+    void RenewMessages();
+
     // Sends request_message_ and fills response_message_, all within `timeout` milliseconds.
     // Returns a TcpStatus, which last_error_ keeps. After every status but kTcpOK the connection is
     // closed and the next exchange connects anew.
