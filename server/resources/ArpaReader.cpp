@@ -13,11 +13,12 @@ namespace {
 
 constexpr std::size_t kHighestOrder = 3;  // what the engine's search uses
 constexpr std::size_t kMostNgrams = 500000;
+constexpr std::size_t kMostLines = 2 * kMostNgrams;  // with those in front of the model
 
 class ArpaReader {
   public:
     ArpaReader(std::string_view text, const Dictionary& dictionary)
-        : lines_(SplitLines(text)), dictionary_(&dictionary) {}
+        : lines_(SplitLines(text, kMostLines)), dictionary_(&dictionary) {}
 
     LanguageModel Read();
 

@@ -8,16 +8,17 @@ namespace orvx {
 namespace {
 
 constexpr std::string_view kBlanks = " \t\r\f\v";
+constexpr std::size_t kLongestLineBytes = std::size_t{1} << 20;
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 }  // namespace
 
-std::vector<TextLine> SplitLines(std::string_view text) {
+std::vector<TextLine> SplitLines(std::string_view text, std::size_t most) {
     if (text.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
         text.remove_prefix(kByteOrderMark.size());
     }
     std::vector<TextLine> lines;
-    for (int number = 1; !text.empty(); ++number) {
+    for (int number = 1; !text.empty() && lines.size() < most; ++number) {
         const std::size_t end = text.find('\n');
         const std::string_view line = text.substr(0, end);
         text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
@@ -27,6 +28,7 @@ std::vector<TextLine> SplitLines(std::string_view text) {
         const std::size_t first = line.find_first_not_of(kBlanks);
         if (first == std::string_view::npos || line[first] == '#') continue;
         const std::size_t last = line.find_last_not_of(kBlanks);
+        if (last - first >= kLongestLineBytes) throw ResourceError(number, "the line is too long");
         lines.push_back({number, line.substr(first, last - first + 1)});
     }
     return lines;

@@ -1,6 +1,7 @@
 // The lines of a resource's text and the words of a line.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,8 +14,9 @@ struct TextLine {
 };
 
 // The lines that say something: neither blank nor a comment ("#" first). A byte-order mark and
-// carriage returns are dropped. Views into `text`. Throws ResourceError if it holds a zero byte.
-std::vector<TextLine> SplitLines(std::string_view text);
+// carriage returns are dropped. Views into `text`; those behind the first `most` are left out.
+// Throws ResourceError at a zero byte, or at a line above 1 MiB.
+std::vector<TextLine> SplitLines(std::string_view text, std::size_t most);
 
 // Between blanks and tabs.
 std::vector<std::string_view> SplitWords(std::string_view line);

@@ -19,6 +19,7 @@ constexpr std::size_t kMostKeywords = 1000;     // each is followed beside all o
 constexpr std::size_t kMostUserWords = 5000;
 constexpr std::size_t kMostPhones = 60;
 constexpr std::size_t kMostPhrases = 20000;
+constexpr std::size_t kMostPhraseWords = 100000;  // of all phrases: each is a step of the network
 
 std::string Join(const std::vector<std::string_view>& words) {
     std::string text;
@@ -27,7 +28,7 @@ std::string Join(const std::vector<std::string_view>& words) {
 }
 
 std::vector<TextLine> Lines(std::string_view text, const char* what, std::size_t most) {
-    std::vector<TextLine> lines = SplitLines(text);
+    std::vector<TextLine> lines = SplitLines(text, most + 1);
     if (lines.empty()) throw ResourceError(std::string("the list of ") + what + " is empty");
     if (lines.size() > most) {
         throw ResourceError(lines[most].number, "more than " + std::to_string(most) + " " + what);
@@ -76,6 +77,9 @@ GrammarNetwork ReadWordList(std::string_view text, const Dictionary& dictionary)
         const std::vector<std::string_view> words = SplitWords(line.text);
         int state = 0;
         for (std::size_t i = 0; i < words.size(); ++i) {
+            if (network.arcs.size() == kMostPhraseWords) {
+                throw ResourceError(line.number, "more than 100000 words in all phrases");
+            }
             std::string word = LowerCase(words[i]);
             checker.Check(word, line.number);
             const auto [known, is_new] =

@@ -212,6 +212,10 @@ TEST_F(ResourceTest, ListsAreReadLineByLine) {
              return text + "b";
          }(),
          "longer than 255 bytes"},
+        {Capability::kGrammar, kWordList, Repeated("a ", 1 << 20), "line 1: the line is too long"},
+        {Capability::kGrammar, kWordList, Repeated("a a a a a a\n", 17000),
+         "line 16667: more than"},
+        {Capability::kFreeTalk, kUserWords, Repeated("a\n", 9999), "line 5001: more than 5000"},
         {Capability::kFreeTalk, kUserWords, Repeated("x", 256) + " B", "longer than 255 bytes"},
         {Capability::kFreeTalk, kUserWords, "x B X", "line 1: \"X\" is no phone"},
         {Capability::kFreeTalk, kUserWords, "x(2) B", "line 1: \"x(2)\" cannot be a word"},
@@ -219,7 +223,7 @@ TEST_F(ResourceTest, ListsAreReadLineByLine) {
          "not in the dictionary: \"x\" (line 2), \"y\" (line 3)"}};
     for (const auto& [capability, format, text, says] : wrong) {
         const std::string shown = Show(Load(capability, format, text));
-        EXPECT_EQ(shown.find("17 resource: "), 0U) << text;
+        EXPECT_EQ(shown.find("17 resource: "), 0U) << shown;
         EXPECT_NE(shown.find(says), std::string::npos) << shown;
     }
 }
