@@ -24,8 +24,8 @@ void EncodeFramePrefix(std::uint32_t body_bytes, char* out);
 bool EncodeFrame(const google::protobuf::MessageLite& message, std::vector<char>* frame);
 
 // Collects the bytes of incoming frames. The caller puts bytes where WritableArea says, tells
-// Commit how many, and looks at GetStatus. The buffer grows as bytes arrive, up to the frame's size:
-// a length prefix alone never allocates. Not for use by two threads at once.
+// Commit how many, and looks at GetStatus. The buffer grows as bytes arrive, up to the frame's
+// size: a length prefix alone never allocates. Not for use by two threads at once.
 class FrameReader {
   public:
     enum class Status {

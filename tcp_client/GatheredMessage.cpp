@@ -66,7 +66,11 @@ bool GatheredMessage::Wrap(const google::protobuf::MessageLite& message, int fie
 }
 
 bool GatheredMessage::Serialise(const google::protobuf::MessageLite& message) {
-    return message.ByteSizeLong() <= INT_MAX && message.SerializeToString(&skeleton_);
+    const std::size_t bytes = message.ByteSizeLong();
+    if (bytes > INT_MAX || !message.IsInitialized()) return false;
+    skeleton_.resize(bytes);
+    message.SerializeWithCachedSizesToArray(reinterpret_cast<std::uint8_t*>(skeleton_.data()));
+    return true;
 }
 
 // Walks over the fields of the skeleton from `from`, where one starts.
