@@ -60,7 +60,7 @@ class Listener {
 // ---- The request ----
 
 void Identity(benchmark::State& state) {
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         std::string identity;
         get_uuid(identity);
         benchmark::DoNotOptimize(identity);
@@ -78,14 +78,14 @@ void* StartSession(benchmark::State& state) {
 }
 
 void SessionStartAndStop(benchmark::State& state) {
-    for (auto _ : state) OrvexProxy::GetInstance()->SessionStop(StartSession(state));
+    while (state.KeepRunning()) OrvexProxy::GetInstance()->SessionStop(StartSession(state));
 }
 BENCHMARK(SessionStartAndStop);
 
 void SetParam(benchmark::State& state) {
     OrvexProxy& proxy = *OrvexProxy::GetInstance();
     void* const session = StartSession(state);
-    for (auto _ : state) proxy.SetParam(session, LEXO_PARAM_VAD_TAIL, WordOf(700));
+    while (state.KeepRunning()) proxy.SetParam(session, LEXO_PARAM_VAD_TAIL, WordOf(700));
     proxy.SessionStop(session);
 }
 BENCHMARK(SetParam);
@@ -93,7 +93,7 @@ BENCHMARK(SetParam);
 void GetParam(benchmark::State& state) {
     OrvexProxy& proxy = *OrvexProxy::GetInstance();
     void* const session = StartSession(state);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         Lexo_ParamValue value = nullptr;
         proxy.GetParam(session, LEXO_PARAM_VAD_TAIL, &value);
         benchmark::DoNotOptimize(value);
@@ -113,7 +113,7 @@ void TaskConfiguration(benchmark::State& state) {
         params[key] = WordOf(0);
     }
     const ProxySession session(LEXO_ENGINE_FREETALK, kCapability, "", params);
-    for (auto _ : state) benchmark::DoNotOptimize(session.GetConfig());
+    while (state.KeepRunning()) benchmark::DoNotOptimize(session.GetConfig());
 }
 BENCHMARK(TaskConfiguration);
 
@@ -139,7 +139,7 @@ void FrameGathered(benchmark::State& state) {
         header.MutableExtension(quorlan::protocol::capbility::capbility_access_message);
     access->set_data("");
     GatheredMessage message;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         if (!message.Start(request, contents) || !message.Wrap(*access, access->kDataFieldNumber)) {
             state.SkipWithError("not gathered");
         }
@@ -154,7 +154,7 @@ void FrameCopied(benchmark::State& state) {
     LexoRequestMessage request = RequestWith("");
     MessageHeader header;
     std::vector<char> frame;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         request.set_data(audio);
         auto* const access =
             header.MutableExtension(quorlan::protocol::capbility::capbility_access_message);
@@ -166,7 +166,7 @@ void FrameCopied(benchmark::State& state) {
 BENCHMARK(FrameCopied)->Arg(320)->Arg(320'000)->Arg(1'920'000);
 
 void PoolRentAndGiveBack(benchmark::State& state) {
-    for (auto _ : state) benchmark::DoNotOptimize(GetConnection("192.0.2.1", 8880).client);
+    while (state.KeepRunning()) benchmark::DoNotOptimize(GetConnection("192.0.2.1", 8880).client);
 }
 BENCHMARK(PoolRentAndGiveBack)->Threads(1)->Threads(8);
 
@@ -213,7 +213,7 @@ void AnswerParsedAndCopied(benchmark::State& state) {
         header.GetExtension(quorlan::protocol::capbility::capbility_access_response_message).data();
     LexoResponseMessage response;
     std::vector<Lexo_Freetalk_Element> words(static_cast<std::size_t>(state.range(0)));
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         if (!response.ParseFromString(data)) state.SkipWithError("not parsed");
         auto word = words.begin();
         for (const auto& list : response.sfreetalkresult().psegmentlist(0).pelementlistresults()) {
@@ -234,7 +234,7 @@ void Answer(benchmark::State& state) {
     MessageHeader header;
     RecognitionMessages messages;
     Lexo_RecogResult result{};
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         header.ParseFromString(body);
         const auto& access =
             header.GetExtension(quorlan::protocol::capbility::capbility_access_response_message);
@@ -255,7 +255,7 @@ void AnswerReleased(benchmark::State& state) {
     LexoResponseMessage response;
     response.ParseFromString(data);
     Lexo_RecogResult result{};
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         state.PauseTiming();
         ParseResponse(response, &result);
         state.ResumeTiming();

@@ -33,7 +33,8 @@
  *             SessionStart, SessionStop, LoadResource, UnloadResource, Init and End wait until the
  *             exchanges in progress have returned, and calls that come later wait behind them.
  *   Forks     A child may call Init and work on; the connections of its parent stay its parent's.
- *             Not if another thread was within Init when it was forked.
+ *             Not if another thread was within Init when it was forked, and not with sessions on
+ *             which other threads were working.
  *   Units     Lengths are bytes, rates are hertz. Times in results are in the server's unit;
  *             orvx-server gives milliseconds from the start of the utterance's audio.
  */
@@ -375,7 +376,7 @@ LEXO_API Lexo_ErrCode orvx_proxy_SessionStop(Lexo_Handle hSession);
  * session: the calls of one utterance form a stream; the call with bIsDataOver = 1 closes it and
  * sends no audio, whatever pData holds.
  * *pRecogStatus is 1 as soon as the arguments are accepted, and the server's status when it answers
- * with NONE or NO_VOICE_INPUT. While a result waits, every call returns RESULT_NOT_FREE.
+ * with NONE or NO_VOICE_INPUT, also if the result is then of an unknown kind. While a result waits, every call returns RESULT_NOT_FREE.
  * A live but silent server is waited for as long as 2147483 ms; one that is dead, or leaves the
  * request unread, is given up after 25 s.
  * Returns NONE; NO_VOICE_INPUT (the server heard no speech); SESSION_INVALID; RESULT_NOT_FREE;

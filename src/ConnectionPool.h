@@ -25,8 +25,8 @@ class ConnectionPool {
     // renter owns it until it gives it back. `ip` and `port` are not normalised: another spelling
     // of the same server has another list.
     TcpClientUser* RentHandle(const std::string& ip, int port);
-    // Takes ownership of a rented connection and declares it usable again. When it throws for want
-    // of memory, the connection is still the renter's.
+    // Takes ownership of a rented connection, clears its messages and declares it usable again.
+    // When it throws for want of memory, the connection is still the renter's.
     void GiveBackHandle(const std::string& ip, int port, TcpClientUser* client);
 
     // Around a fork: nobody works on the pool in between.

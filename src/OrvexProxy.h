@@ -96,8 +96,8 @@ class OrvexProxy {
 
     static std::atomic<OrvexProxy*> inst_;
     static MutexLock mutex_inst_;
-    // Held for the moments in which a call changes what rw_lock_ guards. A fork waits for it; for
-    // rw_lock_ it cannot, as an exchange may hold that for long.
+    // Held for the moments in which a call but Init changes the lists that rw_lock_ guards. A fork
+    // waits for it; for rw_lock_ it cannot, as an exchange may hold that for long.
     static MutexLock change_lock_;
 
     // Guarded by rw_lock_.

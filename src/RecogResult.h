@@ -11,7 +11,7 @@ class LexoResponseMessage;
 int EngineTypeInAnswer(const quorlan::protocol::LexoResponseMessage& response);
 
 // Fills `result` from `response` and releases what it held. False, with `result` untouched, for an
-// engine type outside 0 to 3.
+// engine type outside 0 to 3. Without memory it throws and leaves an empty result.
 //
 // Every list is as long as the count beside it says; below 1 the list pointer stays null. A count
 // that is larger than its list is a broken promise of the server, and ends the process as the

@@ -172,7 +172,9 @@ int ProxySession::BuildMessage(const Call& call, TcpClientUser& client) {
     }
     CapbilityAccessMessage& access = client.recognition_->access;
     FillAccess(request.chunk_no(), static_cast<int>(body.Bytes()), access);
-    body.Wrap(access, CapbilityAccessMessage::kDataFieldNumber);
+    if (!body.Wrap(access, CapbilityAccessMessage::kDataFieldNumber)) {
+        return LEXO_ERR_NETWORK_FAILED;
+    }
     MessageHeader& header = *client.request_message_;
     header.set_message_type(MessageHeader::LexoRecogRequest);
     header.set_name("CapbilityAccessMessage");

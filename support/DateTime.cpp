@@ -3,8 +3,9 @@
 namespace {
 
 // Without printf and strftime, which would take as long as all the rest of a request's identity.
-void AppendDigits(int number, std::size_t width, std::string* text) {
+void Append(const char* separator, int number, std::size_t width, std::string* text) {
     const std::string digits = std::to_string(number);
+    text->append(separator);
     if (digits.size() < width) text->append(width - digits.size(), '0');
     text->append(digits);
 }
@@ -22,12 +23,12 @@ std::string DateTime::ToString(bool with_milliseconds) const {
     localtime_r(&seconds_, &local);
     std::string text;
     text.reserve(sizeof "YYYY-MM-DDThh:mm:ss.mmm");
-    AppendDigits(local.tm_year + 1900, 4, &text);
-    AppendDigits(local.tm_mon + 1, 2, &text.append("-"));
-    AppendDigits(local.tm_mday, 2, &text.append("-"));
-    AppendDigits(local.tm_hour, 2, &text.append("T"));
-    AppendDigits(local.tm_min, 2, &text.append(":"));
-    AppendDigits(local.tm_sec, 2, &text.append(":"));
-    if (with_milliseconds) AppendDigits(milliseconds_, 3, &text.append("."));
+    Append("", local.tm_year + 1900, 4, &text);
+    Append("-", local.tm_mon + 1, 2, &text);
+    Append("-", local.tm_mday, 2, &text);
+    Append("T", local.tm_hour, 2, &text);
+    Append(":", local.tm_min, 2, &text);
+    Append(":", local.tm_sec, 2, &text);
+    if (with_milliseconds) Append(".", milliseconds_, 3, &text);
     return text;
 }

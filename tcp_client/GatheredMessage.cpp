@@ -93,10 +93,14 @@ bool GatheredMessage::FindEmpty(int field, std::size_t from, std::size_t* behind
 }
 
 std::size_t GatheredMessage::Bytes() const {
-    std::size_t bytes = texts_[contents_.size()].size();
-    for (std::size_t i = 0; i < contents_.size(); ++i) {
-        bytes += texts_[i].size() + contents_[i].size();
-    }
+    std::size_t bytes = TextBytes();
+    for (const std::string_view content : contents_) bytes += content.size();
+    return bytes;
+}
+
+std::size_t GatheredMessage::TextBytes() const {
+    std::size_t bytes = 0;
+    for (std::size_t i = 0; i <= contents_.size(); ++i) bytes += texts_[i].size();
     return bytes;
 }
 

@@ -40,6 +40,8 @@ class GatheredMessage {
     bool Wrap(const google::protobuf::MessageLite& message, int field);
 
     std::size_t Bytes() const;
+    // What surrounds the bulk.
+    std::size_t TextBytes() const;
     bool IsEmpty() const { return Bytes() == 0; }
 
     // Puts a few bytes before all that was gathered.

@@ -10,8 +10,10 @@ using quorlan::protocol::MessageHeader;
 
 namespace {
 
-// The messages of an answer of many words, parsed, take some three times as much.
-constexpr std::size_t kKeptAnswerBytes = std::size_t{256} << 10;
+// Messages keep, for each place in them, the most that was ever there: an answer of many words
+// takes some three times its bytes, and answers of ever other shapes add up.
+constexpr std::size_t kCommonExchangeBytes = std::size_t{256} << 10;
+constexpr std::size_t kMostExchangedBytes = std::size_t{4} << 20;
 
 }  // namespace
 
@@ -25,11 +27,13 @@ TcpClientUser::TcpClientUser(const char* ip, unsigned int port)
 TcpClientUser::~TcpClientUser() = default;
 
 void TcpClientUser::Reset() {
-    request_message_->Clear();
-    request_body_.Clear();
-    if (answer_bytes_ > kKeptAnswerBytes) {
+    exchanged_bytes_ += exchange_bytes_;
+    if (exchange_bytes_ > kCommonExchangeBytes || exchanged_bytes_ > kMostExchangedBytes) {
         RenewMessages();
     }
+    exchange_bytes_ = 0;
+    request_body_.Clear();
+    request_message_->Clear();
     response_message_->Clear();
     recognition_->Clear();
 }
@@ -40,7 +44,7 @@ void TcpClientUser::RenewMessages() {
     *request_message_ = MessageHeader();
     *response_message_ = MessageHeader();
     *recognition_ = RecognitionMessages();
-    answer_bytes_ = 0;
+    exchanged_bytes_ = 0;
 }
 
 int TcpClientUser::SendRequestAndRecvMessage(int timeout) {
@@ -78,6 +82,7 @@ TcpStatus TcpClientUser::SendRequest(const Deadline& deadline) {
     std::array<char, kFramePrefixBytes> prefix;
     EncodeFramePrefix(static_cast<std::uint32_t>(request_body_.Bytes()), prefix.data());
     request_body_.Prepend({prefix.data(), prefix.size()});
+    exchange_bytes_ = request_body_.TextBytes();
     if (!connection_.IsReadyForRequest()) {
         const TcpStatus status = connection_.Connect(ip_, port_, deadline);
         if (status != kTcpOK) {
@@ -100,7 +105,7 @@ TcpStatus TcpClientUser::ReceiveResponse(const Deadline& deadline) {
         return kTcpErrorData;
     }
     const std::string_view body = reader_.Body();
-    answer_bytes_ = body.size();
+    exchange_bytes_ += body.size();
     const bool parsed =
         response_message_->ParseFromArray(body.data(), static_cast<int>(body.size()));
     return parsed ? kTcpOK : kTcpErrorData;

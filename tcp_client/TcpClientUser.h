@@ -31,16 +31,16 @@ class TcpClientUser {
     TcpClientUser& operator=(const TcpClientUser&) = delete;
 
     // Clears the messages, ready for the next exchange. Their memory is kept for it, but not what
-    // an uncommonly large answer has taken.
+    // an uncommonly large exchange has taken, and not for ever.
     void Reset();
 
     // Replaces the messages by new ones, without allocating. For those that an allocation failure
     // has left half-made: they can be destroyed, but not cleared.
     void RenewMessages();
 
-    // Sends request_message_ and fills response_message_, all within `timeout` milliseconds.
-    // Returns a TcpStatus, which last_error_ keeps. After every status but kTcpOK the connection is
-    // closed and the next exchange connects anew.
+    // Sends request_message_ around request_body_, which is used up, and fills response_message_,
+    // all within `timeout` milliseconds. Returns a TcpStatus, which last_error_ keeps. After every
+    // status but kTcpOK the connection is closed and the next exchange connects anew.
     int SendRequestAndRecvMessage(int timeout);
 
     // For an answer that was not the request's own: the connection is out of step, and the next
@@ -67,5 +67,6 @@ class TcpClientUser {
     const unsigned int port_;
     TcpConnection connection_;
     FrameReader reader_;
-    std::size_t answer_bytes_ = 0;  // of the last answer
+    std::size_t exchange_bytes_ = 0;   // what the last exchange put into the messages
+    std::size_t exchanged_bytes_ = 0;  // what all have, since the messages were new
 };

@@ -45,7 +45,8 @@ Wait WaitFor(int fd, short events, const Deadline& deadline) {
 
 template <typename Value>
 void SetOption(int fd, int level, int name, const Value& value) {
-    // Each option only tunes: a kernel that refuses one still carries the exchange.
+    // A kernel that refuses one still carries the exchange. None refuses the two that bound the
+    // wait in the kernel.
     (void)::setsockopt(fd, level, name, &value, sizeof value);
 }
 
@@ -100,10 +101,13 @@ std::span<std::string_view> Behind(std::span<std::string_view> pieces, std::size
 // With nobody listening, the system may give the server's port, if it is one of those that clients
 // get, to the very socket that connects to it. A request would then be its own answer, and the port
 // be taken when the server comes back.
-bool IsConnectedToItself(int fd, const sockaddr_in& peer) {
+bool IsConnectedToItself(int fd) {
     sockaddr_in local{};
-    socklen_t length = sizeof local;
-    return ::getsockname(fd, reinterpret_cast<sockaddr*>(&local), &length) == 0 &&
+    sockaddr_in peer{};
+    socklen_t local_bytes = sizeof local;
+    socklen_t peer_bytes = sizeof peer;
+    return ::getsockname(fd, reinterpret_cast<sockaddr*>(&local), &local_bytes) == 0 &&
+           ::getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &peer_bytes) == 0 &&
            local.sin_port == peer.sin_port && local.sin_addr.s_addr == peer.sin_addr.s_addr;
 }
 
@@ -159,7 +163,7 @@ TcpStatus TcpConnection::Open(const std::string& ip, unsigned int port, const De
     if (!is_connected && (errno == EINPROGRESS || errno == EINTR)) {
         is_connected = FinishConnect(deadline.CappedAt(kConnectTimeout));
     }
-    if (is_connected && IsConnectedToItself(fd_, address)) {
+    if (is_connected && IsConnectedToItself(fd_)) {
         const linger reset{1, 0};  // which lets go of the port at once
         (void)::setsockopt(fd_, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
         is_connected = false;

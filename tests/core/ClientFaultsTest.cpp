@@ -1,5 +1,6 @@
 // One client against peers that behave badly: what depends on time, signals and broken connections.
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <pthread.h>
 
 #include <chrono>
@@ -12,6 +13,7 @@
 #include "Deadline.h"
 #include "MessageHeader.pb.h"
 #include "Reactions.h"
+#include "RecognitionMessages.h"
 #include "ScriptedServer.h"
 #include "TcpClientUser.h"
 
@@ -86,6 +88,31 @@ TEST_F(ClientFaultsTest, TheTimeOutHoldsHoweverThePeerIsSlow) {
         ExpectFailureAfter(100, kTcpErrorTimeOut, [&](int timeout) { return Exchange(timeout); });
         ExpectGoodExchange(++connection);
     }
+}
+
+// Each answer has its one long text at another place. What messages keep of that would add up.
+TEST_F(ClientFaultsTest, AnswersOfEverOtherShapesDoNotAddUp) {
+    const std::string text(200'000, 'a');
+    const auto used = [] {
+        const auto info = ::mallinfo2();
+        return info.uordblks + info.hblkhd;
+    };
+    server_.StopRecording();
+    EXPECT_EQ(Exchange(), kTcpOK);
+    const std::size_t before = used();
+    for (int place = 0; place < 200; ++place) {
+        server_.Then(scripted::Answer(scripted::Echo([&](auto& response) {
+            auto* const segment = response.mutable_sfreetalkresult()->add_psegmentlist();
+            for (int i = 0; i < place; ++i) segment->add_psentenceresults();
+            segment->add_psentenceresults()->set_psztext(text);
+        })));
+        ASSERT_EQ(Exchange(), kTcpOK);
+        const auto& access = client_.response_message_->GetExtension(
+            quorlan::protocol::capbility::capbility_access_response_message);
+        ASSERT_TRUE(client_.recognition_->response.ParseFromString(access.data()));
+    }
+    client_.Reset();
+    EXPECT_LT(used(), before + (std::size_t{8} << 20));
 }
 
 // A peer that goes away while the request is still on its way, with a reset alone or with a reset

@@ -2,6 +2,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <climits>
 #include <string>
 
 #include "TestHost.h"
@@ -60,6 +61,17 @@ TEST_F(RequestTest, OneShotRequests) {
     }
     EXPECT_EQ(session.Close("audio"), kGood);
     ExpectFrame(server_.LastRequest(), OneShot(server_.LastRequest()));
+}
+
+// Of so much audio nothing is read, as it is refused first.
+TEST_F(RequestTest, ARequestOf2GiBIsNotSent) {
+    Session session("freetalk");
+    int status = kUntouched;
+    EXPECT_EQ(orvx_proxy_Recognize(session.Handle(), "audio", INT_MAX, 0, &status),
+              LEXO_ERR_NETWORK_FAILED);
+    EXPECT_EQ(status, 1);
+    EXPECT_EQ(server_.RequestCount(), 0u);
+    EXPECT_EQ(session.Recognize("audio"), kGood);
 }
 
 TEST_F(RequestTest, RealTimeRequests) {
