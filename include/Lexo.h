@@ -376,14 +376,14 @@ LEXO_API Lexo_ErrCode orvx_proxy_SessionStop(Lexo_Handle hSession);
  * session: the calls of one utterance form a stream; the call with bIsDataOver = 1 closes it and
  * sends no audio, whatever pData holds.
  * *pRecogStatus is 1 as soon as the arguments are accepted, and the server's status when it answers
- * with NONE or NO_VOICE_INPUT, also if the result is then of an unknown kind. While a result waits, every call returns RESULT_NOT_FREE.
- * A live but silent server is waited for as long as 2147483 ms; one that is dead, or leaves the
- * request unread, is given up after 25 s.
- * Returns NONE; NO_VOICE_INPUT (the server heard no speech); SESSION_INVALID; RESULT_NOT_FREE;
- * PARAM_INVALID (no data; a bound resource that cannot be sent); NETWORK_FAILED (no exchange with
- * the server; a real-time utterance is lost); RECOG_FAILED (request refused, answer not understood,
- * or the server says so); ENGINE_FAILED (answer to another request, or the server says so); UNKNOWN
- * (negative server error, or unknown kind of result); MEMORY; any other code is the server's. */
+ * with NONE or NO_VOICE_INPUT, also if the result is then of an unknown kind. While a result waits,
+ * every call returns RESULT_NOT_FREE. A live but silent server is waited for as long as 2147483 ms;
+ * one that is dead, or leaves the request unread, is given up after 25 s. Returns NONE;
+ * NO_VOICE_INPUT (the server heard no speech); SESSION_INVALID; RESULT_NOT_FREE; PARAM_INVALID (no
+ * data; a bound resource that cannot be sent); NETWORK_FAILED (no exchange with the server; a
+ * real-time utterance is lost); RECOG_FAILED (request refused, answer not understood, or the server
+ * says so); ENGINE_FAILED (answer to another request, or the server says so); UNKNOWN (negative
+ * server error, or unknown kind of result); MEMORY; any other code is the server's. */
 LEXO_API Lexo_ErrCode orvx_proxy_Recognize(Lexo_Handle hSession, const char* pData, int nDataLen,
                                            int bIsDataOver, Lexo_RecogStatus* pRecogStatus);
 
