@@ -39,9 +39,9 @@ void SpeechChannel::Finish() {
 
 void SpeechChannel::Release() {
     if (open_job_) decoders_->Cancel(std::exchange(open_job_, nullptr));
-    samples_ = {};
+    samples_ = std::vector<std::int16_t>();  // "= {}" would keep the memory
     position_ = 0;
-    speech_ = {};
+    speech_ = std::vector<std::int16_t>();
 }
 
 int SpeechChannel::SettledMs() const {

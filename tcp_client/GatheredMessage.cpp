@@ -15,6 +15,11 @@ namespace {
 
 constexpr std::size_t kKeptTextBytes = 4096;
 
+void Empty(std::string* text) {
+    text->clear();
+    if (text->capacity() > kKeptTextBytes) text->shrink_to_fit();
+}
+
 void AppendLength(std::size_t length, std::string* text) {
     std::array<std::uint8_t, 5> varint;
     const std::uint8_t* const end =
@@ -27,11 +32,8 @@ void AppendLength(std::size_t length, std::string* text) {
 
 void GatheredMessage::Clear() {
     contents_.clear();
-    for (std::string& text : texts_) {
-        text.clear();
-        if (text.capacity() > kKeptTextBytes) text.shrink_to_fit();
-    }
-    if (skeleton_.capacity() > kKeptTextBytes) skeleton_ = {};
+    for (std::string& text : texts_) Empty(&text);
+    Empty(&skeleton_);
 }
 
 bool GatheredMessage::Start(const google::protobuf::MessageLite& message,
