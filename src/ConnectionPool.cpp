@@ -48,7 +48,7 @@ TcpClientUser* ConnectionPool::RentHandle(const std::string& ip, int port) {
                       static_cast<void*>(client.get()));
         return client.release();
     }
-    std::vector<TcpClientUser*>& idle = entry->second;
+    std::deque<TcpClientUser*>& idle = entry->second;
     const auto usable = std::find_if(idle.begin(), idle.end(), [](const TcpClientUser* client) {
         return client->is_usable_.load();
     });

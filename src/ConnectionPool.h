@@ -7,9 +7,9 @@
 #pragma once
 
 #include <atomic>
+#include <deque>
 #include <map>
 #include <string>
-#include <vector>
 
 #include "MutexLock.h"
 
@@ -46,7 +46,7 @@ class ConnectionPool {
     void DropIdleConnections();  // needs lock_
 
     MutexLock lock_;
-    std::map<std::string, std::vector<TcpClientUser*>> tcp_clients_;  // guarded by lock_
+    std::map<std::string, std::deque<TcpClientUser*>> tcp_clients_;  // guarded by lock_
     std::atomic<bool> is_inherited_{false};
 };
 

@@ -2,9 +2,9 @@
 // class and hands out what a test has to see or to set.
 #pragma once
 
+#include <deque>
 #include <map>
 #include <string>
-#include <vector>
 
 #include "ConnectionPool.h"
 #include "proxy_params_mgr.h"
@@ -23,7 +23,7 @@ struct ProxySessionTestAccess {
 };
 
 struct ConnectionPoolTestAccess {
-    using Clients = std::vector<TcpClientUser*>;
+    using Clients = std::deque<TcpClientUser*>;
 
     // By server key.
     static std::map<std::string, Clients>& Idle() {
