@@ -90,21 +90,6 @@ std::string CommandOf(const Row& row, const Cell& cell, const Plan& plan) {
     return command;
 }
 
-Figures Measure(const std::string& command) {
-    std::FILE* const pipe = ::popen(command.c_str(), "r");
-    Require(pipe != nullptr, "no process");
-    std::string output;
-    for (char line[512]; std::fgets(line, sizeof line, pipe) != nullptr;) {
-        output += line;
-    }
-    Figures figures;
-    if (::pclose(pipe) != 0 || !ReadFigures(output, &figures)) {
-        std::fprintf(stderr, "%s\n%s", command.c_str(), output.c_str());
-        Fail("a run failed");
-    }
-    return figures;
-}
-
 }  // namespace
 }  // namespace exchange
 
@@ -123,7 +108,7 @@ int main(int argc, char** argv) {
     for (int round = 0; round < plan.rounds; ++round) {
         for (const Cell& cell : cells) {
             for (const Row& row : rows) {
-                results.Add(cell, row.name, round, Measure(CommandOf(row, cell, plan)));
+                results.Add(cell, row.name, round, FiguresIn(OutputOf(CommandOf(row, cell, plan))));
             }
         }
         std::reverse(rows.begin(), rows.end());

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <string>
+#include <vector>
 
 namespace exchange {
 
@@ -24,16 +25,11 @@ inline void PrintFigures(const Figures& f) {
                 f.per_second, f.client_cpu_us, f.server_cpu_us, f.faults, f.switches, f.peak_mb);
 }
 
-// Finds the line in what a run printed.
-inline bool ReadFigures(const std::string& output, Figures* f) {
-    const std::size_t line = output.find("figures ");
-    const bool is_read =
-        line != std::string::npos &&
-        std::sscanf(output.c_str() + line, "figures %lf %lf %lf %lf %lf %lf %lf %lf", &f->calls,
-                    &f->p50_us, &f->per_second, &f->client_cpu_us, &f->server_cpu_us, &f->faults,
-                    &f->switches, &f->peak_mb) == 8;
-    f->both_cpu_us = f->client_cpu_us + f->server_cpu_us;
-    return is_read;
-}
+// What a command prints; it must not fail.
+std::string OutputOf(const std::string& command);
+// The figures in what a run printed.
+Figures FiguresIn(const std::string& output);
+
+double MedianOf(std::vector<double> values);
 
 }  // namespace exchange

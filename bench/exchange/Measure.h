@@ -22,7 +22,7 @@ class Client {
 // Called on the client's own thread.
 using MakeClient = std::function<std::unique_ptr<Client>(int port)>;
 
-// Starts the server, makes the run and prints the line that ReadFigures understands.
+// Starts the server, makes the run and prints the line that FiguresIn understands.
 void Measure(const Run& run, const std::string& server_program, const MakeClient& make);
 
 }  // namespace exchange

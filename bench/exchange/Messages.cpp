@@ -19,7 +19,11 @@ using quorlan::protocol::MessageHeader;
 
 constexpr std::size_t kPrefixBytes = 4;
 constexpr std::size_t kBytesWithoutWords = 200;
+// Times take more bytes the later they are.
 constexpr std::size_t kBytesOfWord = 20;
+constexpr std::size_t kBytesOfLateWord = 22;
+constexpr std::size_t kLargeAnswerBytes = 50'000;
+constexpr std::size_t kBytesOfLengths = 24;
 
 std::string Framed(const MessageHeader& header) {
     const auto size = htonl(static_cast<std::uint32_t>(header.ByteSizeLong()));
@@ -102,7 +106,8 @@ StampText TextOf(Stamp stamp) {
 }
 
 int WordsOf(std::size_t body_bytes) {
-    return static_cast<int>((body_bytes - kBytesWithoutWords) / kBytesOfWord);
+    return static_cast<int>((body_bytes - kBytesWithoutWords) /
+                            (body_bytes < kLargeAnswerBytes ? kBytesOfWord : kBytesOfLateWord));
 }
 
 void FillAccess(quorlan::protocol::capbility::CapbilityAccessMessage* access) {
@@ -126,8 +131,13 @@ AnswerFrame::AnswerFrame(std::size_t body_bytes, std::size_t identify_length)
     const std::string identify(identify_bytes, '\xFF');
     const std::string stamp(kStampTextBytes, '\xFE');
     std::string text = stamp;
-    while (Answer(identify, text, WordsOf(body_bytes)).ByteSizeLong() < body_bytes) {
-        text += kFiller;
+    const auto missing = [&] {
+        const std::size_t size = Answer(identify, text, WordsOf(body_bytes)).ByteSizeLong();
+        return size < body_bytes ? body_bytes - size : 0;
+    };
+    // The last bytes one by one, as the lengths within the message grow too.
+    for (std::size_t rest = missing(); rest > 0; rest = missing()) {
+        text.append(rest > kBytesOfLengths ? rest - kBytesOfLengths : 1, kFiller);
     }
     bytes = Framed(Answer(identify, text, WordsOf(body_bytes)));
     Require(bytes.size() == kPrefixBytes + body_bytes, "no answer has this size");

@@ -7,12 +7,6 @@ namespace exchange {
 
 namespace {
 
-double MedianOf(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    const std::size_t half = values.size() / 2;
-    return values.size() % 2 == 1 ? values[half] : (values[half - 1] + values[half]) / 2;
-}
-
 const Goal* GoalOf(std::size_t audio_bytes) {
     for (const Goal& goal : kGoals) {
         if (goal.audio_bytes == audio_bytes) {

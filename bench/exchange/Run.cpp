@@ -16,10 +16,13 @@ Run ReadRun(int argc, char** argv) {
     app.add_option("--audio", run.audio_bytes, "bytes of audio in a request")
         ->check(CLI::Range(16, 64 << 20));
     app.add_option("--answer", run.answer_bytes, "bytes of an answer")
-        ->check(CLI::Range(250, 1 << 20));
+        ->check(CLI::Range(250, 16 << 20));
     app.add_option("--threads", run.threads)->check(CLI::Range(1, 256));
     app.add_option("--seconds", run.seconds)->check(CLI::Range(0.001, 20.0));
     app.add_option("--calls", run.calls, "of each thread, instead of a time");
+    app.add_option("--sessions", run.sessions, "open besides");
+    app.add_flag("--in-turn", run.is_in_turn, "requests take turns over these sessions");
+    app.add_option("--idle", run.idle, "connections that lie idle")->check(CLI::Range(0, 4000));
     app.add_option("--client-cpu", run.client_cpu);
     app.add_option("--server-cpu", run.server_cpu);
     app.add_flag("--server", run.is_server, "be the server");
@@ -32,8 +35,13 @@ Run ReadRun(int argc, char** argv) {
 }
 
 std::vector<std::string> ServerOptions(const Run& run) {
-    return {"--server", "--audio", std::to_string(run.audio_bytes), "--answer",
-            std::to_string(run.answer_bytes)};
+    return {"--server",
+            "--audio",
+            std::to_string(run.audio_bytes),
+            "--answer",
+            std::to_string(run.answer_bytes),
+            "--idle",
+            std::to_string(run.idle)};
 }
 
 std::string Beside(const std::string& program) {

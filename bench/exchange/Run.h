@@ -14,6 +14,9 @@ struct Run {
     unsigned threads = 1;
     double seconds = 0.3;     // length of the timed part
     unsigned long calls = 0;  // of each thread, instead of a time, if not 0
+    unsigned sessions = 0;    // open besides, in the library's row
+    bool is_in_turn = false;  // requests take turns over these sessions
+    unsigned idle = 0;        // connections that lie idle beforehand, and are used in turn
     int client_cpu = -1;      // the processor that all client threads share; -1: any
     int server_cpu = -1;
     bool is_server = false;

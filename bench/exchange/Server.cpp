@@ -5,6 +5,10 @@
 #include <google/protobuf/io/coded_stream.h>
 #include <google/protobuf/wire_format_lite.h>
 
+#include <atomic>
+#include <latch>
+#include <map>
+#include <mutex>
 #include <optional>
 
 #include "Audio.h"
@@ -82,17 +86,31 @@ void CheckWhole(std::string_view body, const Request& seen) {
             "a request with other content");
 }
 
+// Made once for each length of an identity, as that takes long; each connection has a copy.
+AnswerFrame AnswerFor(std::size_t identify_bytes) {
+    static std::mutex mutex;
+    static std::map<std::size_t, AnswerFrame> made;
+    const std::lock_guard<std::mutex> lock(mutex);
+    return made.try_emplace(identify_bytes, options.answer_bytes, identify_bytes).first->second;
+}
+
 void Serve(FrameSocket& socket) {
     static const AudioCheck check(options.audio_bytes);
+    // None of the first requests is answered before all are there: as many connections are made.
+    static std::latch all_connected(options.idle);
+    static std::atomic<unsigned> connections{0};
     std::optional<AnswerFrame> answer;
     for (std::string_view body = socket.Receive(); !body.empty(); body = socket.Receive()) {
         const Request request = Look(body);
         const Stamp stamp = check.Of(request.audio);
+        if (!answer && connections++ < options.idle) {
+            all_connected.arrive_and_wait();
+        }
         if ((stamp & kCheckEveryByte) != 0) {
             CheckWhole(body, request);
         }
         if (!answer || answer->identify_bytes != request.identify.size()) {
-            answer.emplace(options.answer_bytes, request.identify.size());
+            answer.emplace(AnswerFor(request.identify.size()));
         }
         answer->Patch(request.identify, stamp);
         iovec part{answer->bytes.data(), answer->bytes.size()};
