@@ -41,12 +41,13 @@ const Axis kAxes[] = {{"sessions", "sessions, one in use", "--sessions", kTens},
                        "bytes of an answer",
                        "--answer",
                        {300, 1e3, 3e3, 1e4, 3e4, 1e5, 2.5e5, 2.7e5, 5e5, 1e6, 2e6, 3e6},
-                       1e4}};
+                       5e5}};
 
 struct Plan {
     int rounds = 9;
     double seconds = 0.2;
     bool has_ends_only = false;
+    std::string connections = "64";  // whose memory is measured
     std::vector<std::string> only;
     std::string folder;
 };
@@ -165,7 +166,7 @@ void Write(const std::string& path, const Axis& axis, const Curve& curve) {
 
 // Prints the median of what one thing holds, resident and allocated.
 void PrintHeld(const Plan& plan, const std::string& what, const std::string& options,
-               const char* when) {
+               const std::string& when) {
     std::vector<double> resident, allocated;
     for (int round = 0; round < plan.rounds; ++round) {
         const std::string output =
@@ -179,7 +180,7 @@ void PrintHeld(const Plan& plan, const std::string& what, const std::string& opt
         allocated.push_back(bytes[1]);
     }
     std::printf("%12.0f %12.0f  %s, %s\n", MedianOf(resident), MedianOf(allocated), what.c_str(),
-                when);
+                when.c_str());
 }
 
 void PrintMemory(const Plan& plan) {
@@ -191,8 +192,8 @@ void PrintMemory(const Plan& plan) {
         {"--answer 220200", "an answer of 10,000 words"},
         {"--answer 5000000", "an answer of 5 MB"}};
     for (const auto& [options, what] : uses) {
-        const std::string when = std::string("one of 64 idle ones, after ") + what;
-        PrintHeld(plan, "connection", std::string("--idle 64 ") + options, when.c_str());
+        PrintHeld(plan, "connection", "--idle " + plan.connections + " " + options,
+                  "one of " + plan.connections + " idle ones, after " + what);
     }
 }
 
@@ -203,6 +204,7 @@ Plan ReadPlan(int argc, char** argv) {
         plan.rounds = 1;
         plan.seconds = 0.02;
         plan.has_ends_only = true;
+        plan.connections = "8";
     };
     app.add_flag_function("--quick", set_quick, "one short round of the curves' ends")
         ->trigger_on_parse();

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -135,9 +136,9 @@ AnswerFrame::AnswerFrame(std::size_t body_bytes, std::size_t identify_length)
         const std::size_t size = Answer(identify, text, WordsOf(body_bytes)).ByteSizeLong();
         return size < body_bytes ? body_bytes - size : 0;
     };
-    // The last bytes one by one, as the lengths within the message grow too.
+    // Not all at once, as the lengths within the message grow too.
     for (std::size_t rest = missing(); rest > 0; rest = missing()) {
-        text.append(rest > kBytesOfLengths ? rest - kBytesOfLengths : 1, kFiller);
+        text.append(rest - std::min(kBytesOfLengths, rest / 2), kFiller);
     }
     bytes = Framed(Answer(identify, text, WordsOf(body_bytes)));
     Require(bytes.size() == kPrefixBytes + body_bytes, "no answer has this size");
