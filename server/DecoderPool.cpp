@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "DecoderJob.h"
+#include "Failure.h"
 
 namespace orvx {
 
@@ -97,7 +98,7 @@ void DecoderPool::Run(Worker* worker) {
             Serve(worker, &lock);
         } catch (const std::exception& error) {
             if (!lock.owns_lock()) lock.lock();
-            Fail(worker, &lock, error.what());
+            Fail(worker, &lock, FailureText(error));
         }
         worker->task = nullptr;
         Schedule();
@@ -151,7 +152,7 @@ void DecoderPool::FinishJob(Worker* worker, Lock* lock) {
     Deliver(worker, lock, std::move(result));
 }
 
-void DecoderPool::Fail(Worker* worker, Lock* lock, const char* what) {
+void DecoderPool::Fail(Worker* worker, Lock* lock, const std::string& what) {
     const JobHandle job = worker->task;
     if (std::exchange(job->has_failed, true)) return Deliver(worker, lock, {{}, what});
     TakeLease(worker);

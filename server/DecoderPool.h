@@ -91,7 +91,7 @@ class DecoderPool {
     void Serve(Worker* worker, Lock* lock);
     bool DecodeSlice(Worker* worker, Lock* lock);
     void FinishJob(Worker* worker, Lock* lock);
-    void Fail(Worker* worker, Lock* lock, const char* what);
+    void Fail(Worker* worker, Lock* lock, const std::string& what);
     void Deliver(Worker* worker, Lock* lock, JobResult result);
 
     // All of these need the lock.

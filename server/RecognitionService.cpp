@@ -153,7 +153,7 @@ void RecognitionService::Serve(std::string_view body, const ExchangePtr& exchang
     exchange->request = std::move(std::get<LexoRequestMessage>(frame));
     if (const auto failure = Route(exchange)) exchange->AnswerFailure(*failure);
 } catch (const std::exception& error) {  // out of memory, above all
-    exchange->AnswerFailure({LEXO_ERR_RECOG_FAILED, error.what()});
+    exchange->AnswerFailure({LEXO_ERR_RECOG_FAILED, FailureText(error)});
 }
 
 std::optional<Failure> RecognitionService::Route(const ExchangePtr& exchange) {

@@ -117,7 +117,7 @@ void Utterance::Advance() try {
     if (is_input_finished_ && !HasSamples() && !is_ended_) FinishListening();
     if (!MustWait()) AnswerChunk();
 } catch (const std::exception& error) {
-    Fail({LEXO_ERR_RECOG_FAILED, error.what()});
+    Fail({LEXO_ERR_RECOG_FAILED, FailureText(error)});
 }
 
 bool Utterance::HasSamples() const {

@@ -1,5 +1,6 @@
 #include "App.h"
 
+#include <csignal>
 #include <exception>
 #include <iostream>
 
@@ -62,6 +63,7 @@ int Run(const Options& options, Console& console) {
 
 int RunApp(int argc, const char* const* argv) {
     OccupyStandardStreams();
+    std::signal(SIGXFSZ, SIG_IGN);  // a full file is an error of the write, like a full disk
     try {
         const std::optional<Options> options = ParseCommandLine(argc, argv);
         if (!options) {

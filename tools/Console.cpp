@@ -1,6 +1,7 @@
 #include "Console.h"
 
 #include <fcntl.h>
+#include <poll.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -36,6 +37,9 @@ int WriteAll(int fd, std::string_view text) {
         const ssize_t written = ::write(fd, text.data(), text.size());
         if (written >= 0) {
             text.remove_prefix(static_cast<std::size_t>(written));
+        } else if (errno == EAGAIN) {  // whoever shares the stream made it non-blocking
+            pollfd entry = {fd, POLLOUT, 0};
+            ::poll(&entry, 1, -1);
         } else if (errno != EINTR) {
             return errno;
         }

@@ -2,7 +2,7 @@
 
 #include <charconv>
 #include <cmath>
-#include <set>
+#include <unordered_set>
 
 #include "LogText.h"
 #include "ResourceError.h"
@@ -39,7 +39,7 @@ class ArpaReader {
     const std::vector<TextLine> lines_;
     std::size_t position_ = 0;
     WordChecker dictionary_;
-    std::vector<std::set<std::string>> known_;  // the n-grams of each order
+    std::vector<std::unordered_set<std::string>> known_;  // the n-grams of each order
     LanguageModel model_;
 };
 

@@ -84,10 +84,39 @@ std::optional<Failure> CheckName(const std::string& name) {
             "in front"};
 }
 
+std::size_t SizeOf(const GrammarNetwork& network) {
+    std::size_t bytes = network.arcs.size() * sizeof(GrammarNetwork::Arc);
+    for (const std::string& word : network.words) bytes += sizeof word + word.size();
+    return bytes;
+}
+std::size_t SizeOf(const LanguageModel& model) {
+    std::size_t bytes = 0;
+    for (const LanguageModel::Order& order : model.orders) bytes += order.lines.size();
+    return bytes;
+}
+std::size_t SizeOf(const KeywordList& keywords) {
+    std::size_t bytes = keywords.size() * sizeof(Keyword);
+    for (const Keyword& one : keywords) bytes += one.text.size() + one.words.size();
+    return bytes;
+}
+std::size_t SizeOf(const UserWords& words) {
+    std::size_t bytes = words.size() * sizeof(UserWord);
+    for (const UserWord& one : words) bytes += one.text.size() + one.phones.size();
+    return bytes;
+}
+std::size_t SizeOf(const Resource& resource) {
+    return sizeof resource +
+           std::visit([](const auto& content) { return SizeOf(content); }, resource.content);
+}
+
 }  // namespace
 
-ResourceLoader::ResourceLoader(const std::string& dictionary, std::string folder)
-    : dictionary_(dictionary), folder_(std::move(folder)), cache_(kMostCached, kMostCachedBytes) {}
+ResourceLoader::ResourceLoader(const std::string& dictionary, std::string folder,
+                               std::size_t most_bytes)
+    : dictionary_(dictionary),
+      folder_(std::move(folder)),
+      most_bytes_(most_bytes),
+      cache_(kMostCached, kMostCachedBytes) {}
 
 ResourceLoader::Loaded ResourceLoader::Load(Capability capability,
                                             const LexoRequestMessage& request) {
@@ -143,11 +172,26 @@ ResourceLoader::Loaded ResourceLoader::LoadBuiltIn(Capability capability, const 
 ResourceLoader::Loaded ResourceLoader::Compile(ResourceFormat format, std::string_view bytes,
                                                const std::string& what) try {
     if (ResourcePtr known = cache_.Find(format, bytes)) return known;
-    auto resource = std::make_shared<const Resource>(Read(format, bytes));
+    if (*bytes_ >= most_bytes_) {
+        return Failure{LEXO_ERR_ALL_SESSION_BUSY,
+                       "the resources of all requests take as much memory as this server has for "
+                       "them; try again later"};
+    }
+    ResourcePtr resource = Keep(Read(format, bytes));
     cache_.Add(format, bytes, resource);
     return resource;
 } catch (const ResourceError& error) {
     return Failure{LEXO_ERR_LOAD_RESOURCE_FAILED, what + ": " + error.what()};
+}
+
+ResourcePtr ResourceLoader::Keep(Resource resource) const {
+    const std::size_t bytes = SizeOf(resource);
+    auto kept = std::make_unique<const Resource>(std::move(resource));
+    *bytes_ += bytes;
+    return {kept.release(), [sum = bytes_, bytes](const Resource* unused) {
+                delete unused;
+                *sum -= bytes;
+            }};
 }
 
 Resource ResourceLoader::Read(ResourceFormat format, std::string_view bytes) const {

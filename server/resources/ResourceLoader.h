@@ -1,6 +1,9 @@
 // The resource that a request carries or names, read and checked.
 #pragma once
 
+#include <atomic>
+#include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -18,23 +21,30 @@ namespace orvx {
 class ResourceLoader {
   public:
     // `folder` holds the built-in resources, or is empty: there are none. Throws
-    // std::runtime_error if the dictionary cannot be read.
-    ResourceLoader(const std::string& dictionary, std::string folder);
+    // std::runtime_error if the dictionary cannot be read. No more is read while what was read
+    // takes `most_bytes`.
+    ResourceLoader(const std::string& dictionary, std::string folder,
+                   std::size_t most_bytes = std::size_t{1} << 30);
 
     using Loaded = std::variant<ResourcePtr, Failure>;  // null: the request has none
 
     // Fails if the resource is not of a kind that the capability takes (LEXO_ERR_NOT_SUPPORT), does
-    // not say what it should (LEXO_ERR_LOAD_RESOURCE_FAILED), or is missing where one is needed
-    // (LEXO_ERR_PARAM_INVALID).
+    // not say what it should (LEXO_ERR_LOAD_RESOURCE_FAILED), is missing where one is needed
+    // (LEXO_ERR_PARAM_INVALID), or finds no room (LEXO_ERR_ALL_SESSION_BUSY).
     Loaded Load(Capability capability, const quorlan::protocol::LexoRequestMessage& request);
 
   private:
     Loaded LoadBuiltIn(Capability capability, const std::string& name);
     Loaded Compile(ResourceFormat format, std::string_view bytes, const std::string& what);
+    ResourcePtr Keep(Resource resource) const;
     Resource Read(ResourceFormat format, std::string_view bytes) const;
 
     const Dictionary dictionary_;
     const std::string folder_;
+    const std::size_t most_bytes_;
+    // Of all resources that somebody still holds, who may outlive the loader.
+    const std::shared_ptr<std::atomic<std::size_t>> bytes_ =
+        std::make_shared<std::atomic<std::size_t>>(0);
     ResourceCache cache_;
 };
 

@@ -43,11 +43,15 @@ class ResourceTest : public testing::Test {
   protected:
     ResourceLoader::Loaded Load(Capability capability, ResourceFormat format,
                                 const std::string& bytes) {
+        return Load(&loader_, capability, format, bytes);
+    }
+    static ResourceLoader::Loaded Load(ResourceLoader* loader, Capability capability,
+                                       ResourceFormat format, const std::string& bytes) {
         LexoRequestMessage request;
         request.set_resource_data(bytes);
         request.set_resource_data_len(static_cast<int>(bytes.size()));
         request.set_resource_type(format);
-        return loader_.Load(capability, request);
+        return loader->Load(capability, request);
     }
     ResourceLoader::Loaded LoadNamed(Capability capability, const std::string& name) {
         LexoRequestMessage request;
@@ -320,6 +324,22 @@ TEST_F(ResourceTest, TheSameBytesAreReadOnce) {
     EXPECT_NE(load("b")->id, first->id);
     for (int i = 0; i < 100; ++i) load("a\n#" + std::to_string(i));
     EXPECT_NE(load("a"), first) << "forgotten when a hundred others came";
+}
+
+TEST_F(ResourceTest, ThereIsRoomForSoManyThatAreHeldAtOnce) {
+    ResourceLoader tight(dir_.Path("words.dict"), "", 30000);
+    const auto load = [&](int i) {
+        return Load(&tight, Capability::kGrammar, kWordList, "a\n#" + std::to_string(i));
+    };
+    for (int i = 0; i < 300; ++i) ASSERT_EQ(Show(load(i)), "a") << "nobody held number " << i;
+    std::vector<ResourceLoader::Loaded> held;
+    while (held.size() < 300 && (held.empty() || Show(held.back()) == "a")) {
+        held.push_back(load(static_cast<int>(held.size())));
+    }
+    EXPECT_EQ(Show(held.back()).substr(0, 23), "34 the resources of all");
+    EXPECT_EQ(Show(load(static_cast<int>(held.size()) - 2)), "a") << "it is there already";
+    held.clear();
+    EXPECT_EQ(Show(load(999)), "a");
 }
 
 }  // namespace

@@ -103,6 +103,10 @@ TEST_F(Tool, SaysWhyResultsAreLostAndStops) {
     setup_.clear();
     EXPECT_EQ(Run({"--list"}).status, 1);
     EXPECT_EQ(Run({"--help"}).status, 1);
+    out_ = dir_.Write("long", std::string(4096, 'x'));
+    setup_ = "ulimit -f 1;";
+    ExpectTold(Run({Sound(1)}).err, {"cannot write the results: File too large"});
+    setup_.clear();
     // A reader that has gone, as head does, needs no message.
     out_ = dir_.Path("pipe");
     ASSERT_EQ(::mkfifo(out_.c_str(), 0600), 0);
