@@ -8,6 +8,9 @@
 // With prefer_writers a waiting writer goes before readers that come later: with the other kind,
 // readers that overlap one another keep a writer out for ever. The price is that a thread must not
 // take the read lock twice, as a writer that waits in between blocks both for good.
+// In turn, writers that overlap one another would keep the readers out for ever. So whoever wants
+// such a lock waits for it at a gate, one thread at a time: nobody overtakes the one that is there.
+//
 // Usable before any constructor and after every destructor of static objects.
 class RWLock {
   public:
@@ -18,9 +21,12 @@ class RWLock {
 
     // For the two ends of a fork alone, which no guard can span. In the child Renew takes the place
     // of the unlocking, and of that by the threads that are gone: nobody holds the lock any more.
-    void LockForWriting() { pthread_rwlock_wrlock(&lock_); }
+    void LockForWriting() { Lock(pthread_rwlock_wrlock); }
     void Unlock() { pthread_rwlock_unlock(&lock_); }
-    void Renew() { lock_ = Free(prefer_writers_); }
+    void Renew() {
+        lock_ = Free(prefer_writers_);
+        gate_ = PTHREAD_MUTEX_INITIALIZER;
+    }
 
   private:
     friend class RWLockGuard;
@@ -30,8 +36,17 @@ class RWLock {
                               : pthread_rwlock_t PTHREAD_RWLOCK_INITIALIZER;
     }
 
+    // Waits with `take`, whose error it returns.
+    int Lock(int (*take)(pthread_rwlock_t*)) {
+        if (prefer_writers_) pthread_mutex_lock(&gate_);
+        const int error = take(&lock_);
+        if (prefer_writers_) pthread_mutex_unlock(&gate_);
+        return error;
+    }
+
     const bool prefer_writers_;
     pthread_rwlock_t lock_;
+    pthread_mutex_t gate_ = PTHREAD_MUTEX_INITIALIZER;
 };
 
 static_assert(std::is_trivially_destructible_v<RWLock>);

@@ -3,12 +3,14 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <climits>
 #include <numeric>
 #include <string>
 #include <vector>
 
 #include "Logger.h"
+#include "RWLock.h"
 #include "TcpClientUser.h"
 #include "TestAccess.h"
 #include "TestHome.h"
@@ -60,6 +62,24 @@ TEST(IdentityConcurrencyTest, EveryIndexOnceAcrossTheWrapAround) {
     std::iota(expected.begin(), expected.begin() + kBeforeTheWrap, 1);
     std::iota(expected.begin() + kBeforeTheWrap, expected.end(), INT_MAX - kBeforeTheWrap);
     EXPECT_EQ(indices, expected);
+}
+
+// Writers that overlap one another all the time keep no reader waiting for ever.
+TEST(RWLockConcurrencyTest, AReaderGetsItsTurnsAmongWriters) {
+    constexpr int kTurns = 100;
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    RWLock lock(true);
+    std::atomic<int> turns = 0;
+    std::atomic<int> writes = 0;
+    InThreads(kThreads, [&](int thread) {
+        const RWLockAction action = thread == 0 ? kReadLockAction : kWriteLockAction;
+        while (turns < kTurns && std::chrono::steady_clock::now() < end) {
+            if (thread == 0 && writes < 10000) continue;
+            const RWLockGuard guard(lock, action);
+            ++(thread == 0 ? turns : writes);
+        }
+    });
+    EXPECT_EQ(turns, kTurns);
 }
 
 }  // namespace
