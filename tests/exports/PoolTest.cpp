@@ -1,5 +1,7 @@
 // The connections as the server and the log see them: reuse, order, and kept connections that went
 // bad while idle.
+#include <malloc.h>
+
 #include <atomic>
 #include <chrono>
 #include <deque>
@@ -95,6 +97,25 @@ TEST_F(PoolTest, BytesThatNobodyAskedForNeverReachTheNextRequest) {
         EXPECT_EQ(session.Recognize(), kGood);
         EXPECT_EQ(session.Recognize(), kGood);
     }
+}
+
+// An idle connection keeps its messages, but not what a long name has taken in them.
+TEST_F(PoolTest, ALargeRequestLeavesNoMemoryTaken) {
+    const auto in_use = [] {
+        const auto info = ::mallinfo2();
+        return info.uordblks + info.hblkhd;
+    };
+    server_.StopRecording();
+    const auto recognize_with = [](const std::string& name) {
+        Session session("grammar");
+        EXPECT_EQ(session.Bind(name.c_str()), LEXO_ERR_NONE);
+        EXPECT_EQ(session.Recognize(), kGood);
+    };
+    recognize_with("small");
+    const std::size_t before = in_use();
+    recognize_with(std::string(8 << 20, 'n'));
+    recognize_with("small");  // by then the server has dropped its copy
+    EXPECT_LT(in_use(), before + (1 << 20));
 }
 
 }  // namespace
