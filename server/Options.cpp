@@ -85,7 +85,7 @@ CLI::Validator IsReadableFolder() {
     return CLI::Validator(
         [](const std::string& text) {
             std::error_code error;
-            std::filesystem::directory_iterator(text, error);
+            const std::filesystem::directory_iterator entries(text, error);
             return error ? text + " is no readable folder: " + error.message() : std::string();
         },
         "");

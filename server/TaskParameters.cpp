@@ -37,7 +37,7 @@ ParameterRule Integer(const char* name, int TaskParameters::*field, int lowest, 
 // The names stand for the values 0, 1, 2 ...
 template <typename Value>
 ParameterRule Choice(const char* name, Value TaskParameters::*field,
-                     std::vector<std::string_view> choices) {
+                     const std::vector<std::string_view>& choices) {
     return {name, [=](std::string_view value, TaskParameters* parameters) -> Expectation {
                 const auto found = std::find(choices.begin(), choices.end(), value);
                 if (found != choices.end()) {

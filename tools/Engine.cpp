@@ -79,8 +79,8 @@ std::vector<Lexo_CapabilityInfo> Engine::Capabilities() const {
     if (code != LEXO_ERR_NONE) {
         throw EngineError(code, MeaningOf(code));
     }
-    const std::vector<Lexo_CapabilityInfo> infos(list.pCapabilityInfoList,
-                                                 list.pCapabilityInfoList + list.nCapabilityCount);
+    std::vector<Lexo_CapabilityInfo> infos(list.pCapabilityInfoList,
+                                           list.pCapabilityInfoList + list.nCapabilityCount);
     orvx_proxy_ReleaseCapabilityInfoList(&list);
     return infos;
 }

@@ -15,7 +15,7 @@ constexpr char kHomeVariable[] = "QUORLAN_HOME";
 std::filesystem::path FindLibraryHome(const std::filesystem::path& bin) {
     // The data folder first: a prefix such as /usr may hold a conf/ of somebody else.
     for (const char* candidate : {ORVX_DATA_FROM_BIN, ".."}) {
-        const std::filesystem::path home = (bin / candidate).lexically_normal();
+        std::filesystem::path home = (bin / candidate).lexically_normal();
         std::error_code ignored;
         if (std::filesystem::exists(home / "conf" / "Lexo_SDK.conf", ignored)) {
             return home;

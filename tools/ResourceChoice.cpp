@@ -125,7 +125,7 @@ ResourceChoice ChooseResource(const ResourceOptions& options) {
 std::string ChooseCapability(const std::optional<std::string>& named,
                              const ResourceChoice& choice) {
     if (named) {
-        const std::string full_name = FullCapabilityName(*named);
+        std::string full_name = FullCapabilityName(*named);
         const std::string_view short_name = ShortCapabilityName(full_name);
         if (choice.kind == ResourceKind::kNone) {
             RequireNoNeed(short_name);

@@ -86,7 +86,7 @@ std::optional<Failure> CheckName(const std::string& name) {
 
 std::size_t SizeOf(const GrammarNetwork& network) {
     std::size_t bytes = network.arcs.size() * sizeof(GrammarNetwork::Arc);
-    for (const std::string& word : network.words) bytes += sizeof word + word.size();
+    for (const std::string& word : network.words) bytes += sizeof(std::string) + word.size();
     return bytes;
 }
 std::size_t SizeOf(const LanguageModel& model) {
