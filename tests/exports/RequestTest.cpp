@@ -70,6 +70,7 @@ TEST_F(RequestTest, ARequestOf2GiBIsNotSent) {
     EXPECT_EQ(orvx_proxy_Recognize(session.Handle(), "audio", INT_MAX, 0, &status),
               LEXO_ERR_NETWORK_FAILED);
     EXPECT_EQ(status, 1);
+    EXPECT_EQ(Logged(), Lines{"is_parse_ok false"});
     EXPECT_EQ(server_.RequestCount(), 0u);
     EXPECT_EQ(session.Recognize("audio"), kGood);
 }
