@@ -4,6 +4,7 @@
 #include <pthread.h>
 
 #include "ConnectionPool.h"
+#include "DateTime.h"
 #include "Logger.h"
 #include "OrvexProxy.h"
 #include "proxy_session.h"
@@ -13,6 +14,7 @@
 void OrvexProxy::BeforeFork() {
     change_lock_.Lock();
     ProxySession::IdentityLock().Lock();
+    DateTime::LocalTimeLock().Lock();
     ConnectionPool::GetInstance()->HoldStill();
     g_logger.HoldStill();
 }
@@ -20,6 +22,7 @@ void OrvexProxy::BeforeFork() {
 void OrvexProxy::AfterForkInParent() {
     g_logger.GoOn();
     ConnectionPool::GetInstance()->GoOn();
+    DateTime::LocalTimeLock().Unlock();
     ProxySession::IdentityLock().Unlock();
     change_lock_.Unlock();
 }
@@ -29,6 +32,7 @@ void OrvexProxy::AfterForkInParent() {
 void OrvexProxy::AfterForkInChild() {
     g_logger.GoOnInChild();
     ConnectionPool::GetInstance()->GoOn();
+    DateTime::LocalTimeLock().Unlock();
     ProxySession::IdentityLock().Unlock();
     change_lock_.Unlock();
     ConnectionPool::GetInstance()->DisownConnections();

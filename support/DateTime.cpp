@@ -12,6 +12,8 @@ void Append(const char* separator, int number, std::size_t width, std::string* t
 
 }  // namespace
 
+MutexLock DateTime::local_time_lock_;
+
 DateTime DateTime::now() {
     std::timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
@@ -20,7 +22,10 @@ DateTime DateTime::now() {
 
 std::string DateTime::ToString(bool with_milliseconds) const {
     std::tm local{};
-    localtime_r(&seconds_, &local);
+    {
+        const MutexGuard guard(local_time_lock_);
+        localtime_r(&seconds_, &local);
+    }
     std::string text;
     text.reserve(sizeof "YYYY-MM-DDThh:mm:ss.mmm");
     Append("", local.tm_year + 1900, 4, &text);

@@ -1,5 +1,7 @@
 // What many threads share: the pool and the request counter.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -9,7 +11,9 @@
 #include <string>
 #include <vector>
 
+#include "DateTime.h"
 #include "Logger.h"
+#include "OrvexProxy.h"
 #include "RWLock.h"
 #include "TcpClientUser.h"
 #include "TestAccess.h"
@@ -62,6 +66,27 @@ TEST(IdentityConcurrencyTest, EveryIndexOnceAcrossTheWrapAround) {
     std::iota(expected.begin(), expected.begin() + kBeforeTheWrap, 1);
     std::iota(expected.begin() + kBeforeTheWrap, expected.end(), INT_MAX - kBeforeTheWrap);
     EXPECT_EQ(indices, expected);
+}
+
+// A child's request does not wait for a lock that another thread of its parent held.
+TEST(IdentityConcurrencyTest, AChildForkedWhileTimesAreConverted) {
+    OrvexProxy::GetInstance();
+    std::atomic<bool> is_over = false;
+    InThreads(3, [&](int thread) {
+        while (thread != 0 && !is_over) DateTime::now().ToString(false);
+        for (int i = 0; i < 100 && !is_over; ++i) {
+            const pid_t child = ::fork();
+            if (child == 0) {
+                ::alarm(5);
+                ::_exit(ProxySessionTestAccess::NewIdentify().empty() ? 1 : 0);
+            }
+            int status = -1;
+            EXPECT_EQ(::waitpid(child, &status, 0), child);
+            EXPECT_EQ(status, 0) << "in fork " << i;
+            is_over = status != 0;
+        }
+        is_over = true;
+    });
 }
 
 // Writers that overlap one another all the time keep no reader waiting for ever.
