@@ -8,6 +8,7 @@
 #include <ctime>
 #include <string_view>
 
+#include "CallerState.h"
 #include "FuncTracer.h"
 #include "Logger.h"
 #include "test_connection_state.h"
@@ -40,6 +41,15 @@ OrvexProxy* OrvexProxy::GetInstance() {
 // Init may be called again at any time, and does everything anew.
 Lexo_ErrCode OrvexProxy::Init(const char* pcszLibPath) {
     const FuncTracer tracer("Init", __FILE__, __LINE__);
+    const Lexo_ErrCode result = InitUnlocked(pcszLibPath == nullptr ? "" : pcszLibPath);
+    if (result == kNoProbeSocket) {
+        std::exit(0);  // without the lock: what the host does at exit may call the engine
+    }
+    return result;
+}
+
+Lexo_ErrCode OrvexProxy::InitUnlocked(const std::string& argument) {
+    const CallerState caller;  // standard output may be a pipe that nobody reads
     const char* const home = std::getenv("QUORLAN_HOME");
     if (home == nullptr) {
         std::puts("fatal: env QUORLAN_HOME is not found, pls set QUORLAN_HOME first, try again");
@@ -56,12 +66,7 @@ Lexo_ErrCode OrvexProxy::Init(const char* pcszLibPath) {
     std::fflush(stdout);  // before the probe's lines, which an operator reads through a pipe
     g_logger.Init(log_configuration.c_str(), "Lexo_SDK");
     std::srand(static_cast<unsigned int>(std::time(nullptr)));
-
-    const Lexo_ErrCode result = InitLocked(pcszLibPath == nullptr ? "" : pcszLibPath, conf_folder);
-    if (result == kNoProbeSocket) {
-        std::exit(0);  // without the lock: what the host does at exit may call the engine
-    }
-    return result;
+    return InitLocked(argument, conf_folder);
 }
 
 Lexo_ErrCode OrvexProxy::InitLocked(const std::string& argument, const std::string& conf_folder) {

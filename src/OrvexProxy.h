@@ -59,6 +59,7 @@ class OrvexProxy {
     OrvexProxy() = default;
     ~OrvexProxy() = default;
 
+    Lexo_ErrCode InitUnlocked(const std::string& argument);
     // The steps of Init behind the logger's start.
     Lexo_ErrCode InitLocked(const std::string& argument, const std::string& conf_folder);
     // Reads the configuration and probes the server; the write lock is held.

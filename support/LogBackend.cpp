@@ -11,8 +11,11 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
+#include <fstream>
 #include <iterator>
+#include <string_view>
 #include <utility>
 
 namespace {
@@ -46,6 +49,22 @@ void Complain(const char* subject, const char* reason) {
 bool IsReadableInTime(const char* path) {
     struct stat status {};
     return stat(path, &status) != 0 || S_ISREG(status.st_mode);
+}
+
+// log4cxx replaces each ${NAME} by the environment's value, and what that contains likewise: with a
+// value that leads back to its own name it would go round until the stack is at its end.
+bool HasEndlessVariable(std::string_view text, int depth = 8) {
+    for (std::size_t at = 0; (at = text.find("${", at)) != text.npos; at += 2) {
+        const std::string_view name = text.substr(at + 2);
+        const char* const value = getenv(std::string(name.substr(0, name.find('}'))).c_str());
+        if (value != nullptr && (depth == 0 || HasEndlessVariable(value, depth - 1))) return true;
+    }
+    return false;
+}
+
+std::string ReadAll(const char* path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 // Whether the appender's log file, if it has one, can be written; log4cxx does not tell.
@@ -106,6 +125,10 @@ std::unique_ptr<LogBackend> LogBackend::Load(const char* path, const char* logge
 }
 
 std::unique_ptr<LogBackend> LogBackend::Configure(const char* path, const char* logger_name) {
+    if (HasEndlessVariable(ReadAll(path))) {
+        Complain(path, "a variable that stands for itself");
+        return nullptr;
+    }
     auto hierarchy = log4cxx::Hierarchy::create();
     const auto status = log4cxx::xml::DOMConfigurator().doConfigure(log4cxx::File(path), hierarchy);
     if (status != log4cxx::spi::ConfigurationStatus::Configured) return nullptr;

@@ -84,6 +84,22 @@ TEST_F(HostFaultsTest, WithThousandsOfDescriptorsInUse) {
     EXPECT_EQ(Session("freetalk").Recognize(), kGood);
 }
 
+TEST_F(HostFaultsTest, WithStandardStreamsThatNobodyReads) {
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    ::close(ends[0]);
+    const int former[] = {::dup(1), ::dup(2)};
+    ::dup2(ends[1], 1);
+    ::dup2(ends[1], 2);
+    const int codes[] = {orvx_proxy_Init(server_.Address().c_str()), orvx_proxy_Init("127.0.0.1:1"),
+                         orvx_proxy_Init("127.0.0.1:1,/nowhere")};
+    ::dup2(former[0], 1);
+    ::dup2(former[1], 2);
+    EXPECT_THAT(
+        codes, ::testing::ElementsAre(LEXO_ERR_NONE, LEXO_ERR_PARAM_INVALID, LEXO_ERR_INIT_FAILED));
+    for (const int fd : {ends[1], former[0], former[1]}) ::close(fd);
+}
+
 TEST_F(HostFaultsTest, WithTheDiskFullUnderTheLog) {
     const std::string folder = home_.Path() + "/log";
     std::filesystem::create_directory(folder);

@@ -144,6 +144,7 @@ TEST_F(LoggerTest, RefusesWhatIsNoConfiguration) {
                                "ELF\0\xFF<?xml",
                                12)},
         {"cut.xml", LogXml(dir_.Path("bad.log"), "debug").substr(0, 300)},
+        {"endless.xml", LogXml("/tmp/${ORVX_A}", "debug")},
         {"other.xml", "<settings><level>debug</level></settings>"},
         {"silent.xml", "<log4j:configuration xmlns:log4j=\"http://jakarta.apache.org/log4j/\"/>"},
         {"\xFF\xC4\xE3.xml", "no configuration"}};
@@ -153,6 +154,8 @@ TEST_F(LoggerTest, RefusesWhatIsNoConfiguration) {
         names.push_back(name);
     }
     mkfifo(dir_.Path("fifo").c_str(), 0644);
+    setenv("ORVX_A", "a${ORVX_B}", 1);
+    setenv("ORVX_B", "b${ORVX_A}", 1);
     Configure("good", "warn");
     std::string kept;
     for (const std::string& name : names) {
