@@ -3,7 +3,7 @@
 namespace {
 
 // Without printf and strftime, which would take as long as all the rest of a request's identity.
-void Append(const char* separator, int number, std::size_t width, std::string* text) {
+void Append(const char* separator, long number, std::size_t width, std::string* text) {
     const std::string digits = std::to_string(number);
     text->append(separator);
     if (digits.size() < width) text->append(width - digits.size(), '0');
@@ -28,7 +28,7 @@ std::string DateTime::ToString(bool with_milliseconds) const {
     }
     std::string text;
     text.reserve(sizeof "YYYY-MM-DDThh:mm:ss.mmm");
-    Append("", local.tm_year + 1900, 4, &text);
+    Append("", local.tm_year + 1900L, 4, &text);
     Append("-", local.tm_mon + 1, 2, &text);
     Append("-", local.tm_mday, 2, &text);
     Append("T", local.tm_hour, 2, &text);

@@ -44,12 +44,11 @@ Wait WaitFor(int fd, short events, const Deadline& deadline) {
 }
 
 template <typename Value>
-void SetOption(int fd, int level, int name, const Value& value) {
-    // A kernel that refuses one still carries the exchange. None refuses the two that bound the
-    // wait in the kernel.
-    (void)::setsockopt(fd, level, name, &value, sizeof value);
+bool SetOption(int fd, int level, int name, const Value& value) {
+    return ::setsockopt(fd, level, name, &value, sizeof value) == 0;
 }
 
+// A system that refuses an option still carries the exchange.
 void TuneSocket(int fd) {
     SetOption(fd, IPPROTO_TCP, TCP_NODELAY, 1);
     SetOption(fd, SOL_SOCKET, SO_KEEPALIVE, 1);
@@ -57,8 +56,14 @@ void TuneSocket(int fd) {
     SetOption(fd, IPPROTO_TCP, TCP_KEEPINTVL, kKeepAliveIntervalSeconds);
     SetOption(fd, IPPROTO_TCP, TCP_KEEPCNT, kKeepAliveProbes);
     SetOption(fd, IPPROTO_TCP, TCP_USER_TIMEOUT, kUserTimeoutMilliseconds);
-    SetOption(fd, SOL_SOCKET, SO_SNDTIMEO, kWaitInKernel);
-    SetOption(fd, SOL_SOCKET, SO_RCVTIMEO, kWaitInKernel);
+}
+
+// From now on sends and receives wait in the kernel, where their wait can be bounded.
+void LetItWait(int fd) {
+    if (SetOption(fd, SOL_SOCKET, SO_SNDTIMEO, kWaitInKernel) &&
+        SetOption(fd, SOL_SOCKET, SO_RCVTIMEO, kWaitInKernel)) {
+        (void)::fcntl(fd, F_SETFL, 0);
+    }
 }
 
 // For one send or receive when so much time is left: whether the kernel may wait.
@@ -137,7 +142,7 @@ TcpStatus TcpConnection::Connect(const std::string& ip, unsigned int port,
     Close();
     const TcpStatus status = Open(ip, port, deadline);
     if (status == kTcpOK) {
-        (void)::fcntl(fd_, F_SETFL, 0);  // from now on it may wait in the kernel
+        LetItWait(fd_);
     } else {
         Close();
     }
@@ -165,7 +170,7 @@ TcpStatus TcpConnection::Open(const std::string& ip, unsigned int port, const De
     }
     if (is_connected && IsConnectedToItself(fd_)) {
         const linger reset{1, 0};  // which lets go of the port at once
-        (void)::setsockopt(fd_, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+        SetOption(fd_, SOL_SOCKET, SO_LINGER, reset);
         is_connected = false;
     }
     return is_connected ? kTcpOK : kTcpErrorConnect;

@@ -22,8 +22,10 @@
 #include "FreshProcess.h"
 #include "MessagesOf.h"
 #include "OrvexProxy.h"
+#include "Reactions.h"
 #include "ResourceFile.h"
 #include "ScriptedServer.h"
+#include "TcpClientUser.h"
 #include "TestHome.h"
 #include "proxy_uuid.h"
 #include "test_connection_state.h"
@@ -36,6 +38,7 @@ struct SystemFaults {
     int get_flags_error = 0;      // fcntl F_GETFL
     int set_flags_error = 0;      // fcntl F_SETFL
     int socket_option_error = 0;  // getsockopt
+    int set_option_error = 0;     // setsockopt
     int poll_error = 0;
     int interface_list_error = 0;  // ioctl SIOCGIFCONF
     int read_error = 0;            // every second read
@@ -125,6 +128,10 @@ int socket(int domain, int type, int protocol) noexcept {
 
 int getsockopt(int fd, int level, int name, void* value, socklen_t* length) noexcept {
     return FailOrCall(g_faults.socket_option_error, SYS_getsockopt, fd, level, name, value, length);
+}
+
+int setsockopt(int fd, int level, int name, const void* value, socklen_t length) noexcept {
+    return FailOrCall(g_faults.set_option_error, SYS_setsockopt, fd, level, name, value, length);
 }
 
 int poll(pollfd* entries, nfds_t count, int timeout) {
@@ -219,6 +226,14 @@ TEST(ResourceFaultsTest, FilesThatEndEarlyBreakOrComeInPieces) {
             EXPECT_EQ(std::string(bytes.data.get(), 1001), content + '\0');
         }
     }
+}
+
+TEST(ClientSystemFaultsTest, TheTimeOutHoldsWithoutSocketOptions) {
+    scripted::ScriptedServer server;
+    server.Then(scripted::StaySilent());
+    TcpClientUser client("127.0.0.1", static_cast<unsigned int>(server.Port()));
+    const FaultScope faults({.set_option_error = EPERM});
+    EXPECT_EQ(client.SendRequestAndRecvMessage(1100), kTcpErrorTimeOut);
 }
 
 const std::string kCpu(15, '0');
