@@ -20,6 +20,8 @@ using quorlan::protocol::LexoRequestMessage;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
+constexpr std::size_t kShortResourceBytes = std::size_t{64} << 10;
+
 milliseconds Since(steady_clock::time_point start) {
     return std::chrono::duration_cast<milliseconds>(steady_clock::now() - start);
 }
@@ -47,6 +49,7 @@ struct RecognitionService::Exchange {
     // `sole` is an utterance that this request ends.
     void Attach(const std::shared_ptr<Utterance>& sole);
     void Tell(ClientState state);
+    bool IsClientGone();
 
     const std::string peer;
     const Reply reply;
@@ -72,6 +75,11 @@ void RecognitionService::Exchange::Tell(ClientState state) {
     const std::lock_guard lock(mutex_);
     client_ = state;
     Steer();
+}
+
+bool RecognitionService::Exchange::IsClientGone() {
+    const std::lock_guard lock(mutex_);
+    return client_ == ClientState::kGone;
 }
 
 void RecognitionService::Exchange::Steer() const {
@@ -127,8 +135,11 @@ RecognitionService::~RecognitionService() {
 
 void RecognitionService::Stop() {
     decoders_.Stop();
-    request_threads_.stop();
-    request_threads_.join();
+    for (asio::thread_pool* const threads :
+         {&short_resources_, &large_resources_, &request_threads_}) {
+        threads->stop();
+        threads->join();
+    }
 }
 
 RecognitionService::Ticket RecognitionService::Handle(std::string_view body, std::string peer,
@@ -163,10 +174,25 @@ std::optional<Failure> RecognitionService::Route(const ExchangePtr& exchange) {
     if (const Failure* const failure = std::get_if<Failure>(&capability)) return *failure;
     exchange->form.capability = std::get<Capability>(capability);
     if (!request.result_token().empty()) return ContinueStream(exchange);
-    if (request.chunk_no() == 1 || request.chunk_no() == -1) return Begin(exchange);
+    if (request.chunk_no() == 1 || request.chunk_no() == -1) {
+        if (!resources_.MustRead(request)) return Begin(exchange);
+        const bool is_short = request.resource_data().size() <= kShortResourceBytes;
+        asio::post(is_short ? short_resources_ : large_resources_,
+                   [this, exchange] { BeginOnceRead(exchange); });
+        return std::nullopt;
+    }
     return Failure{LEXO_ERR_REALTIME_SESSION_TIMEOUT,
                    "chunk " + std::to_string(request.chunk_no()) +
                        " comes without the result_token of its utterance"};
+}
+
+void RecognitionService::BeginOnceRead(const ExchangePtr& exchange) try {
+    const auto failure = exchange->IsClientGone()
+                             ? std::optional(Failure{LEXO_ERR_RECOG_FAILED, "the client hung up"})
+                             : Begin(exchange);
+    if (failure) exchange->AnswerFailure(*failure);
+} catch (const std::exception& error) {
+    exchange->AnswerFailure({LEXO_ERR_RECOG_FAILED, FailureText(error)});
 }
 
 std::optional<Failure> RecognitionService::Begin(const ExchangePtr& exchange) {

@@ -73,6 +73,7 @@ class RecognitionService {
     using Store = UtteranceStore<OpenUtterance>;
 
     void Serve(std::string_view body, const ExchangePtr& exchange);
+    void BeginOnceRead(const ExchangePtr& exchange);
     std::optional<Failure> Route(const ExchangePtr& exchange);
     std::optional<Failure> Begin(const ExchangePtr& exchange);
     std::optional<Failure> CompleteTask(const quorlan::protocol::LexoRequestMessage& request,
@@ -86,6 +87,10 @@ class RecognitionService {
 
     const ServiceSettings settings_;
     asio::thread_pool request_threads_;  // outlives all that posts to it
+    // Resources are read by threads of their own, so that those who bring none, or a short one, do
+    // not wait for a large one.
+    asio::thread_pool short_resources_{1};
+    asio::thread_pool large_resources_{1};
     DecoderPool decoders_;
     ResourceLoader resources_;
     Store utterances_;

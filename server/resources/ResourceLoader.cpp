@@ -149,6 +149,11 @@ ResourceLoader::Loaded ResourceLoader::Load(Capability capability,
     return Compile(request.resource_type(), bytes, "resource");
 }
 
+bool ResourceLoader::MustRead(const LexoRequestMessage& request) {
+    return request.resource_buildin() != 1 && request.has_resource_data() &&
+           !cache_.Find(request.resource_type(), request.resource_data());
+}
+
 ResourceLoader::Loaded ResourceLoader::LoadBuiltIn(Capability capability, const std::string& name) {
     if (auto failure = CheckName(name)) return *failure;
     for (const Accepted& accepted : AcceptedBy(capability)) {

@@ -33,6 +33,9 @@ class ResourceLoader {
     // (LEXO_ERR_PARAM_INVALID), or finds no room (LEXO_ERR_ALL_SESSION_BUSY).
     Loaded Load(Capability capability, const quorlan::protocol::LexoRequestMessage& request);
 
+    // Whether the request brings a resource that is not known yet: reading it may take seconds.
+    bool MustRead(const quorlan::protocol::LexoRequestMessage& request);
+
   private:
     Loaded LoadBuiltIn(Capability capability, const std::string& name);
     Loaded Compile(ResourceFormat format, std::string_view bytes, const std::string& what);

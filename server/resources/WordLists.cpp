@@ -18,6 +18,7 @@ constexpr std::size_t kLongestTextBytes = 255;  // of a keyword: what a host's r
 constexpr std::size_t kMostKeywords = 1000;     // each is followed beside all others
 constexpr std::size_t kMostUserWords = 5000;
 constexpr std::size_t kMostPhones = 60;
+constexpr int kMostSaidAlike = 100;  // the engine's time grows with their square
 constexpr std::size_t kMostPhrases = 20000;
 constexpr std::size_t kMostPhraseWords = 100000;  // of all phrases: each is a step of the network
 
@@ -120,6 +121,7 @@ KeywordList ReadKeywordList(std::string_view text, const Dictionary& dictionary)
 UserWords ReadUserWords(std::string_view text, const Dictionary& dictionary) {
     UserWords words;
     WordChecker checker(&dictionary);
+    std::map<std::string, int> said;  // how many words by their phones
     for (const TextLine& line : Lines(text, "user words", kMostUserWords)) {
         const std::vector<std::string_view> columns = SplitWords(line.text);
         UserWord word{LowerCase(columns[0]), Join({columns.begin() + 1, columns.end()})};
@@ -132,6 +134,9 @@ UserWords ReadUserWords(std::string_view text, const Dictionary& dictionary) {
                                                  " is no phone that the engine knows; a line is "
                                                  "a word and its phones: dashwood D AE SH W "
                                                  "UH D");
+        }
+        if (!word.phones.empty() && ++said[word.phones] > kMostSaidAlike) {
+            throw ResourceError(line.number, "more than 100 words have the same phones");
         }
         words.push_back(std::move(word));
     }

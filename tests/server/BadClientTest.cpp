@@ -1,6 +1,7 @@
 // Clients that misbehave: each is cut off, and none harms another.
 #include <gtest/gtest.h>
 
+#include <deque>
 #include <random>
 
 #include "FakeEngine.h"
@@ -158,6 +159,29 @@ TEST_F(BadClientTest, TooManyConnectionsAndHangingUpDuringRecognition) {
         EXPECT_EQ(witness_->Ask(GoodRequest()).Text(), "word");
         EXPECT_EQ(engine_.Get().finished.size(), finished + 2) << "nobody wants the others";
     }
+}
+
+TEST_F(BadClientTest, ResourcesThatTakeLongToReadHoldUpTheirLikesOnly) {
+    Start();
+    std::string rules = "#JSGF V1.0; grammar g; public <r0> = <r1>; <r7> = <VOID>;";
+    for (int i = 1; i < 7; ++i) {
+        const std::string next = "<r" + std::to_string(i + 1) + ">";
+        rules += "<r" + std::to_string(i) + "> = " + next;
+        for (int k = 0; k < 9; ++k) rules += "|" + next;
+        rules += ";";
+    }
+    LexoRequestMessage request = GoodRequest();
+    request.set_cap_name("asr.cloud.grammar");
+    request.set_resource_data(rules);
+    request.set_resource_data_len(static_cast<int>(rules.size()));
+    request.set_resource_type(LexoRequestMessage::LEXO_RESOURCE_GRAMMAR_JSGF);
+    std::deque<TestClient> clients;
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < 10; ++i) clients.emplace_back(server_->Port()).Send(request);
+    EXPECT_EQ(witness_->Ask(GoodRequest()).Text(), "word");
+    const auto others = std::chrono::steady_clock::now() - start;
+    for (TestClient& client : clients) EXPECT_EQ(client.Receive()->Error(), 17);
+    EXPECT_LT(2 * others, std::chrono::steady_clock::now() - start);
 }
 
 }  // namespace

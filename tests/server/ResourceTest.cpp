@@ -221,6 +221,8 @@ TEST_F(ResourceTest, ListsAreReadLineByLine) {
          "line 16667: more than"},
         {Capability::kFreeTalk, kUserWords, Repeated("a\n", 9999), "line 5001: more than 5000"},
         {Capability::kFreeTalk, kUserWords, Repeated("x", 256) + " B", "longer than 255 bytes"},
+        {Capability::kFreeTalk, kUserWords, Repeated("x B\n", 101),
+         "line 101: more than 100 words"},
         {Capability::kFreeTalk, kUserWords, "x B X", "line 1: \"X\" is no phone"},
         {Capability::kFreeTalk, kUserWords, "x(2) B", "line 1: \"x(2)\" cannot be a word"},
         {Capability::kFreeTalk, kUserWords, "a\nx\ny\n",
