@@ -1,9 +1,11 @@
 // orvx-server: starts the server and says when it is ready.
 #include <fcntl.h>
 #include <malloc.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -11,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 
@@ -82,11 +85,32 @@ void GiveMemoryBack() {
     ::mallopt(M_MMAP_THRESHOLD, kLeastMappedBytes);
 }
 
+// Leaves descriptors for resources, which PocketSphinx reads from files: else a crowd of
+// connections makes others' requests fail.
+std::size_t LimitConnections(const orvx::Options& options) {
+    rlimit files{};
+    if (::getrlimit(RLIMIT_NOFILE, &files) != 0) return options.max_connections;
+    files.rlim_cur = files.rlim_max;
+    ::setrlimit(RLIMIT_NOFILE, &files);
+    const std::size_t kept = 16 + 2 * options.service.decoders;
+    if (files.rlim_cur <= kept) {
+        throw std::runtime_error("this process may open " + std::to_string(files.rlim_cur) +
+                                 " files, but needs more than " + std::to_string(kept) +
+                                 ": raise the limit (ulimit -n)");
+    }
+    const std::size_t most = files.rlim_cur - kept;
+    if (most < options.max_connections) {
+        ORVX_LOG_WARNING("no more than %zu connections at once: this process may open %zu files",
+                         most, static_cast<std::size_t>(files.rlim_cur));
+    }
+    return std::min(most, options.max_connections);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     OpenStandardStreams();
-    const orvx::ParsedOptions parsed = orvx::ParseOptions(argc, argv);
+    orvx::ParsedOptions parsed = orvx::ParseOptions(argc, argv);
     if (!parsed.options) return parsed.exit_status;
     // Where the reader of the log goes away, lines are lost, not the server.
     std::signal(SIGPIPE, SIG_IGN);
@@ -94,6 +118,7 @@ int main(int argc, char** argv) {
     GiveMemoryBack();
     StartLogging(*parsed.options);
     try {
+        parsed.options->max_connections = LimitConnections(*parsed.options);
         orvx::Server server(*parsed.options);
         WritePortFile(parsed.options->port_file, server.Endpoint().port());
         std::cout << "orvx-server ready on " << orvx::EndpointText(server.Endpoint()) << std::endl;
