@@ -43,9 +43,9 @@ ResourceData ReadChosenResource(const Options& options, Console& console) {
 }
 
 int Run(const Options& options, Console& console) {
-    const EngineLog log(DefaultLibraryHome());
     const ResourceData data = ReadChosenResource(options, console);
     InstallInterruption();
+    const EngineLog log(DefaultLibraryHome());  // its folder outlives no signal now
     EngineSettings settings;
     settings.server_address = ResolveServerAddress(options.server);
     settings.config_file = options.config_file;
