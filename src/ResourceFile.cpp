@@ -20,8 +20,7 @@ constexpr int kFilePadding = 4;  // room behind a file's bytes, the first of it 
 class ReadOnlyFile {
   public:
     // Without blocking: opening a FIFO for reading would wait for a writer.
-    explicit ReadOnlyFile(const char* path)
-        : file_(::open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {}
+    explicit ReadOnlyFile(const char* path) : file_(OpenFile(path, O_RDONLY | O_NONBLOCK)) {}
 
     bool IsOpen() const { return file_.IsOpen(); }
     off_t Size() const {

@@ -23,7 +23,7 @@ bool IsRegularFile(int fd) {
 
 // O_NONBLOCK: opening a FIFO that nobody writes to must fail here instead of waiting.
 std::optional<std::string> ReadRegularFile(const char* path) {
-    const FileDescriptor file(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    const FileDescriptor file(OpenFile(path, O_RDONLY | O_NONBLOCK));
     if (!file.IsOpen() || !IsRegularFile(file.Get())) return std::nullopt;
     std::string text;
     char chunk[16384];

@@ -8,7 +8,6 @@
 #include <log4cxx/patternlayout.h>
 #include <log4cxx/xml/domconfigurator.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -17,6 +16,8 @@
 #include <iterator>
 #include <string_view>
 #include <utility>
+
+#include "FileDescriptor.h"
 
 namespace {
 
@@ -71,10 +72,8 @@ std::string ReadAll(const char* path) {
 bool IsFileWritable(const log4cxx::AppenderPtr& appender) {
     const auto file = log4cxx::cast<log4cxx::FileAppender>(appender);
     if (!file) return true;
-    const int fd = open(file->getFile().c_str(), O_WRONLY | O_APPEND | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0) return false;
-    close(fd);
-    return true;
+    return FileDescriptor(OpenFile(file->getFile().c_str(), O_WRONLY | O_APPEND | O_NONBLOCK))
+        .IsOpen();
 }
 
 log4cxx::AppenderPtr StandardError() {

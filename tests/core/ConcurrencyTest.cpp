@@ -77,7 +77,7 @@ TEST(IdentityConcurrencyTest, AChildForkedWhileTimesAreConverted) {
         for (int i = 0; i < 100 && !is_over; ++i) {
             const pid_t child = ::fork();
             if (child == 0) {
-                ::alarm(5);
+                ::alarm(20);
                 ::_exit(ProxySessionTestAccess::NewIdentify().empty() ? 1 : 0);
             }
             int status = -1;

@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "CapturedOutput.h"
 #include "FreshProcess.h"
@@ -41,6 +42,7 @@ struct SystemFaults {
     int set_option_error = 0;     // setsockopt
     int poll_error = 0;
     int interface_list_error = 0;  // ioctl SIOCGIFCONF
+    int open_error = 0;            // the next open
     int read_error = 0;            // every second read
 
     // Network interfaces instead of the machine's, a character each: '0' has an address of zeros,
@@ -138,6 +140,14 @@ int poll(pollfd* entries, nfds_t count, int timeout) {
     return FailOrCall(g_faults.poll_error, SYS_poll, entries, count, timeout);
 }
 
+int open(const char* path, int flags, ...) {
+    va_list args;
+    va_start(args, flags);
+    const int mode = (flags & O_CREAT) != 0 ? va_arg(args, int) : 0;
+    va_end(args);
+    return FailOrCall(std::exchange(g_faults.open_error, 0), SYS_open, path, flags, mode);
+}
+
 ssize_t read(int fd, void* bytes, std::size_t count) {
     const int error = ++g_reads % 2 == 1 ? g_faults.read_error : 0;
     count = std::min({count, g_faults.longest_read, g_faults.file_end});
@@ -208,7 +218,7 @@ TEST(ResourceFaultsTest, FilesThatEndEarlyBreakOrComeInPieces) {
         Lexo_ErrCode code;
     } cases[] = {
         {{.file_end = 999}, LEXO_ERR_LOAD_RESOURCE_FAILED},
-        {{.read_error = EINTR, .longest_read = 7}, LEXO_ERR_NONE},
+        {{.open_error = EINTR, .read_error = EINTR, .longest_read = 7}, LEXO_ERR_NONE},
     };
     for (const auto& c : cases) {
         ResourceBytes bytes;
