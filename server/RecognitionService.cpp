@@ -140,6 +140,7 @@ void RecognitionService::Stop() {
         threads->stop();
         threads->join();
     }
+    for (const auto& entry : utterances_.All()) entry->utterance->DropChunks();
 }
 
 RecognitionService::Ticket RecognitionService::Handle(std::string_view body, std::string peer,

@@ -73,6 +73,11 @@ void Utterance::Abandon() {
     });
 }
 
+void Utterance::DropChunks() {
+    current_.reset();
+    waiting_.clear();
+}
+
 double Utterance::SecondsOfAudio() const {
     return static_cast<double>(samples_heard_.load()) / kSampleRateHz;
 }

@@ -50,6 +50,9 @@ class Utterance final : public std::enable_shared_from_this<Utterance>, private 
     void TakeChunk(int number, bool is_closing, std::string audio, Done done);
     // Nobody wants it any more: frees what it holds. A chunk under way is answered with a failure.
     void Abandon();
+    // Drops the chunks that are not answered, uncalled: each may hold the utterance that holds it.
+    // Only when the request threads have ended.
+    void DropChunks();
     // From now on other utterances' speech is recognised first.
     void Yield() { *yields_ = true; }
 

@@ -92,6 +92,13 @@ class UtteranceStore {
         return expired;
     }
 
+    std::vector<std::shared_ptr<Entry>> All() const {
+        std::vector<std::shared_ptr<Entry>> all;
+        const std::lock_guard lock(mutex_);
+        for (const auto& [token, place] : places_) all.push_back(place.entry);
+        return all;
+    }
+
     std::size_t Size() const {
         const std::lock_guard lock(mutex_);
         return places_.size();
