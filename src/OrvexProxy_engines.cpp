@@ -80,14 +80,14 @@ Lexo_ErrCode OrvexProxy::GetCapabilityInfoList(Lexo_CapabilityInfoList* pCapabil
     if (pCapabilityInfoList == nullptr) {
         return LEXO_ERR_PARAM_INVALID;
     }
-    pCapabilityInfoList->nCapabilityCount = static_cast<int>(engine_list_.size());
-    pCapabilityInfoList->pCapabilityInfoList = nullptr;
+    *pCapabilityInfoList = {};
     if (engine_list_.empty()) {
         ORVX_LOG_WARNING("No engine found.");
         return LEXO_ERR_NONE;
     }
     auto* entry = new Lexo_CapabilityInfo[engine_list_.size()]();
     pCapabilityInfoList->pCapabilityInfoList = entry;
+    pCapabilityInfoList->nCapabilityCount = static_cast<int>(engine_list_.size());
     for (const auto& [cap_name, engine] : engine_list_) {
         cap_name.copy(entry->szCapabilityName, sizeof entry->szCapabilityName - 1);
         entry->eEngineType = engine.engine_type;
