@@ -103,7 +103,7 @@ void GetParam(benchmark::State& state) {
 BENCHMARK(GetParam);
 
 void TaskConfiguration(benchmark::State& state) {
-    ProxySession::ParamMap params;
+    ParamMap params;
     for (const Lexo_ParamKey key : {LEXO_PARAM_VAD_HEAD, LEXO_PARAM_VAD_TAIL,
                                     LEXO_PARAM_MAX_SECONDS, LEXO_PARAM_VAD_THRESHOLD}) {
         params[key] = WordOf(10);

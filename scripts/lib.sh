@@ -7,7 +7,7 @@ project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 packages=(
     g++ cmake ninja-build ccache pkg-config
     liblog4cxx-dev libprotobuf-dev protobuf-compiler
-    libasio-dev libpocketsphinx-dev pocketsphinx-en-us
+    libasio-dev libboost-dev libpocketsphinx-dev pocketsphinx-en-us
     libsndfile1-dev libsamplerate0-dev libsoxr-dev libcli11-dev nlohmann-json3-dev
     libgtest-dev libgmock-dev libbenchmark-dev pocketsphinx-testdata jq sox clang-format iproute2
 )

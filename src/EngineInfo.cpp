@@ -7,7 +7,6 @@
 
 #include "ConfigFile.h"
 #include "Logger.h"
-#include "param_word.h"
 #include "process_lifetime.h"
 #include "proxy_params_mgr_tables.h"
 

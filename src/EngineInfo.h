@@ -5,6 +5,7 @@
 #include <string>
 
 #include "Lexo.h"
+#include "param_word.h"
 
 class ConfigFile;
 
@@ -34,7 +35,7 @@ struct EngineInfo {
     std::map<unsigned int, ResourceInfo> res_map;
     // Numbers stand in the word itself. The words of the language, the domain and the
     // post-processing text point to buffers that this record owns until OrvexProxy frees them.
-    std::map<Lexo_ParamKey, Lexo_ParamValue> default_params;
+    ParamMap default_params;
 
     // Applies the built-in defaults of engine_type. False, and logged, when the type is unknown or
     // a buffer cannot be obtained.

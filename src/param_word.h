@@ -2,9 +2,15 @@
 // it, text parameters point to NUL-terminated text. These are the only places that convert.
 #pragma once
 
+#include <boost/container/flat_map.hpp>
 #include <cstdint>
 
 #include "Lexo.h"
+
+// Parameters in the order of their keys, and in one piece of memory: those of one session among
+// thousands are seldom in a processor's cache, and each of them in a piece of its own would be
+// waited for.
+using ParamMap = boost::container::flat_map<Lexo_ParamKey, Lexo_ParamValue>;
 
 // A signed number, widened with its sign.
 inline Lexo_ParamValue WordOf(std::intptr_t number) {

@@ -3,7 +3,6 @@
 #include "EngineInfo.h"
 #include "Logger.h"
 #include "RecogResult.h"
-#include "param_word.h"
 #include "proxy_params_mgr.h"
 
 namespace {

@@ -4,12 +4,12 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <string>
 
 #include "Lexo.h"
 #include "MutexLock.h"
+#include "param_word.h"
 
 namespace quorlan::protocol {
 class LexoRequestMessage;
@@ -23,8 +23,6 @@ class TcpClientUser;
 
 class ProxySession {
   public:
-    using ParamMap = std::map<Lexo_ParamKey, Lexo_ParamValue>;
-
     // Copies the numbers and texts of `params`, the engine's defaults. A text that is missing there
     // reads as "" and is added to `params` with a null word. `property` is accepted and not used:
     // the property text is always made from the parameters. Where memory for a text is wanting,

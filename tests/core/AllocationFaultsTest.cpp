@@ -117,7 +117,7 @@ TEST(ExchangeWithoutMemoryTest, TheNextOneOnTheSameConnectionIsGood) {
     int failures = 0;
     for (bool failed = true; failed;) {
         ConnectionPool::DestroyInstance();
-        ProxySession::ParamMap params;
+        ParamMap params;
         ProxySession session(LEXO_ENGINE_FREETALK, "asr.cloud.freetalk", "", params);
         const auto recognize = [&] {
             int status = 0;
