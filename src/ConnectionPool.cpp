@@ -38,9 +38,6 @@ void ConnectionPool::DestroyInstance() {
 TcpClientUser* ConnectionPool::RentHandle(const std::string& ip, int port) {
     const std::string key = ServerKey(ip, port);
     const MutexGuard guard(lock_);
-    if (is_inherited_.exchange(false)) {
-        DropIdleConnections();
-    }
     const auto entry = tcp_clients_.find(key);
     if (entry == tcp_clients_.end() || entry->second.empty()) {
         std::unique_ptr<TcpClientUser> client = NewClient(ip, port);
@@ -81,6 +78,14 @@ void ConnectionPool::CloseIdleConnections() {
         ORVX_LOG_DEBUG("xxxx--Shutdown connection to %s", key.c_str());
     }
     DropIdleConnections();
+}
+
+void ConnectionPool::DisownConnections() {
+    for (const auto& [key, idle] : tcp_clients_) {
+        for (TcpClientUser* const client : idle) {
+            client->Disconnect();
+        }
+    }
 }
 
 void ConnectionPool::DropIdleConnections() {

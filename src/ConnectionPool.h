@@ -6,7 +6,6 @@
 // fresh pool.
 #pragma once
 
-#include <atomic>
 #include <deque>
 #include <map>
 #include <string>
@@ -32,9 +31,10 @@ class ConnectionPool {
     // Around a fork: nobody works on the pool in between.
     void HoldStill() { lock_.Lock(); }
     void GoOn() { lock_.Unlock(); }
-    // The idle connections are another process's: they are closed here before the next rental,
-    // which that process does not notice.
-    void DisownConnections() { is_inherited_ = true; }
+    // The idle connections are another process's: they are closed here, which that process does not
+    // notice. At once: its own end of them must reach the server, and a child may close and use
+    // again every descriptor that it finds.
+    void DisownConnections();
 
   private:
     friend struct ConnectionPoolTestAccess;
@@ -47,7 +47,6 @@ class ConnectionPool {
 
     MutexLock lock_;
     std::map<std::string, std::deque<TcpClientUser*>> tcp_clients_;  // guarded by lock_
-    std::atomic<bool> is_inherited_{false};
 };
 
 // Rents a connection for as long as it lives.

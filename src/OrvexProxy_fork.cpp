@@ -31,11 +31,11 @@ void OrvexProxy::AfterForkInParent() {
 // child that was forked by another thread in the middle of it must not use the engine.
 void OrvexProxy::AfterForkInChild() {
     g_logger.GoOnInChild();
+    ConnectionPool::GetInstance()->DisownConnections();
     ConnectionPool::GetInstance()->GoOn();
     DateTime::LocalTimeLock().Unlock();
     ProxySession::IdentityLock().Unlock();
     change_lock_.Unlock();
-    ConnectionPool::GetInstance()->DisownConnections();
     if (OrvexProxy* const instance = inst_) {
         instance->rw_lock_.Renew();
     }

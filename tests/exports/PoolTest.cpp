@@ -1,9 +1,12 @@
 // The connections as the server and the log see them: reuse, order, and kept connections that went
 // bad while idle.
 #include <malloc.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <deque>
 #include <future>
 #include <string>
@@ -41,6 +44,16 @@ TEST_F(PoolTest, AConnectionClosedWhileIdleIsOpenedAnew) {
     server_.Start();
     EXPECT_EQ(session.Recognize(), kGood) << "nor when the server was restarted";
     EXPECT_EQ(ChunkNumbers(), (std::vector<int>{1, 2, 3}));
+}
+
+TEST_F(PoolTest, AChildKeepsNoConnectionOpen) {
+    EXPECT_EQ(Session("freetalk").Recognize(), kGood);
+    const pid_t child = ::fork();
+    if (child == 0) ::pause();
+    EXPECT_EQ(orvx_proxy_End(), LEXO_ERR_NONE);
+    EXPECT_TRUE(server_.WaitForOpenConnections(0)) << "the server sees its end";
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
 }
 
 TEST_F(PoolTest, AHundredConnectionsClosedAtOnceAreOpenedAnew) {
