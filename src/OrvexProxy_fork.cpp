@@ -10,8 +10,10 @@
 #include "proxy_session.h"
 
 // Held over the fork are the locks that are never held for long, so that what they guard is whole
-// in the child; taken in the order in which one may be held while the next is taken.
+// in the child; taken in the order in which one may be held while the next is taken. The log's own
+// forks hold some of them already, and their children only run another program.
 void OrvexProxy::BeforeFork() {
+    if (Logger::IsAtWorkHere()) return;
     change_lock_.Lock();
     ProxySession::IdentityLock().Lock();
     DateTime::LocalTimeLock().Lock();
@@ -20,6 +22,7 @@ void OrvexProxy::BeforeFork() {
 }
 
 void OrvexProxy::AfterForkInParent() {
+    if (Logger::IsAtWorkHere()) return;
     g_logger.GoOn();
     ConnectionPool::GetInstance()->GoOn();
     DateTime::LocalTimeLock().Unlock();
@@ -30,6 +33,7 @@ void OrvexProxy::AfterForkInParent() {
 // Nobody holds change_lock_ in Init, which changes all that rw_lock_ guards and takes its time: a
 // child that was forked by another thread in the middle of it must not use the engine.
 void OrvexProxy::AfterForkInChild() {
+    if (Logger::IsAtWorkHere()) return;
     g_logger.GoOnInChild();
     ConnectionPool::GetInstance()->DisownConnections();
     ConnectionPool::GetInstance()->GoOn();

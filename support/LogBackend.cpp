@@ -57,7 +57,8 @@ bool IsReadableInTime(const char* path) {
 bool HasEndlessVariable(std::string_view text, int depth = 8) {
     for (std::size_t at = 0; (at = text.find("${", at)) != text.npos; at += 2) {
         const std::string_view name = text.substr(at + 2);
-        const char* const value = getenv(std::string(name.substr(0, name.find('}'))).c_str());
+        const char* const value =
+            getenv(std::string(name.substr(0, name.find_first_of("$}"))).c_str());
         if (value != nullptr && (depth == 0 || HasEndlessVariable(value, depth - 1))) return true;
     }
     return false;

@@ -17,6 +17,22 @@
 constinit Logger g_logger;
 static_assert(std::is_trivially_destructible_v<Logger>);
 
+constinit thread_local bool Logger::is_at_work_here_ = false;
+
+// Holds the lock over the back end.
+class Logger::Work {
+  public:
+    explicit Work(RWLockAction action) : guard_(g_logger.backend_lock_, action) {
+        is_at_work_here_ = true;
+    }
+    ~Work() { is_at_work_here_ = false; }
+    Work(const Work&) = delete;
+    Work& operator=(const Work&) = delete;
+
+  private:
+    const RWLockGuard guard_;
+};
+
 namespace {
 
 const char* BaseName(const char* path) {
@@ -64,7 +80,7 @@ bool Logger::Init(const char* configuration_file, const char* logger_name) noexc
     const CallerState caller;
     // Held while the file is read: were the former log file still written while the new
     // configuration opens it anew, lines would overwrite one another.
-    const RWLockGuard guard(backend_lock_, kWriteLockAction);
+    const Work work(kWriteLockAction);
     if (is_closed_) return false;
     std::unique_ptr<LogBackend> fresh = LogBackend::Load(configuration_file, logger_name);
     // Whenever log4cxx may have built static objects: what is registered after them runs before
@@ -79,8 +95,9 @@ bool Logger::Init(const char* configuration_file, const char* logger_name) noexc
 }
 
 void Logger::CloseAtExit() {
+    if (is_at_work_here_) return;  // a child of the log's own that found no program to run
     const CallerState caller;
-    const RWLockGuard guard(g_logger.backend_lock_, kWriteLockAction);
+    const Work work(kWriteLockAction);
     if (g_logger.backend_ && !g_logger.is_closed_) g_logger.backend_->Close();
     g_logger.is_closed_ = true;
 }
@@ -100,7 +117,7 @@ void Logger::Write(LogLevel level, const char* file, int line, const char* forma
 
 void Logger::HandOn(LogLevel level, std::string line) {
     {
-        const RWLockGuard guard(backend_lock_, kReadLockAction);
+        const Work work(kReadLockAction);
         if (backend_ && !is_closed_) return backend_->Append(level, line);
     }
     PrintLine(std::move(line));

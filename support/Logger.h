@@ -43,17 +43,24 @@ class Logger {
     void Write(LogLevel level, const char* file, int line, const char* format, ...) noexcept
         __attribute__((format(printf, 5, 6)));
 
-    // Around a fork: no line is being written in between.
+    // Whether this thread is within the log, which forks by itself to compress a file that is full.
+    static bool IsAtWorkHere() noexcept { return is_at_work_here_; }
+
+    // Around any other fork: no line is being written in between.
     void HoldStill() noexcept { backend_lock_.LockForWriting(); }
     void GoOn() noexcept { backend_lock_.Unlock(); }
     void GoOnInChild() noexcept { backend_lock_.Renew(); }
 
   private:
+    class Work;
+
     static constexpr int kNotStarted = -1;
 
     int Threshold() const noexcept { return threshold_.load(std::memory_order_relaxed); }
     void HandOn(LogLevel level, std::string line);
     static void CloseAtExit();
+
+    static thread_local bool is_at_work_here_;
 
     // The lowest level that log4cxx writes, as it was at Init, or kNotStarted. A copy, so that a
     // message that is not wanted costs one load and one comparison.

@@ -131,6 +131,21 @@ TEST_F(HostFaultsTest, WithTheDiskFullUnderTheLog) {
     EXPECT_EQ(::umount(folder.c_str()), 0);
 }
 
+// Log4cxx runs gzip in the middle of a line.
+TEST_F(HostFaultsTest, WithALogThatIsCompressed) {
+    home_.WriteFile(
+        "conf/Lexo_SDK_log.xml",
+        LogXml(home_.Path() + "/test.log", "debug", "%m%n",
+               R"(<rollingPolicy class="org.apache.log4j.rolling.FixedWindowRollingPolicy">
+                              <param name="FileNamePattern" value="${QUORLAN_HOME}/%i.gz"/></rollingPolicy>
+                              <triggeringPolicy class="org.apache.log4j.rolling.SizeBasedTriggeringPolicy">
+                              <param name="MaxFileSize" value="8KB"/></triggeringPolicy>)",
+               "rolling.RollingFileAppender"));
+    ASSERT_EQ(InitProxy(server_.Address()).code, LEXO_ERR_NONE);
+    for (int i = 0; i < 20; ++i) EXPECT_EQ(Session("freetalk").Recognize(), kGood);
+    EXPECT_TRUE(std::filesystem::exists(home_.Path() + "/1.gz"));
+}
+
 TEST_F(HostFaultsTest, SettingsOfEveryKind) {
     const std::string last = "\n[default]\nvad_tail = 777\n";
     std::string noise(1 << 20, '\0');

@@ -138,8 +138,11 @@ TEST_F(LoggerTest, StaticDestructorsMayLog) {
 
 // Before the first good start messages are printed, after it the former configuration stays.
 TEST_F(LoggerTest, RefusesWhatIsNoConfiguration) {
+    std::string open;  // takes no time to speak of
+    while (open.size() < 2 << 20) open += "${";
     const std::pair<std::string, std::string> files[] = {
         {"empty", ""},
+        {"open", open},
         {"binary", std::string("\x7F"
                                "ELF\0\xFF<?xml",
                                12)},
