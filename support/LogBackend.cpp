@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <locale.h>
+#include <log4cxx/asyncappender.h>
 #include <log4cxx/consoleappender.h>
 #include <log4cxx/file.h>
 #include <log4cxx/fileappender.h>
@@ -84,8 +85,10 @@ log4cxx::AppenderPtr StandardError() {
     return appender;
 }
 
-void CloseAppenders(const log4cxx::LoggerPtr& logger) {
-    for (const log4cxx::AppenderPtr& appender : logger->getAllAppenders()) appender->close();
+log4cxx::LoggerList AllLoggers(const log4cxx::HierarchyPtr& hierarchy) {
+    log4cxx::LoggerList loggers = hierarchy->getCurrentLoggers();
+    loggers.push_back(hierarchy->getRootLogger());
+    return loggers;
 }
 
 }  // namespace
@@ -99,9 +102,10 @@ LogBackend::LogBackend(log4cxx::HierarchyPtr hierarchy, const char* logger_name)
 void LogBackend::Close() noexcept {
     const Utf8Scope utf8;
     try {
-        CloseAppenders(hierarchy_->getRootLogger());
-        for (const log4cxx::LoggerPtr& logger : hierarchy_->getCurrentLoggers()) {
-            CloseAppenders(logger);
+        for (const log4cxx::LoggerPtr& logger : AllLoggers(hierarchy_)) {
+            for (const log4cxx::AppenderPtr& appender : logger->getAllAppenders()) {
+                appender->close();
+            }
         }
     } catch (const std::exception& error) {
         Complain("closing the log", error.what());
@@ -133,6 +137,7 @@ std::unique_ptr<LogBackend> LogBackend::Configure(const char* path, const char* 
     const auto status = log4cxx::xml::DOMConfigurator().doConfigure(log4cxx::File(path), hierarchy);
     if (status != log4cxx::spi::ConfigurationStatus::Configured) return nullptr;
     std::unique_ptr<LogBackend> backend(new LogBackend(std::move(hierarchy), logger_name));
+    backend->ReplaceThreads();
     // An XML file of another kind is configured, says log4cxx, and would swallow every message.
     if (!backend->HasAppender() && backend->Threshold() <= kLogError) {
         Complain(path, "no appender for the messages");
@@ -140,6 +145,37 @@ std::unique_ptr<LogBackend> LogBackend::Configure(const char* path, const char* 
     }
     backend->ReplaceUnopenedFiles();
     return backend;
+}
+
+// A forked child lacks the thread, and finds the locks that it held; and when that thread forks, to
+// compress a file that is full, it would wait for threads that wait for it.
+void LogBackend::ReplaceThreads() {
+    for (const log4cxx::LoggerPtr& logger : AllLoggers(hierarchy_)) {
+        for (const log4cxx::AppenderPtr& appender : logger->getAllAppenders()) {
+            logger->removeAppender(appender);
+            AttachWithoutThread(logger, appender);
+        }
+    }
+    for (const log4cxx::AppenderPtr& appender : replaced_) {
+        const auto async = log4cxx::cast<log4cxx::AsyncAppender>(appender);
+        for (const log4cxx::AppenderPtr& inner : async->getAllAppenders()) {
+            async->removeAppender(inner);  // which would be closed, too
+        }
+        async->close();
+    }
+}
+
+void LogBackend::AttachWithoutThread(const log4cxx::LoggerPtr& logger,
+                                     const log4cxx::AppenderPtr& appender) {
+    const auto async = log4cxx::cast<log4cxx::AsyncAppender>(appender);
+    if (!async) {
+        logger->addAppender(appender);
+        return;
+    }
+    for (const log4cxx::AppenderPtr& inner : async->getAllAppenders()) {
+        AttachWithoutThread(logger, inner);
+    }
+    replaced_.push_back(appender);
 }
 
 // log4cxx's own way, a FallbackErrorHandler in the XML, was rejected: it reaches for the default

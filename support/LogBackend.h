@@ -43,13 +43,18 @@ class LogBackend {
     LogBackend(log4cxx::HierarchyPtr hierarchy, const char* logger_name);
     static std::unique_ptr<LogBackend> Configure(const char* path, const char* logger_name);
     bool HasAppender() const;
+    // Lets the appenders that others hand lines to in a thread of their own take the place of
+    // those.
+    void ReplaceThreads();
+    void AttachWithoutThread(const log4cxx::LoggerPtr& logger,
+                             const log4cxx::AppenderPtr& appender);
     // Lets standard error take the place of log files that could not be opened.
     void ReplaceUnopenedFiles();
 
     const log4cxx::HierarchyPtr hierarchy_;
     const log4cxx::LoggerPtr logger_;
     const log4cxx::LevelPtr levels_[4];           // log4cxx's level of each LogLevel
-    std::vector<log4cxx::AppenderPtr> replaced_;  // by standard error; kept, as said above
+    std::vector<log4cxx::AppenderPtr> replaced_;  // kept, as said above
     LogBackend* former_ = nullptr;
     std::atomic_flag has_complained_;  // of a line that could not be written
 };
