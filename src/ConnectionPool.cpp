@@ -80,14 +80,6 @@ void ConnectionPool::CloseIdleConnections() {
     DropIdleConnections();
 }
 
-void ConnectionPool::DisownConnections() {
-    for (const auto& [key, idle] : tcp_clients_) {
-        for (TcpClientUser* const client : idle) {
-            client->Disconnect();
-        }
-    }
-}
-
 void ConnectionPool::DropIdleConnections() {
     for (const auto& [key, idle] : tcp_clients_) {
         for (const TcpClientUser* client : idle) {

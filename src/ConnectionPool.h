@@ -31,10 +31,6 @@ class ConnectionPool {
     // Around a fork: nobody works on the pool in between.
     void HoldStill() { lock_.Lock(); }
     void GoOn() { lock_.Unlock(); }
-    // The idle connections are another process's: they are closed here, which that process does not
-    // notice. At once: its own end of them must reach the server, and a child may close and use
-    // again every descriptor that it finds.
-    void DisownConnections();
 
   private:
     friend struct ConnectionPoolTestAccess;

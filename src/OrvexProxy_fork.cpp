@@ -7,6 +7,7 @@
 #include "DateTime.h"
 #include "Logger.h"
 #include "OrvexProxy.h"
+#include "TcpConnection.h"
 #include "proxy_session.h"
 
 // Held over the fork are the locks that are never held for long, so that what they guard is whole
@@ -18,12 +19,14 @@ void OrvexProxy::BeforeFork() {
     ProxySession::IdentityLock().Lock();
     DateTime::LocalTimeLock().Lock();
     ConnectionPool::GetInstance()->HoldStill();
+    TcpConnection::SocketsLock().Lock();
     g_logger.HoldStill();
 }
 
 void OrvexProxy::AfterForkInParent() {
     if (Logger::IsAtWorkHere()) return;
     g_logger.GoOn();
+    TcpConnection::SocketsLock().Unlock();
     ConnectionPool::GetInstance()->GoOn();
     DateTime::LocalTimeLock().Unlock();
     ProxySession::IdentityLock().Unlock();
@@ -35,7 +38,9 @@ void OrvexProxy::AfterForkInParent() {
 void OrvexProxy::AfterForkInChild() {
     if (Logger::IsAtWorkHere()) return;
     g_logger.GoOnInChild();
-    ConnectionPool::GetInstance()->DisownConnections();
+    // At once: a child may close and use again every descriptor that it finds.
+    TcpConnection::CloseAllInChild();
+    TcpConnection::SocketsLock().Unlock();
     ConnectionPool::GetInstance()->GoOn();
     DateTime::LocalTimeLock().Unlock();
     ProxySession::IdentityLock().Unlock();

@@ -118,7 +118,34 @@ bool IsConnectedToItself(int fd) {
 
 }  // namespace
 
+constinit MutexLock TcpConnection::sockets_lock_;
+constinit TcpConnection* TcpConnection::newest_ = nullptr;
+
+TcpConnection::TcpConnection() {
+    const MutexGuard guard(sockets_lock_);
+    older_ = newest_;
+    if (older_ != nullptr) older_->newer_ = this;
+    newest_ = this;
+}
+
+TcpConnection::~TcpConnection() {
+    Close();
+    const MutexGuard guard(sockets_lock_);
+    if (older_ != nullptr) older_->newer_ = newer_;
+    (newer_ == nullptr ? newest_ : newer_->older_) = older_;
+}
+
+void TcpConnection::CloseAllInChild() {
+    for (TcpConnection* each = newest_; each != nullptr; each = each->older_) {
+        if (each->IsOpen()) {
+            CloseDescriptor(each->fd_);
+            each->fd_ = -1;
+        }
+    }
+}
+
 void TcpConnection::Close() {
+    const MutexGuard guard(sockets_lock_);
     if (IsOpen()) {
         CloseDescriptor(fd_);
         fd_ = -1;
@@ -156,8 +183,11 @@ TcpStatus TcpConnection::Open(const std::string& ip, unsigned int port, const De
     if (::inet_aton(ip.c_str(), &address.sin_addr) == 0) {
         return kTcpErrorConnect;
     }
-    fd_ = AboveStandardStreams(
-        ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_TCP));
+    {
+        const MutexGuard guard(sockets_lock_);
+        fd_ = AboveStandardStreams(
+            ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_TCP));
+    }
     if (!IsOpen()) {
         return kTcpErrorConnect;
     }

@@ -47,9 +47,20 @@ TEST_F(PoolTest, AConnectionClosedWhileIdleIsOpenedAnew) {
 }
 
 TEST_F(PoolTest, AChildKeepsNoConnectionOpen) {
-    EXPECT_EQ(Session("freetalk").Recognize(), kGood);
-    const pid_t child = ::fork();
-    if (child == 0) ::pause();
+    pid_t child = -1;
+    std::promise<void> gate;
+    server_.Then(Sequence({WaitFor(gate.get_future().share()), Answer()}));
+    {
+        Session idle("freetalk");
+        Session busy("freetalk");
+        auto answer = std::async(std::launch::async, [&] { return busy.Recognize(); });
+        ASSERT_TRUE(server_.WaitForRequests(1));
+        EXPECT_EQ(idle.Recognize(), kGood);
+        child = ::fork();
+        if (child == 0) ::pause();
+        gate.set_value();
+        EXPECT_EQ(answer.get(), kGood);
+    }
     EXPECT_EQ(orvx_proxy_End(), LEXO_ERR_NONE);
     EXPECT_TRUE(server_.WaitForOpenConnections(0)) << "the server sees its end";
     ::kill(child, SIGKILL);
