@@ -11,7 +11,7 @@
 inline int OpenFile(const char* path, int flags) {
     int fd;
     do {
-        fd = ::open(path, flags | O_CLOEXEC);
+        fd = ::open(path, flags | O_CLOEXEC, 0666);
     } while (fd < 0 && errno == EINTR);
     return fd;
 }

@@ -74,8 +74,9 @@ std::string ReadAll(const char* path) {
 bool IsFileWritable(const log4cxx::AppenderPtr& appender) {
     const auto file = log4cxx::cast<log4cxx::FileAppender>(appender);
     if (!file) return true;
-    return FileDescriptor(OpenFile(file->getFile().c_str(), O_WRONLY | O_APPEND | O_NONBLOCK))
-        .IsOpen();
+    // It may be gone already: another process writes the same log and found it full.
+    constexpr int kFlags = O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK;
+    return FileDescriptor(OpenFile(file->getFile().c_str(), kFlags)).IsOpen();
 }
 
 log4cxx::AppenderPtr StandardError() {
