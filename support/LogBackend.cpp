@@ -86,6 +86,31 @@ log4cxx::AppenderPtr StandardError() {
     return appender;
 }
 
+// What an AsyncAppender lets through goes to the appenders behind it at once. A forked child lacks
+// its thread, and finds the locks that it held; and when that thread forks, to compress a file that
+// is full, it would wait for threads that wait for it. It starts with the first line, so never.
+class AppenderWithoutThread : public log4cxx::AppenderSkeleton {
+  public:
+    AppenderWithoutThread(const log4cxx::AsyncAppender& async,
+                          std::vector<log4cxx::AppenderPtr> behind)
+        : behind_(std::move(behind)) {
+        setThreshold(async.getThreshold());
+        if (async.getFirstFilter()) addFilter(async.getFirstFilter());
+    }
+    void close() override {
+        for (const log4cxx::AppenderPtr& appender : behind_) appender->close();
+    }
+    bool requiresLayout() const override { return false; }
+
+  protected:
+    void append(const log4cxx::spi::LoggingEventPtr& event, log4cxx::helpers::Pool& pool) override {
+        for (const log4cxx::AppenderPtr& appender : behind_) appender->doAppend(event, pool);
+    }
+
+  private:
+    const std::vector<log4cxx::AppenderPtr> behind_;
+};
+
 log4cxx::LoggerList AllLoggers(const log4cxx::HierarchyPtr& hierarchy) {
     log4cxx::LoggerList loggers = hierarchy->getCurrentLoggers();
     loggers.push_back(hierarchy->getRootLogger());
@@ -138,59 +163,39 @@ std::unique_ptr<LogBackend> LogBackend::Configure(const char* path, const char* 
     const auto status = log4cxx::xml::DOMConfigurator().doConfigure(log4cxx::File(path), hierarchy);
     if (status != log4cxx::spi::ConfigurationStatus::Configured) return nullptr;
     std::unique_ptr<LogBackend> backend(new LogBackend(std::move(hierarchy), logger_name));
-    backend->ReplaceThreads();
+    backend->ReplaceUnfitAppenders();
     // An XML file of another kind is configured, says log4cxx, and would swallow every message.
     if (!backend->HasAppender() && backend->Threshold() <= kLogError) {
         Complain(path, "no appender for the messages");
         return nullptr;
     }
-    backend->ReplaceUnopenedFiles();
     return backend;
 }
 
-// A forked child lacks the thread, and finds the locks that it held; and when that thread forks, to
-// compress a file that is full, it would wait for threads that wait for it.
-void LogBackend::ReplaceThreads() {
+void LogBackend::ReplaceUnfitAppenders() {
     for (const log4cxx::LoggerPtr& logger : AllLoggers(hierarchy_)) {
         for (const log4cxx::AppenderPtr& appender : logger->getAllAppenders()) {
             logger->removeAppender(appender);
-            AttachWithoutThread(logger, appender);
+            if (const auto fit = FitAppender(appender)) logger->addAppender(fit);
         }
     }
-    for (const log4cxx::AppenderPtr& appender : replaced_) {
-        const auto async = log4cxx::cast<log4cxx::AsyncAppender>(appender);
+}
+
+// For files log4cxx's own way, a FallbackErrorHandler in the XML, was rejected: it reaches for the
+// default hierarchy, and so loads whatever log4cxx.properties lies in the host's current folder.
+log4cxx::AppenderPtr LogBackend::FitAppender(const log4cxx::AppenderPtr& appender) {
+    if (const auto async = log4cxx::cast<log4cxx::AsyncAppender>(appender)) {
+        std::vector<log4cxx::AppenderPtr> behind;
         for (const log4cxx::AppenderPtr& inner : async->getAllAppenders()) {
-            async->removeAppender(inner);  // which would be closed, too
+            if (auto fit = FitAppender(inner)) behind.push_back(std::move(fit));
         }
-        async->close();
+        replaced_.push_back(appender);
+        if (behind.empty()) return nullptr;
+        return std::make_shared<AppenderWithoutThread>(*async, std::move(behind));
     }
-}
-
-void LogBackend::AttachWithoutThread(const log4cxx::LoggerPtr& logger,
-                                     const log4cxx::AppenderPtr& appender) {
-    const auto async = log4cxx::cast<log4cxx::AsyncAppender>(appender);
-    if (!async) {
-        logger->addAppender(appender);
-        return;
-    }
-    for (const log4cxx::AppenderPtr& inner : async->getAllAppenders()) {
-        AttachWithoutThread(logger, inner);
-    }
+    if (IsFileWritable(appender)) return appender;
     replaced_.push_back(appender);
-}
-
-// log4cxx's own way, a FallbackErrorHandler in the XML, was rejected: it reaches for the default
-// hierarchy, and so loads whatever log4cxx.properties lies in the host's current folder.
-void LogBackend::ReplaceUnopenedFiles() {
-    for (log4cxx::LoggerPtr logger = logger_; logger; logger = logger->getParent()) {
-        for (const log4cxx::AppenderPtr& appender : logger->getAllAppenders()) {
-            if (!IsFileWritable(appender)) {
-                replaced_.push_back(appender);
-                logger->removeAppender(appender);
-                logger->addAppender(StandardError());
-            }
-        }
-    }
+    return StandardError();
 }
 
 bool LogBackend::HasAppender() const {

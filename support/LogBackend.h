@@ -43,13 +43,10 @@ class LogBackend {
     LogBackend(log4cxx::HierarchyPtr hierarchy, const char* logger_name);
     static std::unique_ptr<LogBackend> Configure(const char* path, const char* logger_name);
     bool HasAppender() const;
-    // Lets the appenders that others hand lines to in a thread of their own take the place of
-    // those.
-    void ReplaceThreads();
-    void AttachWithoutThread(const log4cxx::LoggerPtr& logger,
-                             const log4cxx::AppenderPtr& appender);
-    // Lets standard error take the place of log files that could not be opened.
-    void ReplaceUnopenedFiles();
+    // Lets standard error take the place of log files that could not be opened, and appenders
+    // without a thread that of those that would have one.
+    void ReplaceUnfitAppenders();
+    log4cxx::AppenderPtr FitAppender(const log4cxx::AppenderPtr& appender);
 
     const log4cxx::HierarchyPtr hierarchy_;
     const log4cxx::LoggerPtr logger_;
