@@ -2,42 +2,14 @@
 // and the other one, which fits, would load the ICU libraries into the host's process.
 #include "ConfigFile.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <charconv>
 #include <optional>
 #include <string_view>
 
-#include "FileDescriptor.h"
+#include "RegularFile.h"
 #include "text_split.h"
 
 namespace {
-
-bool IsRegularFile(int fd) {
-    struct stat status {};
-    return fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
-}
-
-// O_NONBLOCK: opening a FIFO that nobody writes to must fail here instead of waiting.
-std::optional<std::string> ReadRegularFile(const char* path) {
-    const FileDescriptor file(OpenFile(path, O_RDONLY | O_NONBLOCK));
-    if (!file.IsOpen() || !IsRegularFile(file.Get())) return std::nullopt;
-    std::string text;
-    char chunk[16384];
-    for (;;) {
-        const ssize_t count = read(file.Get(), chunk, sizeof chunk);
-        if (count > 0) {
-            text.append(chunk, static_cast<std::size_t>(count));
-        } else if (count == 0) {
-            return text;
-        } else if (errno != EINTR) {
-            return std::nullopt;
-        }
-    }
-}
 
 std::optional<int> ParseInt(std::string_view text) {
     if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);

@@ -13,12 +13,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <fstream>
-#include <iterator>
 #include <string_view>
 #include <utility>
 
 #include "FileDescriptor.h"
+#include "RegularFile.h"
 
 namespace {
 
@@ -63,11 +62,6 @@ bool HasEndlessVariable(std::string_view text, int depth = 8) {
         if (value != nullptr && (depth == 0 || HasEndlessVariable(value, depth - 1))) return true;
     }
     return false;
-}
-
-std::string ReadAll(const char* path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 // Whether the appender's log file, if it has one, can be written; log4cxx does not tell.
@@ -155,7 +149,7 @@ std::unique_ptr<LogBackend> LogBackend::Load(const char* path, const char* logge
 }
 
 std::unique_ptr<LogBackend> LogBackend::Configure(const char* path, const char* logger_name) {
-    if (HasEndlessVariable(ReadAll(path))) {
+    if (HasEndlessVariable(ReadRegularFile(path).value_or(""))) {
         Complain(path, "a variable that stands for itself");
         return nullptr;
     }
