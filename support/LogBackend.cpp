@@ -6,6 +6,8 @@
 #include <log4cxx/consoleappender.h>
 #include <log4cxx/file.h>
 #include <log4cxx/fileappender.h>
+#include <log4cxx/net/socketappenderskeleton.h>
+#include <log4cxx/net/telnetappender.h>
 #include <log4cxx/patternlayout.h>
 #include <log4cxx/xml/domconfigurator.h>
 #include <sys/stat.h>
@@ -80,6 +82,14 @@ log4cxx::AppenderPtr StandardError() {
     return appender;
 }
 
+// Some appenders wait for a thread of their own when they are closed, which a child of the process
+// that made them does not have.
+void CloseAppender(const log4cxx::AppenderPtr& appender, pid_t owner) {
+    const bool has_thread = log4cxx::cast<log4cxx::net::SocketAppenderSkeleton>(appender) ||
+                            log4cxx::cast<log4cxx::net::TelnetAppender>(appender);
+    if (!has_thread || getpid() == owner) appender->close();
+}
+
 // What an AsyncAppender lets through goes to the appenders behind it at once. A forked child lacks
 // its thread, and finds the locks that it held; and when that thread forks, to compress a file that
 // is full, it would wait for threads that wait for it. It starts with the first line, so never.
@@ -92,7 +102,7 @@ class AppenderWithoutThread : public log4cxx::AppenderSkeleton {
         if (async.getFirstFilter()) addFilter(async.getFirstFilter());
     }
     void close() override {
-        for (const log4cxx::AppenderPtr& appender : behind_) appender->close();
+        for (const log4cxx::AppenderPtr& appender : behind_) CloseAppender(appender, owner_);
     }
     bool requiresLayout() const override { return false; }
 
@@ -102,6 +112,7 @@ class AppenderWithoutThread : public log4cxx::AppenderSkeleton {
     }
 
   private:
+    const pid_t owner_ = getpid();
     const std::vector<log4cxx::AppenderPtr> behind_;
 };
 
@@ -124,7 +135,7 @@ void LogBackend::Close() noexcept {
     try {
         for (const log4cxx::LoggerPtr& logger : AllLoggers(hierarchy_)) {
             for (const log4cxx::AppenderPtr& appender : logger->getAllAppenders()) {
-                appender->close();
+                CloseAppender(appender, owner_);
             }
         }
     } catch (const std::exception& error) {

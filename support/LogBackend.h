@@ -8,6 +8,7 @@
 
 #include <log4cxx/hierarchy.h>
 #include <log4cxx/logger.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <memory>
@@ -48,6 +49,7 @@ class LogBackend {
     void ReplaceUnfitAppenders();
     log4cxx::AppenderPtr FitAppender(const log4cxx::AppenderPtr& appender);
 
+    const pid_t owner_ = getpid();  // the process that it was made in
     const log4cxx::HierarchyPtr hierarchy_;
     const log4cxx::LoggerPtr logger_;
     const log4cxx::LevelPtr levels_[4];           // log4cxx's level of each LogLevel
