@@ -31,12 +31,15 @@ void ConvertList(int count, const Field& field, Record** list, Convert convert) 
     }
 }
 
+// Not with strdup: in a host with an allocator of its own that loads the library with
+// RTLD_DEEPBIND, the C library would allocate there, and free here would be the C library's own.
 char* CopyText(const std::string& text) {
-    char* const copy = ::strdup(text.c_str());
+    const std::size_t bytes = std::strlen(text.c_str()) + 1;
+    void* const copy = std::malloc(bytes);
     if (copy == nullptr) {
         throw std::bad_alloc();
     }
-    return copy;
+    return static_cast<char*>(std::memcpy(copy, text.c_str(), bytes));
 }
 
 template <typename Message, typename Record>
