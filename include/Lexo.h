@@ -34,7 +34,8 @@
  *             exchanges in progress have returned, and calls that come later wait behind them.
  *   Forks     A child may call Init and work on; the connections of its parent stay its parent's.
  *             Not if another thread was within Init when it was forked, and not with sessions on
- *             which other threads were working.
+ *             which other threads were working. The host's own fork handlers may call the library
+ *             if they were registered after it was loaded.
  *   Units     Lengths are bytes, rates are hertz. Times in results are in the server's unit;
  *             orvx-server gives milliseconds from the start of the utterance's audio.
  */

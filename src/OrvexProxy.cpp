@@ -23,6 +23,9 @@ constexpr auto kNoProbeSocket = static_cast<Lexo_ErrCode>(-1);
 std::atomic<OrvexProxy*> OrvexProxy::inst_{nullptr};
 MutexLock OrvexProxy::mutex_inst_;
 MutexLock OrvexProxy::change_lock_;
+// As the library is loaded: the host's own handlers that come later, which may call the engine, run
+// before these in the parent and after them in the child.
+const int OrvexProxy::fork_handlers_ = SurviveForks();
 
 OrvexProxy* OrvexProxy::GetInstance() {
     OrvexProxy* instance = inst_;
@@ -31,7 +34,6 @@ OrvexProxy* OrvexProxy::GetInstance() {
         instance = inst_;
         if (instance == nullptr) {
             instance = new OrvexProxy;
-            SurviveForks();
             inst_ = instance;
         }
     }

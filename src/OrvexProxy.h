@@ -90,12 +90,13 @@ class OrvexProxy {
     Lexo_ErrCode SetResourceName(void* hSession, const char* pcszResourceName);
     Lexo_ErrCode UnsetResource(void* hSession);
 
-    static void SurviveForks();
+    static int SurviveForks();
     static void BeforeFork();
     static void AfterForkInParent();
     static void AfterForkInChild();
 
     static std::atomic<OrvexProxy*> inst_;
+    static const int fork_handlers_;
     static MutexLock mutex_inst_;
     // Held for the moments in which a call but Init changes the lists that rw_lock_ guards. A fork
     // waits for it; for rw_lock_ it cannot, as an exchange may hold that for long.

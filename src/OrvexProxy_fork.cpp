@@ -15,6 +15,7 @@
 // forks hold some of them already, and their children only run another program.
 void OrvexProxy::BeforeFork() {
     if (Logger::IsAtWorkHere()) return;
+    mutex_inst_.Lock();
     change_lock_.Lock();
     ProxySession::IdentityLock().Lock();
     DateTime::LocalTimeLock().Lock();
@@ -31,6 +32,7 @@ void OrvexProxy::AfterForkInParent() {
     DateTime::LocalTimeLock().Unlock();
     ProxySession::IdentityLock().Unlock();
     change_lock_.Unlock();
+    mutex_inst_.Unlock();
 }
 
 // Nobody holds change_lock_ in Init, which changes all that rw_lock_ guards and takes its time: a
@@ -45,11 +47,12 @@ void OrvexProxy::AfterForkInChild() {
     DateTime::LocalTimeLock().Unlock();
     ProxySession::IdentityLock().Unlock();
     change_lock_.Unlock();
+    mutex_inst_.Unlock();
     if (OrvexProxy* const instance = inst_) {
         instance->rw_lock_.Renew();
     }
 }
 
-void OrvexProxy::SurviveForks() {
-    pthread_atfork(BeforeFork, AfterForkInParent, AfterForkInChild);
+int OrvexProxy::SurviveForks() {
+    return pthread_atfork(BeforeFork, AfterForkInParent, AfterForkInChild);
 }

@@ -78,6 +78,12 @@ static void Look(Surroundings* seen) {
     closedir(tasks);
 }
 
+/* A fork handler of the host's own. */
+static Lexo_ErrCode (*g_stop)(Lexo_Handle);
+static void CallWhileForking(void) {
+    EXPECT(g_stop((Lexo_Handle)-1) == LEXO_ERR_SESSION_INVALID);
+}
+
 static void Load(const char* path, const char* address, Engine* engine) {
     engine->handle = dlopen(path, RTLD_NOW | RTLD_GLOBAL);
     EXPECT(engine->handle != NULL);
@@ -86,6 +92,10 @@ static void Load(const char* path, const char* address, Engine* engine) {
     *(void**)&engine->start = dlsym(engine->handle, "orvx_proxy_SessionStart");
     *(void**)&engine->stop = dlsym(engine->handle, "orvx_proxy_SessionStop");
     *(void**)&engine->recognize = dlsym(engine->handle, "orvx_proxy_Recognize");
+    if (g_stop == NULL) {
+        EXPECT(pthread_atfork(CallWhileForking, CallWhileForking, CallWhileForking) == 0);
+    }
+    g_stop = engine->stop;
     EXPECT(engine->init(address) == LEXO_ERR_NONE);
 }
 
