@@ -1,7 +1,6 @@
 #include <google/protobuf/io/coded_stream.h>
 #include <google/protobuf/wire_format_lite.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -85,11 +84,10 @@ void ConvertSegmentSentences(const Message& message, Record* record) {
                 [](const auto& from, auto* to) { ConvertSentence(from, to); });
 }
 
-// A text that does not fit the fixed array is cut.
+// A text that does not fit the fixed array is cut; zeros follow the end of one that does.
 void ConvertKeyword(const LexoResponseMessage::Lexo_Keyword& message, Lexo_Keyword* record) {
     record->nKeywordIndex = message.nkeywordindex();
-    const std::string& text = message.sztext();
-    std::memcpy(record->szText, text.data(), std::min(text.size(), sizeof record->szText - 1));
+    std::strncpy(record->szText, message.sztext().c_str(), sizeof record->szText - 1);
     record->nStartTime = message.nstarttime();
     record->nEndTime = message.nendtime();
     record->nScore = message.nscore();

@@ -152,8 +152,9 @@ TEST_F(ResultTest, TextsPassUnchangedButKeywordsAreCutAt255Bytes) {
         sent = scripted::KeywordResult(1);
         sent.mutable_skeywordspotresult()->mutable_pkeywordresults(0)->set_sztext(text);
         result = Deliver(session, sent);
-        EXPECT_STREQ(result->sKeywordspotResult.pKeywordResults[0].szText,
-                     text.substr(0, 255).c_str());
+        std::string array = text.substr(0, 255).c_str();
+        array.resize(256);  // with zeros
+        EXPECT_EQ(std::string(result->sKeywordspotResult.pKeywordResults[0].szText, 256), array);
         EXPECT_EQ(session.FreeResult(), LEXO_ERR_NONE);
     }
 }
