@@ -9,6 +9,7 @@
 #include "OrvexProxy.h"
 #include "TcpConnection.h"
 #include "proxy_session.h"
+#include "proxy_uuid.h"
 
 // Held over the fork are the locks that are never held for long, so that what they guard is whole
 // in the child; taken in the order in which one may be held while the next is taken. The log's own
@@ -21,12 +22,14 @@ void OrvexProxy::BeforeFork() {
     DateTime::LocalTimeLock().Lock();
     ConnectionPool::GetInstance()->HoldStill();
     TcpConnection::SocketsLock().Lock();
+    g_uuid_lock.LockForWriting();
     g_logger.HoldStill();
 }
 
 void OrvexProxy::AfterForkInParent() {
     if (Logger::IsAtWorkHere()) return;
     g_logger.GoOn();
+    g_uuid_lock.Unlock();
     TcpConnection::SocketsLock().Unlock();
     ConnectionPool::GetInstance()->GoOn();
     DateTime::LocalTimeLock().Unlock();
@@ -40,6 +43,7 @@ void OrvexProxy::AfterForkInParent() {
 void OrvexProxy::AfterForkInChild() {
     if (Logger::IsAtWorkHere()) return;
     g_logger.GoOnInChild();
+    g_uuid_lock.Renew();
     // At once: a child may close and use again every descriptor that it finds.
     TcpConnection::CloseAllInChild();
     TcpConnection::SocketsLock().Unlock();

@@ -43,11 +43,14 @@ std::string FormatHardwareAddress(const sockaddr& address) {
 
 }  // namespace
 
+constinit RWLock g_uuid_lock{true};
+
 bool get_uuid(std::string& uuid) {
     return get_mac_address(uuid);
 }
 
 bool get_mac_address(std::string& strMacAddress) {
+    const RWLockGuard guard(g_uuid_lock, kReadLockAction);
     const DatagramSocket socket;
     std::array<ifreq, kMaxInterfaces> interfaces{};
     ifconf list{};

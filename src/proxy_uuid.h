@@ -1,9 +1,15 @@
 // The machine identifier that travels with every request: the hardware address of a network
 // interface, "xx-xx-xx-xx-xx-xx", and 15 characters that stand for a processor identifier.
-// No state; any thread.
+// Any thread.
 #pragma once
 
 #include <string>
+
+#include "RWLock.h"
+
+// Held for reading while the interfaces are asked, for writing over a fork: the child would keep
+// the socket that they are asked through.
+extern RWLock g_uuid_lock;
 
 // Replaces `uuid` by the identifier. False, with `uuid` unchanged, when the interfaces cannot be
 // listed.

@@ -1,6 +1,7 @@
 // The connections as the server and the log see them: reuse, order, and kept connections that went
 // bad while idle.
 #include <malloc.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -65,6 +66,30 @@ TEST_F(PoolTest, AChildKeepsNoConnectionOpen) {
     EXPECT_TRUE(server_.WaitForOpenConnections(0)) << "the server sees its end";
     ::kill(child, SIGKILL);
     ::waitpid(child, nullptr, 0);
+}
+
+TEST_F(PoolTest, AChildGetsNoSocketThatAsksForTheMachine) {
+    std::atomic<bool> is_over = false;
+    int inherited = 0;
+    server_.StopRecording();
+    InThreads(8, [&](int i) {
+        Session session("freetalk");
+        while (i > 0 && !is_over) session.Recognize();
+        for (int forks = 0; i == 0 && forks < 200; ++forks) {
+            const pid_t child = ::fork();
+            int count = 0;
+            for (int fd = 3, type = 0; child == 0 && fd < 100; ++fd, type = 0) {
+                socklen_t bytes = sizeof type;
+                ::getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &bytes);
+                count += type == SOCK_DGRAM ? 1 : 0;
+            }
+            if (child == 0) ::_exit(count);
+            ::waitpid(child, &count, 0);
+            inherited += count;
+        }
+        if (i == 0) is_over = true;
+    });
+    EXPECT_EQ(inherited, 0);
 }
 
 TEST_F(PoolTest, AHundredConnectionsClosedAtOnceAreOpenedAnew) {
