@@ -54,8 +54,6 @@ class OrvexProxy {
                                       const char* pcszFileName);
 
   private:
-    friend struct OrvexProxyTestAccess;
-
     OrvexProxy() = default;
     ~OrvexProxy() = default;
 
