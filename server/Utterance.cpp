@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <asio/post.hpp>
+#include <chrono>
 #include <exception>
 #include <limits>
 #include <utility>
@@ -9,7 +10,12 @@
 namespace orvx {
 namespace {
 
-constexpr std::size_t kDecodedAtOnceBytes = std::size_t{32} << 10;
+constexpr std::size_t kDecodedAtOnceBytes = std::size_t{2} << 10;  // of GSM more than a second
+// Finding speech in half an hour of telephone audio takes half a minute. Others have their turns
+// meanwhile.
+constexpr std::chrono::milliseconds kLongestTurn{10};
+// Of a recording that comes as 4 MB of GSM, 77 MB would wait for the decoders.
+constexpr int kMostAheadMs = 240000;
 // How much of a stream's speech the engine adapts to before it begins to decode. More makes the end
 // of a short stretch wait for all of its decoding, less costs words.
 constexpr std::size_t kStreamOpeningSamples = std::size_t{3} * kSampleRateHz;
@@ -115,14 +121,35 @@ std::optional<Failure> Utterance::CheckChunk() const {
 // ---- From audio to stretches of speech ----------------------------------------------------------
 
 void Utterance::Advance() try {
-    while (!is_ended_ && !(EndsAtFirstResult() && MustWait()) && FillSamples()) {
+    const auto turn_end = std::chrono::steady_clock::now() + kLongestTurn;
+    while (!is_ended_ && !IsFarAhead() && FillSamples()) {
         ListenOn();
         if (is_over_ || is_abandoned_) return;
+        if (std::chrono::steady_clock::now() >= turn_end) return AdvanceLater();
     }
+    if (!is_ended_ && IsFarAhead()) return;  // until a result comes
     if (is_input_finished_ && !HasSamples() && !is_ended_) FinishListening();
     if (!MustWait()) AnswerChunk();
 } catch (const std::exception& error) {
     Fail({LEXO_ERR_RECOG_FAILED, FailureText(error)});
+}
+
+void Utterance::AdvanceLater() {
+    is_to_advance_ = true;
+    asio::post(strand_, [self = shared_from_this()] {
+        self->is_to_advance_ = false;
+        if (self->current_ && !self->is_over_ && !self->is_abandoned_) self->Advance();
+    });
+}
+
+// Whether the decoders have to catch up before more is listened to.
+bool Utterance::IsFarAhead() const {
+    if (EndsAtFirstResult()) return MustWait();
+    int ahead_ms = 0;
+    for (const Stretch& stretch : stretches_) {
+        if (!stretch.result) ahead_ms += stretch.end_ms - stretch.start_ms;
+    }
+    return ahead_ms > kMostAheadMs;
 }
 
 bool Utterance::HasSamples() const {

@@ -81,6 +81,8 @@ class Utterance final : public std::enable_shared_from_this<Utterance>, private 
     void TakeNextChunk();
     std::optional<Failure> CheckChunk() const;
     void Advance();
+    void AdvanceLater();
+    bool IsFarAhead() const;
     bool HasSamples() const;
     bool FillSamples();
     void ListenOn();
@@ -121,6 +123,7 @@ class Utterance final : public std::enable_shared_from_this<Utterance>, private 
     std::deque<SpeechChannel> channels_;
     std::size_t audio_position_ = 0;  // in the current chunk's bytes
     bool is_input_finished_ = false;
+    bool is_to_advance_ = false;  // Advance has been posted
 
     std::deque<Stretch> stretches_;    // that ended and are not answered yet
     std::uint64_t first_stretch_ = 0;  // number of the first of them

@@ -16,9 +16,11 @@ void Utterance::OnResult(std::uint64_t stretch, const JobResult& result) {
     if (result.engine_error) {
         return Fail({LEXO_ERR_RECOG_FAILED, "the engine failed: " + *result.engine_error});
     }
-    stretches_[stretch - first_stretch_].result = result;
+    Stretch& answered = stretches_[stretch - first_stretch_];
+    answered.result = result;
+    answered.job = nullptr;  // with its audio
     if (EndsAtFirstResult()) is_ended_ = is_ended_ || !result.heard.IsNothing();
-    if (!MustWait()) Advance();
+    if (!is_to_advance_) Advance();
 }
 
 void Utterance::AnswerChunk() {

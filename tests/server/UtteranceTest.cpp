@@ -3,6 +3,8 @@
 
 #include <future>
 #include <sstream>
+#include <thread>
+#include <vector>
 
 #include "FakeEngine.h"
 #include "TestAudio.h"
@@ -254,6 +256,32 @@ TEST_F(UtteranceTest, AnAnswerWaitsForItsOwnStretchesOnlyAndComesInOrder) {
     EXPECT_EQ(Show(Await(std::move(second))), "3 word word");
     EXPECT_EQ(Show(Await(std::move(third))), "0");
     EXPECT_EQ(Show(Close()), "2 " + Words(5));
+}
+
+TEST_F(UtteranceTest, LongRecordingsLeaveTurnsToOthersAndDoNotRunAheadOfTheDecoders) {
+    const std::string audio = Voice(300000);
+    std::vector<std::shared_ptr<Utterance>> busy;
+    for (int i = 0; i < 3; ++i) {
+        Open("audio_format=pcm8k16bit");
+        Post(audio, true);
+        busy.push_back(utterance_);
+    }
+    Open("");
+    EXPECT_EQ(Show(Close(Voice(2000))), "2 word word");
+    for (const auto& recording : busy) {
+        EXPECT_LT(recording->SecondsOfAudio(), 600);
+        recording->Abandon();
+    }
+    engine_.HoldUp();
+    Open("max_seconds=10");
+    auto whole = Post(audio, true);
+    for (double heard = -1; heard < utterance_->SecondsOfAudio();) {
+        heard = utterance_->SecondsOfAudio();
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    EXPECT_LT(utterance_->SecondsOfAudio(), 260);
+    engine_.GoOn();
+    EXPECT_EQ(Await(std::move(whole)).segments.size(), 30U);
 }
 
 TEST_F(UtteranceTest, TooMuchAudioIsRefused) {
