@@ -127,6 +127,7 @@ class Utterance final : public std::enable_shared_from_this<Utterance>, private 
 
     std::deque<Stretch> stretches_;    // that ended and are not answered yet
     std::uint64_t first_stretch_ = 0;  // number of the first of them
+    std::size_t keywords_ = 0;         // that were found in them
     SilenceFinder silences_;
     bool has_heard_anything_ = false;  // that was answered
     bool is_ended_ = false;            // further audio is ignored

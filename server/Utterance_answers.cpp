@@ -6,6 +6,12 @@
 #include "Utterance.h"
 
 namespace orvx {
+namespace {
+
+constexpr std::size_t kMostKeywords = 100000;  // in one answer, which takes 10 MB then
+
+}  // namespace
+
 bool Utterance::MustWait() const {
     return std::any_of(stretches_.begin(), stretches_.end(),
                        [](const Stretch& stretch) { return !stretch.result; });
@@ -19,6 +25,11 @@ void Utterance::OnResult(std::uint64_t stretch, const JobResult& result) {
     Stretch& answered = stretches_[stretch - first_stretch_];
     answered.result = result;
     answered.job = nullptr;  // with its audio
+    keywords_ += result.heard.keywords.size();
+    if (keywords_ > kMostKeywords) {
+        return Fail({LEXO_ERR_RECOG_FAILED,
+                     "too many keywords were spotted: their thresholds are too low"});
+    }
     if (EndsAtFirstResult()) is_ended_ = is_ended_ || !result.heard.IsNothing();
     if (!is_to_advance_) Advance();
 }
@@ -67,6 +78,7 @@ std::vector<Segment> Utterance::TakeSegments() {
     }
     first_stretch_ += stretches_.size();
     stretches_.clear();
+    keywords_ = 0;
     std::stable_sort(segments.begin(), segments.end(),
                      [](const Segment& a, const Segment& b) { return a.start_ms < b.start_ms; });
     return segments;

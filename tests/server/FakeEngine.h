@@ -33,6 +33,8 @@ struct FakeEngineState {
     bool fails_finish = false;           // Finish throws
     std::function<void()> on_next_feed;  // runs once, on the decoder's thread
 
+    std::size_t keywords = 1;  // that are spotted in a stretch
+
     int held_up = 0;  // how many stretches are
     int starts = 0;
     int failures = 0;
@@ -130,7 +132,8 @@ class FakeEngine {
             Heard heard;
             if (task_.wants_sentences)
                 heard.sentences.resize(is_silent ? 0 : max_sentences, sentence);
-            if (task_.resource && !is_silent) heard.keywords.push_back({0, 100, 300, 70});
+            if (task_.resource && !is_silent)
+                heard.keywords.resize(state_.keywords, {0, 100, 300, 70});
             return heard;
         }
 

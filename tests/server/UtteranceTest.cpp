@@ -284,6 +284,18 @@ TEST_F(UtteranceTest, LongRecordingsLeaveTurnsToOthersAndDoNotRunAheadOfTheDecod
     EXPECT_EQ(Await(std::move(whole)).segments.size(), 30U);
 }
 
+TEST_F(UtteranceTest, TooManyKeywordsForOneAnswerAreRefused) {
+    capability_ = Capability::kKeywordSpot;
+    has_keywords_ = true;
+    engine_.Set([](auto* s) { s->keywords = 60000; });
+    Open("stream_recog=continue");
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(Send(Voice(1000) + Pause(1000)).segments.at(0).keywords.size(), 60000U);
+    }
+    EXPECT_EQ(Show(Send(Voice(1000) + Pause(1000) + Voice(1000) + Pause(1000))),
+              "error 13: too many keywords were spotted: their thresholds are too low");
+}
+
 TEST_F(UtteranceTest, TooMuchAudioIsRefused) {
     const UtteranceLimits limits{2, 5, 1};
     Open("", limits);
