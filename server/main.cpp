@@ -12,10 +12,13 @@
 #include <exception>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <iostream>
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <thread>
+#include <vector>
 
 #include "LogText.h"
 #include "Logger.h"
@@ -106,6 +109,22 @@ std::size_t LimitConnections(const orvx::Options& options) {
     return std::min(most, options.max_connections);
 }
 
+// Asio's pool of threads waits for ever when it gets some of its threads, but not all.
+void CheckThreads(const orvx::ServiceSettings& service) {
+    const std::size_t needed = service.request_threads + service.decoders + 2;
+    std::promise<void> end;
+    const std::shared_future<void> ended = end.get_future().share();
+    std::vector<std::jthread> threads;
+    try {
+        while (threads.size() < needed) threads.emplace_back([ended] { ended.wait(); });
+        end.set_value();
+    } catch (const std::system_error&) {
+        end.set_value();
+        throw std::runtime_error("this process may not have the " + std::to_string(needed) +
+                                 " threads that it needs: raise the limit (ulimit -u)");
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -119,6 +138,7 @@ int main(int argc, char** argv) {
     StartLogging(*parsed.options);
     try {
         parsed.options->max_connections = LimitConnections(*parsed.options);
+        CheckThreads(parsed.options->service);
         orvx::Server server(*parsed.options);
         WritePortFile(parsed.options->port_file, server.Endpoint().port());
         std::cout << "orvx-server ready on " << orvx::EndpointText(server.Endpoint()) << std::endl;
