@@ -121,10 +121,22 @@ void DeclareOutput(CLI::App& app, RawOptions* raw) {
     app.footer(Footer());
 }
 
+// In the order that CLI11 wants them. It would take the file "[a,b]" for two files, a and b.
+std::vector<std::string> ReversedArguments(int argc, const char* const* argv) {
+    std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
+    for (std::string& argument : arguments) {
+        if (argument.starts_with('[') && argument.ends_with(']')) {
+            argument.insert(0, "./");
+        }
+    }
+    std::ranges::reverse(arguments);
+    return arguments;
+}
+
 // Whether help or version was printed instead.
 bool Answered(CLI::App& app, int argc, const char* const* argv) {
     try {
-        app.parse(argc, argv);
+        app.parse(ReversedArguments(argc, argv));
         return false;
     } catch (const CLI::Success& answer) {
         app.exit(answer, std::cout, std::cerr);

@@ -57,6 +57,7 @@ TEST(CommandLine, TellsWhatIsWrong) {
             EXPECT_NE(std::string(error.what()).find(told), std::string::npos) << error.what();
         }
     }
+    EXPECT_EQ(Parse({"[a,b]"}).files, std::vector<std::string>{"./[a,b]"}) << "one file's name";
 }
 
 // Each session has the parameters that are listed for it, and what is shown of a value can be set.
