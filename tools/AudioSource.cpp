@@ -21,7 +21,8 @@ namespace recognize {
 namespace {
 
 constexpr std::size_t kRawSampleBytes = 2;
-constexpr int kMaxChannels = 64;  // bounds the buffer for a nonsensical header
+constexpr int kMaxChannels = 64;  // these two bound the buffers for a nonsensical header
+constexpr int kMaxRate = 768000;
 
 constexpr double kToleratedGap = 0.01;  // seconds; headers are not always exact
 
@@ -67,6 +68,9 @@ class ContainerSource : public AudioSource {
         }
         if (info.channels > kMaxChannels) {
             throw AudioError("has too many channels");
+        }
+        if (info.samplerate > kMaxRate) {
+            throw AudioError("has a rate above " + std::to_string(kMaxRate) + " Hz");
         }
         rate_ = info.samplerate;
         channels_ = static_cast<std::size_t>(info.channels);
@@ -189,7 +193,7 @@ class RawSource : public AudioSource {
             }
             if (count > 0) {
                 filled += static_cast<std::size_t>(count);
-            } else if (errno != EINTR) {
+            } else if (errno != EINTR && errno != EAGAIN) {
                 throw AudioError(std::string("cannot be read: ") + std::strerror(errno));
             }
         }

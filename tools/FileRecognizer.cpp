@@ -1,6 +1,7 @@
 #include "FileRecognizer.h"
 
 #include <chrono>
+#include <new>
 
 #include "Errors.h"
 #include "Interruption.h"
@@ -62,6 +63,8 @@ class Recognition {
             Fail({LEXO_ERR_NONE, error.what()});
         } catch (const InterruptedError& error) {
             Fail({LEXO_ERR_NONE, error.what()});
+        } catch (const std::bad_alloc&) {
+            Fail({LEXO_ERR_NONE, "takes more memory than there is"});
         }
     }
 

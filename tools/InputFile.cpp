@@ -103,7 +103,9 @@ void InputFile::PrepareForHeader() {
         return;
     }
     WaitForBytes();
-    if (!StartsLikePlainWav()) {
+    // libsndfile takes a pause for the end where whoever shares the stream made it non-blocking.
+    const bool is_blocking = (::fcntl(fd_.Get(), F_GETFL) & O_NONBLOCK) == 0;
+    if (!is_blocking || !StartsLikePlainWav()) {
         CopyToTemporaryFile();
     }
 }
@@ -163,7 +165,7 @@ void InputFile::CopyToTemporaryFile() {
         if (count == 0) {
             break;
         }
-        if (count < 0 && errno != EINTR) {
+        if (count < 0 && errno != EINTR && errno != EAGAIN) {
             ThrowErrno("cannot read");
         }
         WriteAllTo(copy.Get(),

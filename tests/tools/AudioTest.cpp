@@ -2,7 +2,9 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <chrono>
 #include <cstring>
 #include <thread>
 
@@ -141,12 +143,28 @@ TEST_F(Audio, TakesWhatARecorderWritesAndHearsItBeforeTheEnd) {
     ASSERT_EQ(::write(held.Get(), live.data(), 44 + 8000), 44 + 8000);
     SpeechReader reader(dir_.Path("open"), {}, FindAudioFormat(kPcm16k16Bit));
     EXPECT_EQ(reader.Next(200), Bytes(tone).substr(0, 6400));
+    int ends[2];
+    ASSERT_EQ(::pipe2(ends, O_NONBLOCK), 0);  // as whoever shares standard input may have made it
+    const UniqueFd saved(::dup(STDIN_FILENO));
+    ::dup2(ends[0], STDIN_FILENO);
+    ::close(ends[0]);
+    const std::jthread pausing([&] {
+        EXPECT_EQ(::write(ends[1], live.data(), 8000), 8000);
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        EXPECT_EQ(::write(ends[1], live.data() + 8000, live.size() - 8000), live.size() - 8000);
+        ::close(ends[1]);
+    });
+    EXPECT_EQ(Read("-"), Bytes(tone));
+    ::dup2(saved.Get(), STDIN_FILENO);
 }
 
 TEST_F(Audio, TellsWhatCannotBeRead) {
     WriteSound(dir_.Path("cut.flac"), SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 16000, 1, Tone(16000, 2));
     std::filesystem::resize_file(dir_.Path("cut.flac"), 30);
+    WriteSound(dir_.Path("fast.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2000000000, 1,
+               Tone(16000, 2));
     const std::pair<std::string, const char*> cases[] = {
+        {dir_.Path("fast.wav"), "rate above 768000 Hz"},
         {dir_.Path("missing.wav"), "No such file"},
         {dir_.Path(""), "folder"},
         {"/dev/null", "device"},
