@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -101,6 +102,9 @@ class ContainerSource : public AudioSource {
         if (frames <= 0 && ::sf_error(file_.get()) != SF_ERR_NO_ERROR) {
             throw AudioError("is damaged after " + SecondsText(SecondsRead()));
         }
+        // What is no number would spread to all that the resampler makes of it.
+        std::ranges::replace_if(
+            interleaved_, [](float sample) { return !std::isfinite(sample); }, 0.0F);
         frames_left_ -= frames;
         const auto count = static_cast<std::size_t>(std::max<sf_count_t>(frames, 0));
         frames_read_ += frames;
