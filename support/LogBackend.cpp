@@ -6,8 +6,6 @@
 #include <log4cxx/consoleappender.h>
 #include <log4cxx/file.h>
 #include <log4cxx/fileappender.h>
-#include <log4cxx/net/socketappenderskeleton.h>
-#include <log4cxx/net/telnetappender.h>
 #include <log4cxx/patternlayout.h>
 #include <log4cxx/xml/domconfigurator.h>
 #include <sys/stat.h>
@@ -82,14 +80,6 @@ log4cxx::AppenderPtr StandardError() {
     return appender;
 }
 
-// Some appenders wait for a thread of their own when they are closed, which a child of the process
-// that made them does not have.
-void CloseAppender(const log4cxx::AppenderPtr& appender, pid_t owner) {
-    const bool has_thread = log4cxx::cast<log4cxx::net::SocketAppenderSkeleton>(appender) ||
-                            log4cxx::cast<log4cxx::net::TelnetAppender>(appender);
-    if (!has_thread || getpid() == owner) appender->close();
-}
-
 // What an AsyncAppender lets through goes to the appenders behind it at once. A forked child lacks
 // its thread, and finds the locks that it held; and when that thread forks, to compress a file that
 // is full, it would wait for threads that wait for it. It starts with the first line, so never.
@@ -102,7 +92,7 @@ class AppenderWithoutThread : public log4cxx::AppenderSkeleton {
         if (async.getFirstFilter()) addFilter(async.getFirstFilter());
     }
     void close() override {
-        for (const log4cxx::AppenderPtr& appender : behind_) CloseAppender(appender, owner_);
+        for (const log4cxx::AppenderPtr& appender : behind_) appender->close();
     }
     bool requiresLayout() const override { return false; }
 
@@ -112,7 +102,6 @@ class AppenderWithoutThread : public log4cxx::AppenderSkeleton {
     }
 
   private:
-    const pid_t owner_ = getpid();
     const std::vector<log4cxx::AppenderPtr> behind_;
 };
 
@@ -130,12 +119,15 @@ LogBackend::LogBackend(log4cxx::HierarchyPtr hierarchy, const char* logger_name)
       levels_{log4cxx::Level::getDebug(), log4cxx::Level::getInfo(), log4cxx::Level::getWarn(),
               log4cxx::Level::getError()} {}
 
+// A forked child leaves its parent's as they are: it may have closed their descriptors, which are
+// perhaps its own new ones by now, and some wait for a thread that only the parent has.
 void LogBackend::Close() noexcept {
+    if (getpid() != owner_) return;
     const Utf8Scope utf8;
     try {
         for (const log4cxx::LoggerPtr& logger : AllLoggers(hierarchy_)) {
             for (const log4cxx::AppenderPtr& appender : logger->getAllAppenders()) {
-                CloseAppender(appender, owner_);
+                appender->close();
             }
         }
     } catch (const std::exception& error) {

@@ -169,6 +169,26 @@ TEST_F(HostFaultsTest, WithALogThatForksOrWantsAThread) {
                 AllOf(HasSubstr("Recog status"), Not(HasSubstr("Enter"))));
 }
 
+// The new log gets the descriptor of the former.
+TEST_F(HostFaultsTest, AsADaemonThatClosedTheDescriptors) {
+    const std::string log = home_.Path() + "/test.log";
+    const pid_t child = ::fork();
+    if (child == 0) {
+        while (::dup(0) < 100) continue;
+        ::close(3);  // for the settings
+        for (const auto& fd : std::filesystem::directory_iterator("/proc/self/fd")) {
+            std::error_code gone;
+            if (std::filesystem::read_symlink(fd, gone) == log)
+                ::close(std::stoi(fd.path().filename()));
+        }
+        ::_exit(orvx_proxy_Init(server_.Address().c_str()));
+    }
+    int status = -1;
+    EXPECT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_THAT(ReadAll(log), HasSubstr(std::to_string(child) + " : (OrvexProxy"));
+}
+
 TEST_F(HostFaultsTest, SettingsOfEveryKind) {
     const std::string last = "\n[default]\nvad_tail = 777\n";
     std::string noise(1 << 20, '\0');
