@@ -34,8 +34,9 @@
  *             exchanges in progress have returned, and calls that come later wait behind them.
  *   Forks     A child may call Init and work on; the connections of its parent stay its parent's.
  *             Not if another thread was within Init when it was forked, and not with sessions on
- *             which other threads were working. The host's own fork handlers may call the library
- *             if they were registered after it was loaded.
+ *             which other threads were working. The host's own fork handlers may call the library,
+ *             or take locks that the host holds over calls of it, if they were registered after
+ *             it was loaded: others wait for ever for a call that waits for the end of the fork.
  *   Units     Lengths are bytes, rates are hertz. Times in results are in the server's unit;
  *             orvx-server gives milliseconds from the start of the utterance's audio.
  */
