@@ -9,6 +9,9 @@ namespace orvx {
 // stretch may have to wait until an open one lets go of its decoder.
 constexpr std::size_t kDecodedSliceSamples = 1600;
 
+// What is longer, 5 s, gives way to what is not.
+constexpr std::size_t kLongestShortSamples = 80000;
+
 // Guarded by the pool's mutex.
 struct DecoderPool::Job {
     explicit Job(const JobSettings& job_settings) : settings(job_settings) {}
@@ -21,6 +24,7 @@ struct DecoderPool::Job {
                samples.size() - decoded >= kDecodedSliceSamples;
     }
 
+    bool IsLong() const { return is_complete && samples.size() > kLongestShortSamples; }
     bool Yields() const { return settings.yields && settings.yields->load(); }
 
     const JobSettings settings;

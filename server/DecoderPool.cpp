@@ -119,7 +119,7 @@ void DecoderPool::Serve(Worker* worker, Lock* lock) {
     while (!is_stopping_ && !job->is_cancelled && DecodeSlice(worker, lock)) {
         if (!IsAnybodyWaiting()) continue;
         if (!job->is_complete) return;
-        if (job->Yields()) return TakeLease(worker);
+        if (job->Yields() || MustGiveWay(*worker)) return TakeLease(worker);
     }
     if (is_stopping_) return;
     if (job->is_cancelled) {

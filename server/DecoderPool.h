@@ -11,6 +11,9 @@
 // Complete stretches go first, and turn about between their owners: a long recording does not make
 // a short one wait for all of its stretches. Those whose clients may have gone come last, and give
 // their decoder back as soon as somebody else needs it.
+//
+// A minute of noise takes a decoder the better part of a minute. So long stretches hold one decoder
+// for certain, and the others only as long as no short one waits.
 #pragma once
 
 #include <atomic>
@@ -104,7 +107,10 @@ class DecoderPool {
     void TakeLease(Worker* worker);
     Worker* FindIdle(Clock::time_point leases_older_than);
     bool IsAnybodyWaiting() const;
+    bool IsShortOneWaiting() const;
+    bool MustGiveWay(const Worker& worker) const;
     void QueueComplete(const JobHandle& job);
+    void QueueFirst(const JobHandle& job);
     JobHandle NextComplete();
     void Forget(const JobHandle& job);
 

@@ -72,7 +72,7 @@ void DecoderPool::TakeLease(Worker* worker) {
     job->decoded = 0;
     if (job->is_cancelled) return;
     if (job->is_complete) {
-        QueueComplete(job);
+        QueueFirst(job);
     } else {
         open_.push_back(job);
     }
@@ -104,15 +104,52 @@ void DecoderPool::QueueComplete(const JobHandle& job) {
     }
 }
 
+// Before all others, which come behind it only because it has lost its decoder.
+void DecoderPool::QueueFirst(const JobHandle& job) {
+    OwnersJobs first{job->settings.owner, {job}};
+    const auto found =
+        std::find_if(complete_.begin(), complete_.end(),
+                     [&](const OwnersJobs& known) { return known.owner == first.owner; });
+    if (found != complete_.end()) {
+        first.jobs.insert(first.jobs.end(), found->jobs.begin(), found->jobs.end());
+        complete_.erase(found);
+    }
+    complete_.push_front(std::move(first));
+}
+
 // Whether a complete stretch that does not yield lacks a decoder.
 bool DecoderPool::IsAnybodyWaiting() const {
     return std::any_of(complete_.begin(), complete_.end(),
                        [](const OwnersJobs& owner) { return !owner.jobs.front()->Yields(); });
 }
 
+bool DecoderPool::IsShortOneWaiting() const {
+    return std::any_of(complete_.begin(), complete_.end(), [](const OwnersJobs& owner) {
+        return !owner.jobs.front()->Yields() && !owner.jobs.front()->IsLong();
+    });
+}
+
+// Of several decoders with long stretches the one that has done least of its work.
+bool DecoderPool::MustGiveWay(const Worker& worker) const {
+    if (!worker.task->IsLong() || !IsShortOneWaiting()) return false;
+    const auto others = [&](const Worker& other) {
+        return &other != &worker && other.task && other.task->IsLong();
+    };
+    return std::any_of(workers_.begin(), workers_.end(), others) &&
+           std::none_of(workers_.begin(), workers_.end(), [&](const Worker& other) {
+               return others(other) && other.task->decoded < worker.task->decoded;
+           });
+}
+
 DecoderPool::JobHandle DecoderPool::NextComplete() {
-    auto next = std::find_if(complete_.begin(), complete_.end(),
-                             [](const OwnersJobs& owner) { return !owner.jobs.front()->Yields(); });
+    const bool takes_long =
+        !IsShortOneWaiting() ||
+        std::none_of(workers_.begin(), workers_.end(),
+                     [](const Worker& worker) { return worker.task && worker.task->IsLong(); });
+    auto next = std::find_if(complete_.begin(), complete_.end(), [=](const OwnersJobs& owner) {
+        const Job& job = *owner.jobs.front();
+        return !job.Yields() && (takes_long || !job.IsLong());
+    });
     if (next == complete_.end()) next = complete_.begin();
     OwnersJobs owner = std::move(*next);
     complete_.erase(next);
