@@ -59,10 +59,10 @@ std::size_t Batch::Run() {
     {
         std::vector<std::jthread> workers;
         for (auto& session : sessions_) {
-            workers.emplace_back([this, &session] { Work(std::move(session)); });
+            workers.emplace_back([this, &session] { Work(&session); });
         }
     }
-    sessions_.clear();
+    sessions_.clear();  // not before: others' exchanges would wait until each one is stopped
     console_.EndProgress();
     const std::size_t failed = options_.files.size() - recognized_;
     if (failed > 0 && options_.files.size() > 1 && !console_.ResultsLost()) {
@@ -72,13 +72,13 @@ std::size_t Batch::Run() {
     return failed;
 }
 
-void Batch::Work(std::unique_ptr<Session> session) {
+void Batch::Work(std::unique_ptr<Session>* session) {
     while (!InterruptionRequested()) {
         const std::size_t index = next_++;
         if (index >= options_.files.size()) {
             break;
         }
-        const FileOutcome outcome = RecognizeOne(index, &session);
+        const FileOutcome outcome = RecognizeOne(index, session);
         recognized_ += outcome.failure ? 0 : 1;
         ++finished_;
         Report(index, outcome);

@@ -31,7 +31,7 @@ class Batch {
     std::size_t Run();
 
   private:
-    void Work(std::unique_ptr<Session> session);
+    void Work(std::unique_ptr<Session>* session);
     // Returns the outcome; `session` is null afterwards when it should not be used again.
     FileOutcome RecognizeOne(std::size_t index, std::unique_ptr<Session>* session);
     FileOutcome Exchange(std::size_t index, Session& session, ResultFormatter& formatter);
@@ -45,7 +45,7 @@ class Batch {
     const EngineLog& log_;
     Console& console_;
     OrderedOutput output_;
-    std::vector<std::unique_ptr<Session>> sessions_;  // until the workers take them
+    std::vector<std::unique_ptr<Session>> sessions_;  // one for each worker
     std::vector<std::atomic<double>> progress_;       // of each file, 0 to 1
     std::atomic<std::size_t> next_ = 0;               // the next file to begin
     std::atomic<std::size_t> finished_ = 0;
