@@ -35,6 +35,27 @@ inline int AboveStandardStreams(int fd) {
     return moved;
 }
 
+// The same for files that others open, while it lives: it takes the numbers of the streams. What
+// the host has put in their place meanwhile, by dup2(), lacks the flag and stays.
+class StandardStreamsTaken {
+  public:
+    StandardStreamsTaken() {
+        for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+            if (::fcntl(fd, F_GETFD) < 0) taken_[fd] = OpenFile("/dev/null", O_RDWR);
+        }
+    }
+    ~StandardStreamsTaken() {
+        for (const int fd : taken_) {
+            if (fd >= 0 && ::fcntl(fd, F_GETFD) == FD_CLOEXEC) CloseDescriptor(fd);
+        }
+    }
+    StandardStreamsTaken(const StandardStreamsTaken&) = delete;
+    StandardStreamsTaken& operator=(const StandardStreamsTaken&) = delete;
+
+  private:
+    int taken_[STDERR_FILENO + 1] = {-1, -1, -1};
+};
+
 // Owns a descriptor; a negative one is none.
 class FileDescriptor {
   public:

@@ -1,5 +1,6 @@
 // A host in trouble: no descriptor left or very many in use, a full disk under the log, settings
 // and a home that are not as they should be.
+#include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
@@ -187,6 +188,25 @@ TEST_F(HostFaultsTest, AsADaemonThatClosedTheDescriptors) {
     EXPECT_EQ(::waitpid(child, &status, 0), child);
     EXPECT_EQ(status, 0);
     EXPECT_THAT(ReadAll(log), HasSubstr(std::to_string(child) + " : (OrvexProxy"));
+}
+
+// What it prints belongs in no file of the library's.
+TEST_F(HostFaultsTest, AsADaemonWithoutStandardStreams) {
+    home_.WriteFile("conf/Lexo_SDK_log.xml",
+                    LogXml(home_.Path() + "/test.log", "debug", "%m%n",
+                           R"(<param name="MaxFileSize" value="8KB"/>)", "RollingFileAppender"));
+    const pid_t child = ::fork();
+    if (child == 0) {
+        for (const int fd : {0, 1, 2}) ::close(fd);
+        int wrong = orvx_proxy_Init(server_.Address().c_str());
+        for (int i = 0; i < 20; ++i) wrong += Session("freetalk").Recognize() == kGood ? 0 : 1;
+        for (const int fd : {0, 1, 2}) wrong += ::fcntl(fd, F_GETFD) < 0 ? 0 : 100;
+        ::_exit(wrong);
+    }
+    int status = -1;
+    EXPECT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(std::filesystem::exists(home_.Path() + "/test.log.1"));
 }
 
 TEST_F(HostFaultsTest, SettingsOfEveryKind) {
