@@ -24,8 +24,8 @@ class AudioSource {
     // The recording's length in seconds, unless it is live.
     std::optional<double> Seconds() const { return seconds_; }
 
-    // What a user should know although the recording can be used: that it is cut short. Complete
-    // once its end was read.
+    // What a user should know although the recording can be used: that it is cut short, say.
+    // Complete once its end was read.
     const std::string& Warning() const { return warning_; }
 
   protected:

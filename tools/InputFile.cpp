@@ -82,6 +82,7 @@ InputFile::InputFile(const std::string& name) : fd_(OpenForReading(name)) {
     if (!fd_ || ::fstat(fd_.Get(), &info) != 0) {
         ThrowErrno("cannot open the file");
     }
+    begin_ = std::max<std::int64_t>(::lseek(fd_.Get(), 0, SEEK_CUR), 0);
     is_socket_ = S_ISSOCK(info.st_mode);
     is_live_ = is_socket_ || S_ISFIFO(info.st_mode);
     if (S_ISDIR(info.st_mode)) {
@@ -98,14 +99,58 @@ void InputFile::WaitForBytes() const {
     }
 }
 
+std::int64_t InputFile::Length() const {
+    struct stat info = {};
+    if (is_live_ || ::fstat(fd_.Get(), &info) != 0) {
+        return 0;
+    }
+    return std::max<std::int64_t>(info.st_size - begin_, 0);
+}
+
+std::size_t InputFile::ReadAt(std::int64_t at, std::span<char> bytes) {
+    std::array<char, 4096> passed;
+    while (is_live_ && taken_ < at) {
+        const auto gap =
+            static_cast<std::size_t>(std::min<std::int64_t>(at - taken_, passed.size()));
+        if (ReadSome(taken_, std::span(passed).first(gap)) == 0) {
+            return 0;
+        }
+    }
+    std::size_t filled = 0;
+    while (filled < bytes.size()) {
+        const std::size_t count =
+            ReadSome(at + static_cast<std::int64_t>(filled), bytes.subspan(filled));
+        if (count == 0) {
+            break;
+        }
+        filled += count;
+    }
+    return filled;
+}
+
+// One read; 0 at the end.
+std::size_t InputFile::ReadSome(std::int64_t at, std::span<char> bytes) {
+    for (;;) {
+        WaitForBytes();
+        const ssize_t count = is_live_
+                                  ? ::read(fd_.Get(), bytes.data(), bytes.size())
+                                  : ::pread(fd_.Get(), bytes.data(), bytes.size(), begin_ + at);
+        if (count >= 0) {
+            taken_ += count;
+            return static_cast<std::size_t>(count);
+        }
+        if (errno != EINTR && errno != EAGAIN) {
+            ThrowErrno("cannot be read");
+        }
+    }
+}
+
 void InputFile::PrepareForHeader() {
     if (!is_live_) {
         return;
     }
     WaitForBytes();
-    // libsndfile takes a pause for the end where whoever shares the stream made it non-blocking.
-    const bool is_blocking = (::fcntl(fd_.Get(), F_GETFL) & O_NONBLOCK) == 0;
-    if (!is_blocking || !StartsLikePlainWav()) {
+    if (!StartsLikePlainWav()) {
         CopyToTemporaryFile();
     }
 }
@@ -159,17 +204,8 @@ std::string InputFile::Peek(std::size_t bytes) const {
 void InputFile::CopyToTemporaryFile() {
     UniqueFd copy = MakeTemporaryFile();
     std::array<char, 65536> block;
-    for (;;) {
-        WaitForBytes();
-        const ssize_t count = ::read(fd_.Get(), block.data(), block.size());
-        if (count == 0) {
-            break;
-        }
-        if (count < 0 && errno != EINTR && errno != EAGAIN) {
-            ThrowErrno("cannot read");
-        }
-        WriteAllTo(copy.Get(),
-                   std::span(block).first(count < 0 ? 0 : static_cast<std::size_t>(count)));
+    while (const std::size_t count = ReadSome(taken_, block)) {
+        WriteAllTo(copy.Get(), std::span(block).first(count));
     }
     ::lseek(copy.Get(), 0, SEEK_SET);
     fd_ = std::move(copy);

@@ -131,13 +131,18 @@ TEST_F(Audio, TakesWhatARecorderWritesAndHearsItBeforeTheEnd) {
     WriteWav(file_, tone);
     // A recorder does not know the length when it writes its header, in pieces.
     std::string live = ReadAll(file_);
-    live.replace(40, 4, "\xFF\xFF\xFF\xFF");
-    dir_.Write("b.wav", live);
-    const auto writer = Feed(dir_.Path("live"), live);
-    for (const char* name : {"live", "b.wav"}) {
-        EXPECT_EQ(Read(dir_.Path(name)), Bytes(tone)) << name;
+    for (const char* length : {"\xFF\xFF\xFF\xFF", "\0\0\0\0"}) {
+        live.replace(40, 4, length, 4);
+        const auto writer = Feed(dir_.Path(std::to_string(*length)), live);
+        EXPECT_EQ(Read(dir_.Path(std::to_string(*length))), Bytes(tone));
         EXPECT_EQ(warning_, "");
+        EXPECT_EQ(Read(dir_.Write("b.wav", live)), Bytes(tone));
+        EXPECT_EQ(warning_, *length != 0 ? ""
+                                         : "was never finished: its header announces no audio, "
+                                           "1.00 s are there");
     }
+    const std::string list("LIST\4\0\0\0INFO", 12);
+    EXPECT_EQ(Read(dir_.Write("b.wav", live.substr(0, 44) + list)), "");
     ASSERT_EQ(::mkfifo(dir_.Path("open").c_str(), 0600), 0);
     const UniqueFd held(::open(dir_.Path("open").c_str(), O_RDWR));  // the end does not come
     ASSERT_EQ(::write(held.Get(), live.data(), 44 + 8000), 44 + 8000);

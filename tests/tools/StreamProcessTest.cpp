@@ -86,10 +86,14 @@ TEST_F(Tool, EndsInOrderOnTheFirstSignalAndAtOnceOnTheSecond) {
 
 TEST_F(Tool, IsWokenByASignalWhileItWaitsForAudio) {
     ASSERT_EQ(::mkfifo(dir_.Path("live").c_str(), 0600), 0);
+    ASSERT_EQ(::mkfifo(dir_.Path("stalled").c_str(), 0600), 0);
+    std::fstream stalled(dir_.Path("stalled"), std::ios::in | std::ios::out);
+    stalled << ReadAll(Sound(1)).substr(0, 1000) << std::flush;
     server_.Then(Sequence({PressCtrlC(SIGHUP), Says({"one"})}));
-    const ToolResult result = Run({"--jobs", "2", dir_.Path("live"), Sound(1)});
+    const ToolResult result =
+        Run({"--jobs", "3", dir_.Path("live"), dir_.Path("stalled"), Sound(1)});
     EXPECT_EQ(result.status, 1);
-    ExpectTold(result.err, {"live: interrupted"});
+    ExpectTold(result.err, {"live: interrupted", "stalled: interrupted"});
 }
 
 TEST_F(Tool, SaysWhyResultsAreLostAndStops) {
