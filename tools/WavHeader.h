@@ -1,8 +1,8 @@
 // The header of a WAV file, read by ourselves where the audio library does not do: it corrects
 // silently a length that is more than is there, and a recording that was cut short would pass as a
 // whole one; it takes a header that was never finished for that of an empty recording; and it
-// cannot be interrupted while it waits for a header in a pipe. The format: Multimedia Programming
-// Interface and Data Specifications 1.0 (IBM, Microsoft 1991).
+// cannot be interrupted while it waits for a header in a pipe. The format is that which IBM and
+// Microsoft laid down in 1991: "Multimedia Programming Interface", RIFF and WAVE.
 #pragma once
 
 #include <cstdint>
