@@ -11,10 +11,20 @@ constexpr std::size_t kDecodedSliceSamples = 1600;
 
 // What is longer, 5 s, gives way to what is not.
 constexpr std::size_t kLongestShortSamples = 80000;
+// So does what is listened to with a larger grammar: from some 25,000 steps on a decoder takes
+// longer than the speech lasts.
+constexpr std::size_t kMostGrammarSteps = 10000;
 
 // Guarded by the pool's mutex.
 struct DecoderPool::Job {
-    explicit Job(const JobSettings& job_settings) : settings(job_settings) {}
+    explicit Job(const JobSettings& job_settings)
+        : settings(job_settings), is_heavy(HasLargeGrammar(job_settings.task)) {}
+
+    static bool HasLargeGrammar(const ListeningTask& task) {
+        const auto* const grammar =
+            task.resource ? std::get_if<GrammarNetwork>(&task.resource->content) : nullptr;
+        return grammar != nullptr && grammar->arcs.size() > kMostGrammarSteps;
+    }
 
     // Whether there is something to decode now.
     bool IsReady() const {
@@ -24,10 +34,13 @@ struct DecoderPool::Job {
                samples.size() - decoded >= kDecodedSliceSamples;
     }
 
-    bool IsLong() const { return is_complete && samples.size() > kLongestShortSamples; }
+    bool IsLong() const {
+        return is_complete && (is_heavy || samples.size() > kLongestShortSamples);
+    }
     bool Yields() const { return settings.yields && settings.yields->load(); }
 
     const JobSettings settings;
+    const bool is_heavy;
     std::vector<std::int16_t> samples;
     std::size_t decoded = 0;  // samples that the leased decoder has had
     bool is_complete = false;

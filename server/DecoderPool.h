@@ -12,8 +12,9 @@
 // a short one wait for all of its stretches. Those whose clients may have gone come last, and give
 // their decoder back as soon as somebody else needs it.
 //
-// A minute of noise takes a decoder the better part of a minute. So long stretches hold one decoder
-// for certain, and the others only as long as no short one waits.
+// A minute of noise takes a decoder the better part of a minute, and a second of speech several
+// seconds with a large grammar. So long stretches, and those, hold one decoder for certain, and the
+// others only as long as no short one waits.
 #pragma once
 
 #include <atomic>

@@ -112,32 +112,39 @@ TEST_F(DecoderPoolTest, AStretchThatYieldsGivesItsDecoderBack) {
     EXPECT_EQ(engine_.Get().starts, 3) << "the one that yields begins anew";
 }
 
-TEST_F(DecoderPoolTest, LongStretchesLeaveAllDecodersButOneToShortOnes) {
-    DecoderPool pool(engine_.Factory(), 2);
-    std::vector<Result> results;
-    const auto close = [&](std::size_t seconds, std::uint64_t owner) {
-        const Job job = pool.Open({owner, 31 * kSecond, 1});
-        pool.Feed(job, Audio(seconds));
-        auto promise = std::make_shared<std::promise<JobResult>>();
-        results.push_back(promise->get_future());
-        pool.Close(job, [promise](JobResult result) { promise->set_value(std::move(result)); });
-    };
-    engine_.HoldUp();
-    close(30, 1);
-    engine_.WaitForHeldUp(1);
-    engine_.Set([&](auto* s) {
-        s->on_next_feed = [&] {
-            close(20, 2);
-            close(2, 3);
+TEST_F(DecoderPoolTest, LongAndHeavyStretchesLeaveAllDecodersButOneToOthers) {
+    GrammarNetwork large;
+    large.arcs.resize(10001);
+    const auto heavy = std::make_shared<Resource>(Resource{1, large});
+    for (const ResourcePtr& resource : {ResourcePtr(), ResourcePtr(heavy)}) {
+        SCOPED_TRACE(resource != nullptr);
+        DecoderPool pool(engine_.Factory(), 2);
+        std::vector<Result> results;
+        const auto close = [&](std::size_t seconds, std::uint64_t owner, const ResourcePtr& with) {
+            const Job job = pool.Open({owner, 31 * kSecond, 1, nullptr, {true, with}});
+            pool.Feed(job, Audio(seconds));
+            auto promise = std::make_shared<std::promise<JobResult>>();
+            results.push_back(promise->get_future());
+            pool.Close(job, [=](JobResult result) { promise->set_value(std::move(result)); });
         };
-    });
-    close(10, 4);
-    engine_.WaitForHeldUp(2);
-    EXPECT_EQ(engine_.Get().starts, 3) << "the second long one is to be begun anew";
-    engine_.GoOn();
-    for (Result& result : results) Text(std::move(result));
-    EXPECT_EQ(engine_.Get().finished.size(), 4U);
-    EXPECT_EQ(engine_.Get().starts, 5);
+        const std::size_t seconds = resource ? 2 : 20;
+        const int before = engine_.Get().starts;
+        engine_.HoldUp();
+        close(seconds, 1, resource);
+        engine_.WaitForHeldUp(1);
+        engine_.Set([&](auto* s) {
+            s->on_next_feed = [&] {
+                close(seconds, 2, resource);
+                close(2, 3, nullptr);
+            };
+        });
+        close(seconds, 4, resource);
+        engine_.WaitForHeldUp(2);
+        EXPECT_EQ(engine_.Get().starts, before + 3) << "the second long one is to be begun anew";
+        engine_.GoOn();
+        for (Result& result : results) Text(std::move(result));
+        EXPECT_EQ(engine_.Get().starts, before + 5);
+    }
 }
 
 TEST_F(DecoderPoolTest, NobodyIsToldTheResultOfACancelledStretch) {
