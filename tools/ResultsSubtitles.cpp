@@ -1,6 +1,7 @@
 // Subtitles, as SubRip and as WebVTT. Players are strict about the blank line that ends a block and
 // about times that run backwards, and lenient about all else; so those two are guarded here.
 #include <algorithm>
+#include <climits>
 #include <cstdio>
 
 #include "PlainText.h"
@@ -64,7 +65,8 @@ class SubtitleFormatter : public ResultFormatter {
         for (const ResultLine& line : LinesOf(result)) {
             const bool is_said = line.kind == Kind::kText || line.kind == Kind::kSpotted;
             if (is_said && !IsBlank(line.text)) {
-                const int start = std::max(line.start_ms, last_start_ms_);
+                const int start =
+                    std::clamp(line.start_ms, last_start_ms_, INT_MAX - kShortestBlockMs);
                 last_start_ms_ = start;
                 text += Block(line, start, std::max(line.end_ms, start + kShortestBlockMs));
             }

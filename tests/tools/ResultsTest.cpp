@@ -1,6 +1,7 @@
 // What the formats make of the engine's records.
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <nlohmann/json.hpp>
 
 #include "PlainText.h"
@@ -98,6 +99,9 @@ TEST(SubtitleResults, AreBlocksThatNoPlayerRefuses) {
               "00:00:00.500 --> 00:00:00.900\n<v agent>hello world\n\n");
     EXPECT_EQ(vtt->Add(Keywords(1, &keyword)),
               "00:00:00.500 --> 00:00:00.700\n&lt;no&gt; (88)\n\n");
+    keyword.nStartTime = INT_MAX;
+    EXPECT_EQ(vtt->Add(Keywords(1, &keyword)),
+              "596:31:23.646 --> 596:31:23.647\n&lt;no&gt; (88)\n\n");
 }
 
 TEST(JsonResults, HoldEveryFieldOfTheRecords) {
