@@ -7,6 +7,7 @@
 #include "DateTime.h"
 #include "Logger.h"
 #include "OrvexProxy.h"
+#include "StandardStreams.h"
 #include "TcpConnection.h"
 #include "proxy_session.h"
 #include "proxy_uuid.h"
@@ -24,10 +25,12 @@ void OrvexProxy::BeforeFork() {
     TcpConnection::SocketsLock().Lock();
     g_uuid_lock.LockForWriting();
     g_logger.HoldStill();
+    StandardStreams::HoldStill();
 }
 
 void OrvexProxy::AfterForkInParent() {
     if (Logger::IsAtWorkHere()) return;
+    StandardStreams::GoOn();
     g_logger.GoOn();
     g_uuid_lock.Unlock();
     TcpConnection::SocketsLock().Unlock();
@@ -42,6 +45,7 @@ void OrvexProxy::AfterForkInParent() {
 // child that was forked by another thread in the middle of it must not use the engine.
 void OrvexProxy::AfterForkInChild() {
     if (Logger::IsAtWorkHere()) return;
+    StandardStreams::GoOnInChild();
     g_logger.GoOnInChild();
     g_uuid_lock.Renew();
     // At once: a child may close and use again every descriptor that it finds.

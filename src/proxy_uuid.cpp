@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "FileDescriptor.h"
+#include "StandardStreams.h"
 
 namespace {
 
@@ -19,7 +20,7 @@ constexpr const char* kNoAddress = "00-00-00-00-00-00";
 
 class DatagramSocket {
   public:
-    DatagramSocket() : socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {}
+    DatagramSocket() : socket_(StandardStreams::OpenSocket(AF_INET, SOCK_DGRAM, 0)) {}
 
     bool IsOpen() const { return socket_.IsOpen(); }
     bool Query(unsigned long request, void* argument) const {

@@ -11,6 +11,7 @@
 #include <cstdio>
 
 #include "FileDescriptor.h"
+#include "StandardStreams.h"
 
 namespace {
 
@@ -64,8 +65,7 @@ int test_connection_state(const char* ip, int port) {
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<std::uint16_t>(port));
     address.sin_addr.s_addr = ::inet_addr(ip);  // a malformed address fails in connect
-    const FileDescriptor socket(
-        AboveStandardStreams(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP)));
+    const FileDescriptor socket(StandardStreams::OpenSocket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
     if (!socket.IsOpen()) {
         std::perror("create socket fail.\n");
         return kProbeWithoutSocket;

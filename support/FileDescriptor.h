@@ -25,37 +25,6 @@ inline void CloseDescriptor(int fd) {
     pthread_setcancelstate(cancel_state, nullptr);
 }
 
-// In a host that has closed its standard streams a new socket takes the place of one, and what
-// anybody prints would go to the peer. Moves such a socket; the number that it has then, or -1,
-// with the socket closed.
-inline int AboveStandardStreams(int fd) {
-    if (fd < 0 || fd > STDERR_FILENO) return fd;
-    const int moved = ::fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    CloseDescriptor(fd);
-    return moved;
-}
-
-// The same for files that others open, while it lives: it takes the numbers of the streams. What
-// the host has put in their place meanwhile, by dup2(), lacks the flag and stays.
-class StandardStreamsTaken {
-  public:
-    StandardStreamsTaken() {
-        for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
-            if (::fcntl(fd, F_GETFD) < 0) taken_[fd] = OpenFile("/dev/null", O_RDWR);
-        }
-    }
-    ~StandardStreamsTaken() {
-        for (const int fd : taken_) {
-            if (fd >= 0 && ::fcntl(fd, F_GETFD) == FD_CLOEXEC) CloseDescriptor(fd);
-        }
-    }
-    StandardStreamsTaken(const StandardStreamsTaken&) = delete;
-    StandardStreamsTaken& operator=(const StandardStreamsTaken&) = delete;
-
-  private:
-    int taken_[STDERR_FILENO + 1] = {-1, -1, -1};
-};
-
 // Owns a descriptor; a negative one is none.
 class FileDescriptor {
   public:

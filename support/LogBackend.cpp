@@ -18,6 +18,7 @@
 
 #include "FileDescriptor.h"
 #include "RegularFile.h"
+#include "StandardStreams.h"
 
 namespace {
 
@@ -142,7 +143,8 @@ std::unique_ptr<LogBackend> LogBackend::Load(const char* path, const char* logge
         Complain(path, "not a regular file");
         return nullptr;
     }
-    const StandardStreamsTaken taken;
+    StandardStreams::Look();
+    const StandardStreams::Taken taken;
     const Utf8Scope utf8;
     try {
         return Configure(path, logger_name);
@@ -211,7 +213,7 @@ int LogBackend::Threshold() const {
 }
 
 void LogBackend::Append(LogLevel level, const std::string& line) noexcept {
-    const StandardStreamsTaken taken;  // a file that is full makes room for a new one
+    const StandardStreams::Taken taken;  // a file that is full makes room for a new one
     const Utf8Scope utf8;
     try {
         if (!logger_->isEnabledFor(levels_[level])) return;

@@ -15,6 +15,7 @@
 #include <cstdint>
 
 #include "FileDescriptor.h"
+#include "StandardStreams.h"
 
 namespace {
 
@@ -185,8 +186,7 @@ TcpStatus TcpConnection::Open(const std::string& ip, unsigned int port, const De
     }
     {
         const MutexGuard guard(sockets_lock_);
-        fd_ = AboveStandardStreams(
-            ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_TCP));
+        fd_ = StandardStreams::OpenSocket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, IPPROTO_TCP);
     }
     if (!IsOpen()) {
         return kTcpErrorConnect;
