@@ -7,8 +7,8 @@
 #include "DateTime.h"
 #include "Logger.h"
 #include "OrvexProxy.h"
+#include "OwnSocket.h"
 #include "StandardStreams.h"
-#include "TcpConnection.h"
 #include "proxy_session.h"
 #include "proxy_uuid.h"
 
@@ -22,7 +22,7 @@ void OrvexProxy::BeforeFork() {
     ProxySession::IdentityLock().Lock();
     DateTime::LocalTimeLock().Lock();
     ConnectionPool::GetInstance()->HoldStill();
-    TcpConnection::SocketsLock().Lock();
+    OwnSocket::Lock().Lock();
     g_uuid_lock.LockForWriting();
     g_logger.HoldStill();
     StandardStreams::HoldStill();
@@ -33,7 +33,7 @@ void OrvexProxy::AfterForkInParent() {
     StandardStreams::GoOn();
     g_logger.GoOn();
     g_uuid_lock.Unlock();
-    TcpConnection::SocketsLock().Unlock();
+    OwnSocket::Lock().Unlock();
     ConnectionPool::GetInstance()->GoOn();
     DateTime::LocalTimeLock().Unlock();
     ProxySession::IdentityLock().Unlock();
@@ -49,8 +49,8 @@ void OrvexProxy::AfterForkInChild() {
     g_logger.GoOnInChild();
     g_uuid_lock.Renew();
     // At once: a child may close and use again every descriptor that it finds.
-    TcpConnection::CloseAllInChild();
-    TcpConnection::SocketsLock().Unlock();
+    OwnSocket::CloseAllInChild();
+    OwnSocket::Lock().Unlock();
     ConnectionPool::GetInstance()->GoOn();
     DateTime::LocalTimeLock().Unlock();
     ProxySession::IdentityLock().Unlock();

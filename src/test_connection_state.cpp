@@ -10,8 +10,7 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "FileDescriptor.h"
-#include "StandardStreams.h"
+#include "OwnSocket.h"
 
 namespace {
 
@@ -65,7 +64,8 @@ int test_connection_state(const char* ip, int port) {
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<std::uint16_t>(port));
     address.sin_addr.s_addr = ::inet_addr(ip);  // a malformed address fails in connect
-    const FileDescriptor socket(StandardStreams::OpenSocket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
+    OwnSocket socket;
+    socket.Open(AF_INET, SOCK_STREAM, IPPROTO_TCP);
     if (!socket.IsOpen()) {
         std::perror("create socket fail.\n");
         return kProbeWithoutSocket;

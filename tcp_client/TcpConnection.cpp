@@ -14,9 +14,6 @@
 #include <cerrno>
 #include <cstdint>
 
-#include "FileDescriptor.h"
-#include "StandardStreams.h"
-
 namespace {
 
 constexpr std::chrono::seconds kConnectTimeout{5};
@@ -119,40 +116,6 @@ bool IsConnectedToItself(int fd) {
 
 }  // namespace
 
-constinit MutexLock TcpConnection::sockets_lock_;
-constinit TcpConnection* TcpConnection::newest_ = nullptr;
-
-TcpConnection::TcpConnection() {
-    const MutexGuard guard(sockets_lock_);
-    older_ = newest_;
-    if (older_ != nullptr) older_->newer_ = this;
-    newest_ = this;
-}
-
-TcpConnection::~TcpConnection() {
-    Close();
-    const MutexGuard guard(sockets_lock_);
-    if (older_ != nullptr) older_->newer_ = newer_;
-    (newer_ == nullptr ? newest_ : newer_->older_) = older_;
-}
-
-void TcpConnection::CloseAllInChild() {
-    for (TcpConnection* each = newest_; each != nullptr; each = each->older_) {
-        if (each->IsOpen()) {
-            CloseDescriptor(each->fd_);
-            each->fd_ = -1;
-        }
-    }
-}
-
-void TcpConnection::Close() {
-    const MutexGuard guard(sockets_lock_);
-    if (IsOpen()) {
-        CloseDescriptor(fd_);
-        fd_ = -1;
-    }
-}
-
 bool TcpConnection::IsReadyForRequest() const {
     if (!IsOpen()) {
         return false;
@@ -160,7 +123,7 @@ bool TcpConnection::IsReadyForRequest() const {
     char byte;
     ssize_t peeked;
     do {
-        peeked = ::recv(fd_, &byte, 1, MSG_PEEK | MSG_DONTWAIT);
+        peeked = ::recv(socket_.Get(), &byte, 1, MSG_PEEK | MSG_DONTWAIT);
     } while (peeked < 0 && errno == EINTR);
     return peeked < 0 && WouldBlock(errno);
 }
@@ -170,7 +133,7 @@ TcpStatus TcpConnection::Connect(const std::string& ip, unsigned int port,
     Close();
     const TcpStatus status = Open(ip, port, deadline);
     if (status == kTcpOK) {
-        LetItWait(fd_);
+        LetItWait(socket_.Get());
     } else {
         Close();
     }
@@ -184,23 +147,20 @@ TcpStatus TcpConnection::Open(const std::string& ip, unsigned int port, const De
     if (::inet_aton(ip.c_str(), &address.sin_addr) == 0) {
         return kTcpErrorConnect;
     }
-    {
-        const MutexGuard guard(sockets_lock_);
-        fd_ = StandardStreams::OpenSocket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, IPPROTO_TCP);
-    }
+    socket_.Open(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, IPPROTO_TCP);
     if (!IsOpen()) {
         return kTcpErrorConnect;
     }
-    TuneSocket(fd_);
+    TuneSocket(socket_.Get());
     bool is_connected =
-        ::connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+        ::connect(socket_.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
     // An interrupted connect goes on in the background, like one in progress.
     if (!is_connected && (errno == EINPROGRESS || errno == EINTR)) {
         is_connected = FinishConnect(deadline.CappedAt(kConnectTimeout));
     }
-    if (is_connected && IsConnectedToItself(fd_)) {
+    if (is_connected && IsConnectedToItself(socket_.Get())) {
         const linger reset{1, 0};  // which lets go of the port at once
-        SetOption(fd_, SOL_SOCKET, SO_LINGER, reset);
+        SetOption(socket_.Get(), SOL_SOCKET, SO_LINGER, reset);
         is_connected = false;
     }
     return is_connected ? kTcpOK : kTcpErrorConnect;
@@ -209,8 +169,8 @@ TcpStatus TcpConnection::Open(const std::string& ip, unsigned int port, const De
 bool TcpConnection::FinishConnect(const Deadline& deadline) const {
     int error = 0;
     socklen_t length = sizeof error;
-    return WaitFor(fd_, POLLOUT, deadline) == Wait::kReady &&
-           ::getsockopt(fd_, SOL_SOCKET, SO_ERROR, &error, &length) == 0 && error == 0;
+    return WaitFor(socket_.Get(), POLLOUT, deadline) == Wait::kReady &&
+           ::getsockopt(socket_.Get(), SOL_SOCKET, SO_ERROR, &error, &length) == 0 && error == 0;
 }
 
 TcpStatus TcpConnection::Send(std::span<std::string_view> pieces, const Deadline& deadline) {
@@ -219,10 +179,10 @@ TcpStatus TcpConnection::Send(std::span<std::string_view> pieces, const Deadline
         if (left == 0) {
             return kTcpErrorTimeOut;
         }
-        const ssize_t sent = SendSome(fd_, pieces, WaitFlag(left));
+        const ssize_t sent = SendSome(socket_.Get(), pieces, WaitFlag(left));
         if (sent >= 0) {
             pieces = Behind(pieces, static_cast<std::size_t>(sent));
-        } else if (!MayTryAgain(fd_, POLLOUT, deadline)) {
+        } else if (!MayTryAgain(socket_.Get(), POLLOUT, deadline)) {
             return kTcpErrorSend;
         }
     }
@@ -233,7 +193,7 @@ TcpStatus TcpConnection::Receive(std::span<char> room, std::size_t* received,
                                  const Deadline& deadline) {
     // Asked first: a peer that never lets the socket rest must not outrun the deadline.
     while (const int left = deadline.RemainingMilliseconds()) {
-        const ssize_t count = ::recv(fd_, room.data(), room.size(), WaitFlag(left));
+        const ssize_t count = ::recv(socket_.Get(), room.data(), room.size(), WaitFlag(left));
         if (count > 0) {
             *received = static_cast<std::size_t>(count);
             return kTcpOK;
@@ -241,7 +201,7 @@ TcpStatus TcpConnection::Receive(std::span<char> room, std::size_t* received,
         if (count == 0) {
             return kTcpErrorData;
         }
-        if (!MayTryAgain(fd_, POLLIN, deadline)) {
+        if (!MayTryAgain(socket_.Get(), POLLIN, deadline)) {
             return kTcpUnkown;
         }
     }

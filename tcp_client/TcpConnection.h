@@ -16,7 +16,7 @@
 #include <string_view>
 
 #include "Deadline.h"
-#include "MutexLock.h"
+#include "OwnSocket.h"
 
 // How an exchange ended; the numbers appear in the log.
 enum TcpStatus {
@@ -30,13 +30,8 @@ enum TcpStatus {
 
 class TcpConnection {
   public:
-    TcpConnection();
-    ~TcpConnection();
-    TcpConnection(const TcpConnection&) = delete;
-    TcpConnection& operator=(const TcpConnection&) = delete;
-
-    bool IsOpen() const { return fd_ >= 0; }
-    void Close();
+    bool IsOpen() const { return socket_.IsOpen(); }
+    void Close() { socket_.Close(); }
 
     // Whether a request may be sent on the kept socket: it is open, the peer has not hung up, and
     // no unread bytes of an earlier exchange wait.
@@ -52,20 +47,9 @@ class TcpConnection {
     // Waits for bytes and puts at least one into `room`; `*received` says how many.
     TcpStatus Receive(std::span<char> room, std::size_t* received, const Deadline& deadline);
 
-    // Held while any connection gets or loses its socket, and over a fork.
-    static MutexLock& SocketsLock() { return sockets_lock_; }
-    // Closes the sockets of all connections, also of those that threads are using which the child
-    // of a fork does not have. Their peers see the parent's end only when no child holds it.
-    static void CloseAllInChild();
-
   private:
-    static MutexLock sockets_lock_;
-    static TcpConnection* newest_;  // of all that there are, guarded by sockets_lock_
-
     TcpStatus Open(const std::string& ip, unsigned int port, const Deadline& deadline);
     bool FinishConnect(const Deadline& deadline) const;
 
-    TcpConnection* older_ = nullptr;
-    TcpConnection* newer_ = nullptr;
-    int fd_ = -1;
+    OwnSocket socket_;
 };

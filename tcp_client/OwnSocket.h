@@ -1,0 +1,35 @@
+// A socket that no child of a fork keeps, nor a program that the host runs: the peer shall see the
+// end when this process closes it.
+#pragma once
+
+#include "MutexLock.h"
+
+class OwnSocket {
+  public:
+    OwnSocket();
+    ~OwnSocket();
+    OwnSocket(const OwnSocket&) = delete;
+    OwnSocket& operator=(const OwnSocket&) = delete;
+
+    bool IsOpen() const { return fd_ >= 0; }
+    int Get() const { return fd_; }
+
+    // As socket(); closes the former one. Without success errno tells why.
+    void Open(int domain, int type, int protocol);
+    void Close();
+
+    // Held while any gets or loses its descriptor, and over a fork.
+    static MutexLock& Lock() { return lock_; }
+    // Closes those of all threads, also of the ones that the child of a fork does not have.
+    static void CloseAllInChild();
+
+  private:
+    static MutexLock lock_;
+    static OwnSocket* newest_;  // of all that there are, guarded by lock_
+
+    void CloseLocked();
+
+    OwnSocket* older_ = nullptr;
+    OwnSocket* newer_ = nullptr;
+    int fd_ = -1;
+};
