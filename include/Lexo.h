@@ -37,6 +37,7 @@
  *             which other threads were working. The host's own fork handlers may call the library,
  *             or take locks that the host holds over calls of it, if they were registered after
  *             it was loaded: others wait for ever for a call that waits for the end of the fork.
+ *             A fork waits for log lines that are being written.
  *   Units     Lengths are bytes, rates are hertz. Times in results are in the server's unit;
  *             orvx-server gives milliseconds from the start of the utterance's audio.
  */

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <locale.h>
-#include <log4cxx/asyncappender.h>
 #include <log4cxx/consoleappender.h>
 #include <log4cxx/file.h>
 #include <log4cxx/fileappender.h>
@@ -17,6 +16,7 @@
 #include <utility>
 
 #include "FileDescriptor.h"
+#include "LogAppenders.h"
 #include "RegularFile.h"
 #include "StandardStreams.h"
 
@@ -65,13 +65,11 @@ bool HasEndlessVariable(std::string_view text, int depth = 8) {
     return false;
 }
 
-// Whether the appender's log file, if it has one, can be written; log4cxx does not tell.
-bool IsFileWritable(const log4cxx::AppenderPtr& appender) {
-    const auto file = log4cxx::cast<log4cxx::FileAppender>(appender);
-    if (!file) return true;
+// Whether the appender's log file can be written; log4cxx does not tell.
+bool IsWritable(const log4cxx::FileAppender& file) {
     // It may be gone already: another process writes the same log and found it full.
     constexpr int kFlags = O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK;
-    return FileDescriptor(OpenFile(file->getFile().c_str(), kFlags)).IsOpen();
+    return FileDescriptor(OpenFile(file.getFile().c_str(), kFlags)).IsOpen();
 }
 
 log4cxx::AppenderPtr StandardError() {
@@ -80,31 +78,6 @@ log4cxx::AppenderPtr StandardError() {
     appender->setEncoding("UTF-8");
     return appender;
 }
-
-// What an AsyncAppender lets through goes to the appenders behind it at once. A forked child lacks
-// its thread, and finds the locks that it held; and when that thread forks, to compress a file that
-// is full, it would wait for threads that wait for it. It starts with the first line, so never.
-class AppenderWithoutThread : public log4cxx::AppenderSkeleton {
-  public:
-    AppenderWithoutThread(const log4cxx::AsyncAppender& async,
-                          std::vector<log4cxx::AppenderPtr> behind)
-        : behind_(std::move(behind)) {
-        setThreshold(async.getThreshold());
-        if (async.getFirstFilter()) addFilter(async.getFirstFilter());
-    }
-    void close() override {
-        for (const log4cxx::AppenderPtr& appender : behind_) appender->close();
-    }
-    bool requiresLayout() const override { return false; }
-
-  protected:
-    void append(const log4cxx::spi::LoggingEventPtr& event, log4cxx::helpers::Pool& pool) override {
-        for (const log4cxx::AppenderPtr& appender : behind_) appender->doAppend(event, pool);
-    }
-
-  private:
-    const std::vector<log4cxx::AppenderPtr> behind_;
-};
 
 log4cxx::LoggerList AllLoggers(const log4cxx::HierarchyPtr& hierarchy) {
     log4cxx::LoggerList loggers = hierarchy->getCurrentLoggers();
@@ -129,6 +102,9 @@ void LogBackend::Close() noexcept {
         for (const log4cxx::LoggerPtr& logger : AllLoggers(hierarchy_)) {
             for (const log4cxx::AppenderPtr& appender : logger->getAllAppenders()) {
                 appender->close();
+                if (std::dynamic_pointer_cast<FrontAppender>(appender)) {
+                    logger->removeAppender(appender);
+                }
             }
         }
     } catch (const std::exception& error) {
@@ -193,8 +169,10 @@ log4cxx::AppenderPtr LogBackend::FitAppender(const log4cxx::AppenderPtr& appende
         if (behind.empty()) return nullptr;
         return std::make_shared<AppenderWithoutThread>(*async, std::move(behind));
     }
-    if (IsFileWritable(appender)) return appender;
+    const auto file = log4cxx::cast<log4cxx::FileAppender>(appender);
+    if (!file) return appender;
     replaced_.push_back(appender);
+    if (IsWritable(*file)) return std::make_shared<LastingFileAppender>(file);
     return StandardError();
 }
 

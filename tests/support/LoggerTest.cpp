@@ -5,11 +5,13 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <chrono>
 #include <clocale>
 #include <iterator>
 #include <regex>
 #include <set>
 #include <string>
+#include <thread>
 
 #include "ChildProcess.h"
 #include "Logger.h"
@@ -113,6 +115,25 @@ TEST_F(LoggerTest, SurvivesALogThatTakesNoMoreAndSaysSoOnce) {
         EXPECT_EQ(child.err.find("writing the log"), child.err.rfind("writing the log"));
         EXPECT_NE(child.err.find("writing the log"), std::string::npos);
     }
+}
+
+// A file that is full while there is no descriptor for the next one, and a second later there is.
+TEST_F(LoggerTest, GoesOnWhenAFaultAtAFullFileHasPassed) {
+    dir_.Write("full", LogXml(dir_.Path("full.log"), "error", "%m%n",
+                              R"(<param name="MaxFileSize" value="8KB"/>)", "RollingFileAppender"));
+    const ChildResult child = RunInChild([&] {
+        Start("full");
+        rlimit files{};
+        getrlimit(RLIMIT_NOFILE, &files);
+        const rlimit none{0, files.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &none);
+        for (int i = 0; i < 3; ++i) Write(kLogError, std::string(8192, 'x'));
+        setrlimit(RLIMIT_NOFILE, &files);
+        std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+        Write(kLogError, "after");
+    });
+    EXPECT_NE(child.err.find("Exception during rollover"), std::string::npos) << child.err;
+    EXPECT_EQ(Logged("full"), "after\n");
 }
 
 struct LogsWhenDestroyed {
