@@ -99,7 +99,10 @@ FileOutcome Batch::RecognizeOne(std::size_t index, std::unique_ptr<Session>* ses
     } catch (const EngineError& error) {
         outcome.failure = Failure{error.Code(), error.Meaning()};
     }
-    if (outcome.failure && outcome.failure->code != LEXO_ERR_NONE &&
+    // A half-sent utterance is left behind with its session. Otherwise that is kept: to stop it
+    // would take as long as the slowest answer that others wait for.
+    if (outcome.failure && *session != nullptr && (*session)->Mode() != StreamMode::kOneShot &&
+        outcome.failure->code != LEXO_ERR_NONE &&
         outcome.failure->code != LEXO_ERR_NO_VOICE_INPUT) {
         session->reset();
     }

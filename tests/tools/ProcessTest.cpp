@@ -78,22 +78,26 @@ TEST_F(Tool, ListsCapabilitiesAndParametersAlsoWithoutAServer) {
 
 // Each recording is answered only after the one behind it, so that they finish in reverse order.
 TEST_F(Tool, KeepsTheOrderOfTheFilesOverParallelSessions) {
-    std::atomic<int> next = 4;
+    // Who got no answer takes the fifth at once, though others still wait for theirs.
+    const int order[] = {2, 5, 4, 3, 1};
+    std::atomic<std::size_t> turn = 0;
     server_.Otherwise([&](const Request& request, Connection& connection) {
         const int value = request.inner.data()[0];
-        for (int current; (current = next) != value;) next.wait(current);
+        for (std::size_t current; order[current = turn] != value;) turn.wait(current);
         (value == 2 ? scripted::HangUp() : Says({std::to_string(value)}))(request, connection);
-        --next;
-        next.notify_all();
+        ++turn;
+        turn.notify_all();
     });
-    const ToolResult result = Run({"--jobs", "4", Sound(1), Sound(2), Sound(3), Sound(4)});
+    const ToolResult result =
+        Run({"--jobs", "4", Sound(1), Sound(2), Sound(3), Sound(4), Sound(5)});
     EXPECT_EQ(result.out, "==> " + Sound(1) + " <==\n1\n\n==> " + Sound(2) + " <==\n\n==> " +
-                              Sound(3) + " <==\n3\n\n==> " + Sound(4) + " <==\n4\n");
+                              Sound(3) + " <==\n3\n\n==> " + Sound(4) + " <==\n4\n\n==> " +
+                              Sound(5) + " <==\n5\n");
     EXPECT_EQ(result.err, "orvx-recognize: " + Sound(2) +
                               ": LEXO_ERR_NETWORK_FAILED: no exchange with " + server_.Address() +
                               ": it cannot be reached, or closed the connection, as a full server "
                               "does, or is no recognition server\n"
-                              "orvx-recognize: 1 of 4 files not recognised\n");
+                              "orvx-recognize: 1 of 5 files not recognised\n");
     EXPECT_EQ(result.status, 1);
 }
 
