@@ -55,6 +55,10 @@ Server::Server(const Options& options, const RecogniserFactory& factory)
 
 void Server::Run() {
     context_.run();
+    signals_.clear();  // from now on a signal ends the process by itself
+}
+
+void Server::Stop() {
     service_->Stop();
     ORVX_LOG_INFO("ended");
 }

@@ -7,8 +7,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <fstream>
@@ -125,6 +127,15 @@ void CheckThreads(const orvx::ServiceSettings& service) {
     }
 }
 
+// The engine cannot be stopped in the middle of what it does, which may take it long.
+void EndSoon() {
+    std::thread([] {
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+        ORVX_LOG_INFO("ended, with a decoder at work");
+        std::_Exit(0);
+    }).detach();
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -144,6 +155,8 @@ int main(int argc, char** argv) {
         std::cout << "orvx-server ready on " << orvx::EndpointText(server.Endpoint()) << std::endl;
         NeverWaitFor(STDOUT_FILENO);  // where the log goes without a configuration
         server.Run();
+        EndSoon();
+        server.Stop();
     } catch (const std::exception& error) {
         std::cerr << "orvx-server: " << error.what() << std::endl;
         return kStartFailed;
