@@ -159,7 +159,7 @@ void GrammarCompiler::BuildCall(const std::string& rule, int line, int from, int
         throw ResourceError(line, "the rule " + Quote(rule) + " is not defined");
     }
     for (const Call& call : calls_) {
-        if (*call.rule != rule) continue;
+        if (call.rule != &found->first) continue;
         if (call.to != to || call.from == from) {
             throw ResourceError(line, "the rule " + Quote(rule) +
                                           " calls itself before its end; only the last thing of a "

@@ -89,6 +89,7 @@ void GrammarParser::SkipStatement() {
 
 std::string GrammarParser::TakeRule(GrammarRules* rules) {
     if (token_.kind != TokenKind::kRule) Fail("a rule");
+    CheckLength(token_.text);
     const GrammarToken name = token_;
     Advance();
     Expect('=');
@@ -184,6 +185,7 @@ Expansion GrammarParser::TakeRuleName() {
     Expansion rule;
     rule.line = token_.line;
     rule.text = token_.text;
+    CheckLength(rule.text);
     if (rule.text == "GARBAGE" && dialect_ == GrammarDialect::kAbnf) {
         throw ResourceError(token_.line, "$GARBAGE is not available: name the words");
     }
@@ -194,6 +196,13 @@ Expansion GrammarParser::TakeRuleName() {
     return rule;
 }
 
+// They are compared many times while the grammar is spread out.
+void GrammarParser::CheckLength(std::string_view name) const {
+    constexpr std::size_t kMostBytes = 255;
+    if (name.size() <= kMostBytes) return;
+    throw ResourceError(token_.line, "a word or the name of a rule is longer than 255 bytes");
+}
+
 // What stands between quotes may be several words.
 Expansion GrammarParser::TakeWords(bool is_quoted) {
     Expansion sequence;
@@ -201,6 +210,7 @@ Expansion GrammarParser::TakeWords(bool is_quoted) {
     sequence.line = token_.line;
     for (const std::string_view text : SplitWords(token_.text)) {
         CountPart();
+        CheckLength(text);
         Expansion word;
         word.kind = Kind::kWord;
         word.line = token_.line;

@@ -36,6 +36,7 @@ class GrammarParser {
     bool TakeRepeatMark(Expansion* part);
     Expansion TakePart();
     void CountPart();
+    void CheckLength(std::string_view name) const;
     Expansion TakeGroup(char end);
     Expansion TakeRuleName();
     Expansion TakeWords(bool is_quoted);
