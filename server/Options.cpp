@@ -163,8 +163,8 @@ void AddLimits(CLI::App* app, RawOptions* raw) {
     timeout("--read-timeout", &raw->read_timeout, "For a request to arrive, from its first byte");
     timeout("--write-timeout", &raw->write_timeout, "For an answer to be taken");
     group.AddNumber("--max-utterances", &raw->max_utterances, 1, 1000000, "N",
-                    "Real-time utterances open at once; each takes 0.5 MB, and up to 2 MB more for "
-                    "a minute of speech");
+                    "Real-time utterances open at once; each takes 0.5 MB, what its parameters "
+                    "take, and up to 2 MB for a minute of speech");
     timeout("--utterance-idle-timeout", &raw->utterance_idle_timeout,
             "Without a chunk, until a real-time utterance is given up");
     group.AddNumber("--max-request-seconds", &raw->max_request_seconds, 1, 86400, "SECONDS",

@@ -2,7 +2,7 @@
 
 #include <charconv>
 #include <cmath>
-#include <unordered_set>
+#include <unordered_map>
 
 #include "LogText.h"
 #include "ResourceError.h"
@@ -14,6 +14,17 @@ namespace {
 constexpr std::size_t kHighestOrder = 3;  // what the engine's search uses
 constexpr std::size_t kMostNgrams = 500000;
 constexpr std::size_t kMostLines = 2 * kMostNgrams;  // with those in front of the model
+// Of all words behind the same ones. It is 1 but for what was rounded; with much more the engine
+// follows them all, and takes a minute for three seconds.
+constexpr double kMostProbability = 2;
+
+struct Ngram {
+    int line = 0;
+    double probability = 0;
+    double back_off = 1;
+    double followers = 0;  // probability of all words that n-grams name behind this one
+    double spared = 0;     // of these words, what they would have without this one's first word
+};
 
 class ArpaReader {
   public:
@@ -33,13 +44,18 @@ class ArpaReader {
     void TakeCounts();
     void TakeSection(std::size_t order);
     void TakeNgram(const TextLine& line, std::size_t order);
-    std::string TakeWords(const TextLine& line, const Columns& columns, std::size_t order);
-    std::string Probability(const TextLine& line, std::string_view number) const;
+    std::string TakeWords(const TextLine& line, const Columns& columns, std::size_t order,
+                          const Ngram& ngram);
+    void CountFollower(const std::string& shorter, const std::string& word, double probability);
+    double ShorterProbability(const std::string& shorter, const std::string& word) const;
+    void CheckSums(std::size_t order) const;
+    static double Logarithm(const TextLine& line, std::string_view number, double most);
 
     const std::vector<TextLine> lines_;
     std::size_t position_ = 0;
     WordChecker dictionary_;
-    std::vector<std::unordered_set<std::string>> known_;  // the n-grams of each order
+    std::vector<std::unordered_map<std::string, Ngram>> known_;  // of each order
+    double all_words_ = 0;                                       // probability of the 1-grams
     LanguageModel model_;
 };
 
@@ -101,44 +117,92 @@ void ArpaReader::TakeNgram(const TextLine& line, std::size_t order) {
         Fail(line, "a probability, " + std::to_string(order) +
                        " words and perhaps a back-off weight expected");
     }
+    const double probability = Logarithm(line, columns[0], 0);
+    // These may be above 0, where the words that are named are almost all that there are.
+    const double back_off = has_backoff ? Logarithm(line, columns.back(), 10) : 0;
+    const Ngram ngram{line.number, std::pow(10, probability), std::pow(10, back_off)};
     std::string& lines = model_.orders[order - 1].lines;
-    lines.append(Probability(line, columns[0])).append("\t");
-    lines.append(TakeWords(line, columns, order));
+    lines.append(std::to_string(probability)).append("\t");
+    lines.append(TakeWords(line, columns, order, ngram));
     const bool is_highest = order == model_.orders.size();
-    if (!is_highest) {
-        lines.append("\t").append(has_backoff ? Probability(line, columns.back()) : "0.0");
-    }
+    if (!is_highest) lines.append("\t").append(has_backoff ? std::to_string(back_off) : "0.0");
     lines += "\n";
 }
 
-std::string ArpaReader::TakeWords(const TextLine& line, const Columns& columns, std::size_t order) {
-    std::string ngram;
+std::string ArpaReader::TakeWords(const TextLine& line, const Columns& columns, std::size_t order,
+                                  const Ngram& ngram) {
+    std::string words;
     std::string shorter;  // without the last word
+    std::string word;
     for (std::size_t i = 1; i <= order; ++i) {
-        const std::string word = LowerCase(columns[i]);
+        word = LowerCase(columns[i]);
         if (order == 1 && !IsMarker(word)) dictionary_.Check(word, line.number);
         if (order > 1 && !known_[0].contains(word)) {
             Fail(line, Quote(word) + " is not among the 1-grams");
         }
-        if (i == order) shorter = ngram;
-        ngram += (ngram.empty() ? "" : " ") + word;
+        if (i == order) shorter = words;
+        words += (words.empty() ? "" : " ") + word;
     }
     if (order > 2 && !known_[order - 2].contains(shorter)) {
         Fail(line, Quote(shorter) + ", with which this begins, is not among the shorter n-grams");
     }
-    if (!known_.back().insert(ngram).second) Fail(line, Quote(ngram) + " is here twice");
-    return ngram;
+    if (!known_.back().emplace(words, ngram).second) Fail(line, Quote(words) + " is here twice");
+    // Nothing is followed by the mark of the beginning, whatever its probability.
+    if (word != "<s>") CountFollower(shorter, word, ngram.probability);
+    return words;
 }
 
-// A logarithm to the base 10; back-off weights may be a little above 0.
-std::string ArpaReader::Probability(const TextLine& line, std::string_view number) const {
+void ArpaReader::CountFollower(const std::string& shorter, const std::string& word,
+                               double probability) {
+    const std::size_t order = known_.size();
+    if (order == 1) {
+        all_words_ += probability;
+        return;
+    }
+    Ngram& history = known_[order - 2].at(shorter);
+    history.followers += probability;
+    history.spared += ShorterProbability(shorter, word);
+}
+
+// Of the word behind `shorter` without its first word.
+double ArpaReader::ShorterProbability(const std::string& shorter, const std::string& word) const {
+    const double alone = known_[0].at(word).probability;
+    const std::size_t blank = shorter.find(' ');
+    if (blank == std::string::npos) return alone;
+    const std::string last = shorter.substr(blank + 1);
+    const auto known = known_[1].find(last + " " + word);
+    return known != known_[1].end() ? known->second.probability
+                                    : known_[0].at(last).back_off * alone;
+}
+
+// Of what may follow the n-grams below `order`, whose own section was just read. What no n-gram
+// names gets the rest of the shorter history's probability, by the back-off weight.
+void ArpaReader::CheckSums(std::size_t order) const {
+    const auto add_up_to = [](double sum) {
+        return " add up to " + std::to_string(sum) + ", which is more than 1";
+    };
+    if (order == 1 && all_words_ > kMostProbability) {
+        throw ResourceError("the probabilities of the 1-grams" + add_up_to(all_words_));
+    }
+    if (order == 1) return;
+    for (const auto& [words, ngram] : known_[order - 2]) {
+        const double rest = ngram.back_off * std::max(1 - ngram.spared, 0.0);
+        const double sum = ngram.followers + rest;
+        if (sum <= kMostProbability) continue;
+        throw ResourceError(
+            ngram.line, "the probabilities of what may follow " + Quote(words) + add_up_to(sum));
+    }
+}
+
+// A logarithm to the base 10; small numbers are raised to -99, which stands for never.
+double ArpaReader::Logarithm(const TextLine& line, std::string_view number, double most) {
     double value = 0;
     const char* const end = number.data() + number.size();
     const auto [rest, error] = std::from_chars(number.data(), end, value);
-    if (error != std::errc() || rest != end || !(value >= -1000 && value <= 10)) {
+    if (error != std::errc() || rest != end || !(value >= -1000 && value <= most)) {
         Fail(line, Quote(number) + " is no logarithm of a probability");
     }
-    return std::to_string(std::max(value, -99.0));
+    return std::max(value, -99.0);
 }
 
 LanguageModel ArpaReader::Read() {
@@ -146,6 +210,7 @@ LanguageModel ArpaReader::Read() {
     TakeCounts();
     for (std::size_t order = 1; order <= model_.orders.size(); ++order) {
         TakeSection(order);
+        CheckSums(order);
         if (order > 1) continue;
         dictionary_.ThrowIfAnyIsMissing();
         for (const char* marker : {"<s>", "</s>"}) {

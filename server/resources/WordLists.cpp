@@ -19,6 +19,12 @@ constexpr std::size_t kMostKeywords = 1000;     // each is followed beside all o
 constexpr std::size_t kMostUserWords = 5000;
 constexpr std::size_t kMostPhones = 60;
 constexpr int kMostSaidAlike = 100;  // the engine's time grows with their square
+// So it does with short words, of which many end at every moment.
+struct ShortWords {
+    int most;
+    const char* text;
+};
+constexpr ShortWords kShortWords[] = {{100, "of one phone"}, {1000, "of two phones"}};
 constexpr std::size_t kMostPhrases = 20000;
 constexpr std::size_t kMostPhraseWords = 100000;  // of all phrases: each is a step of the network
 
@@ -65,6 +71,12 @@ void CheckSpelling(int line, const std::string& word) {
     const bool is_mark = std::string_view("<[+").find(word[0]) != std::string_view::npos;
     if (!is_mark && word.find('(') == std::string::npos) return;
     throw ResourceError(line, Quote(word) + " cannot be a word");
+}
+
+void CountShort(const TextLine& line, int* count, const ShortWords& limit) {
+    if (++*count <= limit.most) return;
+    throw ResourceError(line.number,
+                        "more than " + std::to_string(limit.most) + " words " + limit.text);
 }
 
 }  // namespace
@@ -122,6 +134,7 @@ UserWords ReadUserWords(std::string_view text, const Dictionary& dictionary) {
     UserWords words;
     WordChecker checker(&dictionary);
     std::map<std::string, int> said;  // how many words by their phones
+    int short_words[std::size(kShortWords)] = {};
     for (const TextLine& line : Lines(text, "user words", kMostUserWords)) {
         const std::vector<std::string_view> columns = SplitWords(line.text);
         UserWord word{LowerCase(columns[0]), Join({columns.begin() + 1, columns.end()})};
@@ -138,6 +151,9 @@ UserWords ReadUserWords(std::string_view text, const Dictionary& dictionary) {
         if (!word.phones.empty() && ++said[word.phones] > kMostSaidAlike) {
             throw ResourceError(line.number, "more than 100 words have the same phones");
         }
+        const std::size_t phones = columns.size() - 1;
+        if (phones > 0 && phones <= std::size(kShortWords))
+            CountShort(line, &short_words[phones - 1], kShortWords[phones - 1]);
         words.push_back(std::move(word));
     }
     checker.ThrowIfAnyIsMissing();

@@ -129,6 +129,9 @@ TEST_F(ResourceTest, WrongJsgfIsRefusedWithItsLine) {
         {"public <x> = a /* b;", "line 2: the comment /* has no end"},
         {"public <x> = a {b;", "line 2: the tag { has no end"},
         {"public <x> = $a;", "line 2: unexpected \"$\""},
+        {"public <" + std::string(256, 'x') + "> = a;", "line 2: a word or the name of a rule is"},
+        {"public <x> = a <" + std::string(256, 'x') + ">;", "longer than 255 bytes"},
+        {"public <x> = a \"b " + std::string(256, 'x') + "\";", "longer than 255 bytes"},
         {std::string("public <x> = a\0;", 16), "line 2: holds a zero byte"},
         {"public <x> = " + std::string(1000, '(') + "a", "nested too deeply"},
         {"public <x> = a" + std::string(1000000, '*') + ";", "nested too deeply"},
@@ -223,6 +226,8 @@ TEST_F(ResourceTest, ListsAreReadLineByLine) {
         {Capability::kFreeTalk, kUserWords, Repeated("x", 256) + " B", "longer than 255 bytes"},
         {Capability::kFreeTalk, kUserWords, Repeated("x B\n", 101),
          "line 101: more than 100 words"},
+        {Capability::kFreeTalk, kUserWords, Repeated("x B\n", 60) + Repeated("x D\n", 41),
+         "line 101: more than 100 words of one phone"},
         {Capability::kFreeTalk, kUserWords, "x B X", "line 1: \"X\" is no phone"},
         {Capability::kFreeTalk, kUserWords, "x(2) B", "line 1: \"x(2)\" cannot be a word"},
         {Capability::kFreeTalk, kUserWords, "a\nx\ny\n",
@@ -259,6 +264,9 @@ TEST_F(ResourceTest, LanguageModelsAreChecked) {
         {"-2 b 0.1", "-2", "line 10: a probability, 1 words"},
         {"-99 </s>", "-99 c", "</s> is not among the 1-grams"},
         {"-0.25 a b", "-0.25 a c", "line 14: \"c\" is not among the 1-grams"},
+        {"-1.5 A", "0.1 A", "line 8: \"0.1\" is no logarithm"},
+        {"-1.5 A\n-99 </s>\n-2 b 0.1", "0 A\n0 </s>\n0 b", "the 1-grams add up to 3.0"},
+        {"-1.5 A\n", "-1.5 A 1\n", "line 8: the probabilities of what may follow \"a\" add up to"},
         {"\\end\\", "", "ends before its \\end\\ line"}};
     for (const auto& [from, to, says] : spoiled) {
         std::string text = good;
