@@ -11,20 +11,30 @@ constexpr std::size_t kDecodedSliceSamples = 1600;
 
 // What is longer, 5 s, gives way to what is not.
 constexpr std::size_t kLongestShortSamples = 80000;
-// So does what is listened to with a larger grammar: from some 25,000 steps on a decoder takes
-// longer than the speech lasts.
+// So does what is listened to with a larger resource: with two to five times as much a decoder
+// takes longer than the speech lasts.
 constexpr std::size_t kMostGrammarSteps = 10000;
+constexpr std::size_t kMostNgrams = 50000;
+constexpr std::size_t kMostUserWords = 2000;
+
+inline bool IsHeavy(const Resource& resource) {
+    if (const auto* const grammar = std::get_if<GrammarNetwork>(&resource.content)) {
+        return grammar->arcs.size() > kMostGrammarSteps;
+    }
+    if (const auto* const model = std::get_if<LanguageModel>(&resource.content)) {
+        std::size_t count = 0;
+        for (const LanguageModel::Order& order : model->orders) count += order.count;
+        return count > kMostNgrams;
+    }
+    const auto* const words = std::get_if<UserWords>(&resource.content);
+    return words != nullptr && words->size() > kMostUserWords;
+}
 
 // Guarded by the pool's mutex.
 struct DecoderPool::Job {
     explicit Job(const JobSettings& job_settings)
-        : settings(job_settings), is_heavy(HasLargeGrammar(job_settings.task)) {}
-
-    static bool HasLargeGrammar(const ListeningTask& task) {
-        const auto* const grammar =
-            task.resource ? std::get_if<GrammarNetwork>(&task.resource->content) : nullptr;
-        return grammar != nullptr && grammar->arcs.size() > kMostGrammarSteps;
-    }
+        : settings(job_settings),
+          is_heavy(settings.task.resource && IsHeavy(*settings.task.resource)) {}
 
     // Whether there is something to decode now.
     bool IsReady() const {

@@ -113,11 +113,14 @@ TEST_F(DecoderPoolTest, AStretchThatYieldsGivesItsDecoderBack) {
 }
 
 TEST_F(DecoderPoolTest, LongAndHeavyStretchesLeaveAllDecodersButOneToOthers) {
-    GrammarNetwork large;
-    large.arcs.resize(10001);
-    const auto heavy = std::make_shared<Resource>(Resource{1, large});
-    for (const ResourcePtr& resource : {ResourcePtr(), ResourcePtr(heavy)}) {
-        SCOPED_TRACE(resource != nullptr);
+    GrammarNetwork grammar;
+    grammar.arcs.resize(10001);
+    const LanguageModel model{{{20000, ""}, {30001, ""}}};
+    const ResourcePtr resources[] = {nullptr, std::make_shared<Resource>(Resource{1, grammar}),
+                                     std::make_shared<Resource>(Resource{2, model}),
+                                     std::make_shared<Resource>(Resource{3, UserWords(2001)})};
+    for (const ResourcePtr& resource : resources) {
+        SCOPED_TRACE(resource ? resource->id : 0);
         DecoderPool pool(engine_.Factory(), 2);
         std::vector<Result> results;
         const auto close = [&](std::size_t seconds, std::uint64_t owner, const ResourcePtr& with) {
