@@ -129,11 +129,14 @@ void CheckThreads(const orvx::ServiceSettings& service) {
 
 // The engine cannot be stopped in the middle of what it does, which may take it long.
 void EndSoon() {
-    std::thread([] {
-        std::this_thread::sleep_for(std::chrono::seconds(1));
-        ORVX_LOG_INFO("ended, with a decoder at work");
+    try {
+        std::thread([] {
+            std::this_thread::sleep_for(std::chrono::seconds(1));
+            std::_Exit(0);
+        }).detach();
+    } catch (const std::system_error&) {
         std::_Exit(0);
-    }).detach();
+    }
 }
 
 }  // namespace

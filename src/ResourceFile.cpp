@@ -12,6 +12,7 @@
 
 #include "FileDescriptor.h"
 #include "Logger.h"
+#include "StandardStreams.h"
 
 namespace {
 
@@ -20,7 +21,8 @@ constexpr int kFilePadding = 4;  // room behind a file's bytes, the first of it 
 class ReadOnlyFile {
   public:
     // Without blocking: opening a FIFO for reading would wait for a writer.
-    explicit ReadOnlyFile(const char* path) : file_(OpenFile(path, O_RDONLY | O_NONBLOCK)) {}
+    explicit ReadOnlyFile(const char* path)
+        : file_(StandardStreams::OpenFile(path, O_RDONLY | O_NONBLOCK)) {}
 
     bool IsOpen() const { return file_.IsOpen(); }
     off_t Size() const {

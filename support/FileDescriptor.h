@@ -1,20 +1,8 @@
 // Holding and closing of file descriptors.
 #pragma once
 
-#include <fcntl.h>
 #include <pthread.h>
 #include <unistd.h>
-
-#include <cerrno>
-
-// As open(), and not to be kept from it by a signal, as may happen on a file system of the network.
-inline int OpenFile(const char* path, int flags) {
-    int fd;
-    do {
-        fd = ::open(path, flags | O_CLOEXEC, 0666);
-    } while (fd < 0 && errno == EINTR);
-    return fd;
-}
 
 // close() is a cancellation point, and most descriptors are closed by destructors: a thread that
 // was cancelled would leave one by an exception there, which ends the process.

@@ -69,7 +69,7 @@ bool HasEndlessVariable(std::string_view text, int depth = 8) {
 bool IsWritable(const log4cxx::FileAppender& file) {
     // It may be gone already: another process writes the same log and found it full.
     constexpr int kFlags = O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK;
-    return FileDescriptor(OpenFile(file.getFile().c_str(), kFlags)).IsOpen();
+    return FileDescriptor(StandardStreams::OpenFile(file.getFile().c_str(), kFlags)).IsOpen();
 }
 
 log4cxx::AppenderPtr StandardError() {
@@ -119,7 +119,7 @@ std::unique_ptr<LogBackend> LogBackend::Load(const char* path, const char* logge
         Complain(path, "not a regular file");
         return nullptr;
     }
-    StandardStreams::Look();
+    StandardStreams::LookAgain();
     const StandardStreams::Taken taken;
     const Utf8Scope utf8;
     try {

@@ -7,6 +7,7 @@
 #include <cerrno>
 
 #include "FileDescriptor.h"
+#include "StandardStreams.h"
 
 namespace {
 
@@ -19,7 +20,7 @@ bool IsRegularFile(int fd) {
 
 // O_NONBLOCK: opening a FIFO that nobody writes to must fail here instead of waiting.
 std::optional<std::string> ReadRegularFile(const char* path) {
-    const FileDescriptor file(OpenFile(path, O_RDONLY | O_NONBLOCK));
+    const FileDescriptor file(StandardStreams::OpenFile(path, O_RDONLY | O_NONBLOCK));
     if (!file.IsOpen() || !IsRegularFile(file.Get())) return std::nullopt;
     std::string text;
     char chunk[16384];

@@ -7,6 +7,9 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
+#include <cstdint>
+#include <ctime>
 
 #include "FileDescriptor.h"
 #include "MutexLock.h"
@@ -14,16 +17,47 @@
 namespace {
 
 constexpr int kStreams = STDERR_FILENO + 1;
-constexpr int kAttempts = 3;  // a host may close one just now
+constexpr std::int64_t kLookInterval = 100'000'000;  // nanoseconds
 
 constinit std::atomic<bool> g_was_one_closed{false};
+constinit std::atomic<std::int64_t> g_next_look{0};  // nanoseconds of the monotonic clock
 
 constinit MutexLock g_lock;  // guards what follows, and is never held for long
 constinit int g_takers = 0;
 constinit int g_taken[kStreams] = {-1, -1, -1};
 
+int OpenUninterrupted(const char* path, int flags) {
+    int fd;
+    do {
+        fd = ::open(path, flags | O_CLOEXEC, 0666);
+    } while (fd < 0 && errno == EINTR);
+    return fd;
+}
+
+// For where the places cannot be taken: the host has closed a stream just now, or has no /dev/null.
+int AboveStreams(int fd) {
+    if (fd < 0 || fd >= kStreams) return fd;
+    g_was_one_closed = true;
+    const int moved = ::fcntl(fd, F_DUPFD_CLOEXEC, kStreams);
+    CloseDescriptor(fd);
+    return moved;
+}
+
 bool IsClosed(int fd) {
     return ::fcntl(fd, F_GETFD) < 0;
+}
+
+bool WasOneClosed() {
+    if (g_was_one_closed.load(std::memory_order_relaxed)) return true;
+    timespec now{};
+    ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    const std::int64_t time = now.tv_sec * std::int64_t{1'000'000'000} + now.tv_nsec;
+    if (time < g_next_look.load(std::memory_order_relaxed)) return false;
+    g_next_look.store(time + kLookInterval, std::memory_order_relaxed);
+    for (int fd = 0; fd < kStreams; ++fd) {
+        if (IsClosed(fd)) g_was_one_closed = true;
+    }
+    return g_was_one_closed;
 }
 
 // What the host has put there meanwhile, by open() or dup2(), is not.
@@ -42,33 +76,26 @@ void GiveBack() {
 
 }  // namespace
 
-void StandardStreams::Look() {
-    for (int fd = 0; fd < kStreams; ++fd) {
-        if (IsClosed(fd)) g_was_one_closed = true;
-    }
+void StandardStreams::LookAgain() {
+    g_next_look.store(0, std::memory_order_relaxed);
 }
 
 int StandardStreams::OpenSocket(int domain, int type, int protocol) {
-    int fd = -1;
-    for (int attempt = 0; attempt < kAttempts; ++attempt) {
-        {
-            const Taken taken;
-            fd = ::socket(domain, type | SOCK_CLOEXEC, protocol);
-        }
-        if (fd < 0 || fd >= kStreams) return fd;
-        g_was_one_closed = true;
-        CloseDescriptor(fd);
-        fd = -1;
-    }
-    return fd;
+    const Taken taken;
+    return AboveStreams(::socket(domain, type | SOCK_CLOEXEC, protocol));
 }
 
-StandardStreams::Taken::Taken() : is_taking_(g_was_one_closed.load(std::memory_order_relaxed)) {
+int StandardStreams::OpenFile(const char* path, int flags) {
+    const Taken taken;
+    return AboveStreams(OpenUninterrupted(path, flags));
+}
+
+StandardStreams::Taken::Taken() : is_taking_(WasOneClosed()) {
     if (!is_taking_) return;
     const MutexGuard guard(g_lock);
     ++g_takers;
     for (int fd = 0; fd < kStreams; ++fd) {
-        if (g_taken[fd] < 0 && IsClosed(fd)) g_taken[fd] = OpenFile("/dev/null", O_RDWR);
+        if (g_taken[fd] < 0 && IsClosed(fd)) g_taken[fd] = OpenUninterrupted("/dev/null", O_RDWR);
     }
 }
 
@@ -88,6 +115,7 @@ void StandardStreams::GoOn() {
 }
 
 void StandardStreams::GoOnInChild() {
+    LookAgain();
     GiveBack();
     g_takers = 0;
     g_lock.Unlock();

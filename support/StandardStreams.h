@@ -3,14 +3,18 @@
 // raise SIGPIPE; what it reads would come from there.
 //
 // So while something is opened, the places of the streams that are closed are taken by /dev/null.
-// Other hosts shall not pay for that: nothing is done until a stream was once found closed.
+// Other hosts shall not pay for that: nothing is done until a stream was once found closed, and ten
+// times in a second is often enough to look.
 #pragma once
 
 class StandardStreams {
   public:
-    // Looks whether any is closed.
-    static void Look();
+    // To be called where the host may have just closed one.
+    static void LookAgain();
 
+    // As open(), never with the number of a stream, and not to be kept from it by a signal, as may
+    // happen on a file system of the network; closed on exec.
+    static int OpenFile(const char* path, int flags);
     // As socket(), never with the number of a stream; closed on exec.
     static int OpenSocket(int domain, int type, int protocol);
 

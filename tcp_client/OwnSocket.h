@@ -6,7 +6,7 @@
 
 class OwnSocket {
   public:
-    OwnSocket();
+    OwnSocket() = default;
     ~OwnSocket();
     OwnSocket(const OwnSocket&) = delete;
     OwnSocket& operator=(const OwnSocket&) = delete;
@@ -25,7 +25,7 @@ class OwnSocket {
 
   private:
     static MutexLock lock_;
-    static OwnSocket* newest_;  // of all that there are, guarded by lock_
+    static OwnSocket* newest_;  // of all that are open, guarded by lock_
 
     void CloseLocked();
 

@@ -15,6 +15,7 @@ constexpr std::int64_t kEndless = 0x7FFF0000;  // recorders write such numbers
 constexpr std::int64_t kMinFormatBytes = 16;
 constexpr std::int64_t kMaxFormatBytes = 4096;
 constexpr std::size_t kBytesPerSecondAt = 16;  // in the chunk with its name and length
+constexpr std::size_t kBytesOfBlockAt = 20;    // two bytes
 
 std::int64_t Number(const char* bytes) {
     std::array<unsigned char, 4> digits;
@@ -78,6 +79,10 @@ std::int64_t WavHeader::BytesPerSecond() const {
     return Number(&format[kBytesPerSecondAt]);
 }
 
+std::int64_t WavHeader::BytesOfBlock() const {
+    return Number(&format[kBytesOfBlockAt]) & 0xFFFF;
+}
+
 bool WavHeader::IsEndless() const {
     return data_bytes >= kEndless;
 }
@@ -105,7 +110,8 @@ std::optional<WavHeader> ReadWavHeader(InputFile& input) {
 }
 
 bool IsUnfinished(const WavHeader& header, InputFile& input) {
-    return header.data_bytes == 0 && !AreChunksFrom(header.data_begin, input);
+    return header.data_bytes == 0 && input.Length() - header.data_begin >= header.BytesOfBlock() &&
+           !AreChunksFrom(header.data_begin, input);
 }
 
 }  // namespace recognize

@@ -20,6 +20,7 @@ struct WavHeader {
 
     // 0 where the header does not tell.
     std::int64_t BytesPerSecond() const;
+    std::int64_t BytesOfBlock() const;
     // Whether a recorder left this length, which could not go back to write the true one.
     bool IsEndless() const;
 };

@@ -87,12 +87,10 @@ std::size_t WavStream::ReadSamples(std::span<char> bytes) {
     std::size_t count = 0;
     try {
         count = input_.ReadAt(data_begin_ + position_ - header_bytes_, bytes);
+        // The audio library looks at the first samples, and goes back to them.
+        if (input_.IsLive() && !is_open_) begin_.append(bytes.data(), count);
     } catch (...) {
         failure_ = std::current_exception();
-    }
-    // The audio library looks at the first samples, and goes back to them.
-    if (input_.IsLive() && !is_open_) {
-        begin_.append(bytes.data(), count);
     }
     position_ += static_cast<sf_count_t>(count);
     next_ = position_;

@@ -1,5 +1,6 @@
 #include "ArpaReader.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <unordered_map>
@@ -24,6 +25,7 @@ struct Ngram {
     double back_off = 1;
     double followers = 0;  // probability of all words that n-grams name behind this one
     double spared = 0;     // of these words, what they would have without this one's first word
+    double sum = 0;        // probability of whatever may follow
 };
 
 class ArpaReader {
@@ -48,7 +50,8 @@ class ArpaReader {
                           const Ngram& ngram);
     void CountFollower(const std::string& shorter, const std::string& word, double probability);
     double ShorterProbability(const std::string& shorter, const std::string& word) const;
-    void CheckSums(std::size_t order) const;
+    void CheckSums(std::size_t order);
+    double ShorterSum(const std::string& words) const;
     static double Logarithm(const TextLine& line, std::string_view number, double most);
 
     const std::vector<TextLine> lines_;
@@ -177,7 +180,7 @@ double ArpaReader::ShorterProbability(const std::string& shorter, const std::str
 
 // Of what may follow the n-grams below `order`, whose own section was just read. What no n-gram
 // names gets the rest of the shorter history's probability, by the back-off weight.
-void ArpaReader::CheckSums(std::size_t order) const {
+void ArpaReader::CheckSums(std::size_t order) {
     const auto add_up_to = [](double sum) {
         return " add up to " + std::to_string(sum) + ", which is more than 1";
     };
@@ -185,13 +188,20 @@ void ArpaReader::CheckSums(std::size_t order) const {
         throw ResourceError("the probabilities of the 1-grams" + add_up_to(all_words_));
     }
     if (order == 1) return;
-    for (const auto& [words, ngram] : known_[order - 2]) {
-        const double rest = ngram.back_off * std::max(1 - ngram.spared, 0.0);
-        const double sum = ngram.followers + rest;
-        if (sum <= kMostProbability) continue;
-        throw ResourceError(
-            ngram.line, "the probabilities of what may follow " + Quote(words) + add_up_to(sum));
+    for (auto& [words, ngram] : known_[order - 2]) {
+        const double rest = std::max(ShorterSum(words) - ngram.spared, 0.0);
+        ngram.sum = ngram.followers + ngram.back_off * rest;
+        if (ngram.sum <= kMostProbability) continue;
+        throw ResourceError(ngram.line, "the probabilities of what may follow " + Quote(words) +
+                                            add_up_to(ngram.sum));
     }
+}
+
+// Of whatever may follow `words` without the first of them: not 1 where words were taken out of a
+// model without changing the numbers, or where its maker took the mark of the beginning for a word.
+double ArpaReader::ShorterSum(const std::string& words) const {
+    const std::size_t blank = words.find(' ');
+    return blank == std::string::npos ? all_words_ : known_[0].at(words.substr(blank + 1)).sum;
 }
 
 // A logarithm to the base 10; small numbers are raised to -99, which stands for never.

@@ -266,7 +266,7 @@ TEST_F(ResourceTest, LanguageModelsAreChecked) {
         {"-0.25 a b", "-0.25 a c", "line 14: \"c\" is not among the 1-grams"},
         {"-1.5 A", "0.1 A", "line 8: \"0.1\" is no logarithm"},
         {"-1.5 A\n-99 </s>\n-2 b 0.1", "0 A\n0 </s>\n0 b", "the 1-grams add up to 3.0"},
-        {"-1.5 A\n", "-1.5 A 1\n", "line 8: the probabilities of what may follow \"a\" add up to"},
+        {"-1.5 A\n", "-1.5 A 2\n", "line 8: the probabilities of what may follow \"a\" add up to"},
         {"\\end\\", "", "ends before its \\end\\ line"}};
     for (const auto& [from, to, says] : spoiled) {
         std::string text = good;
