@@ -101,9 +101,13 @@ StandardStreams::Taken::Taken() : is_taking_(WasOneClosed()) {
 
 StandardStreams::Taken::~Taken() {
     if (!is_taking_) return;
-    const MutexGuard guard(g_lock);
-    // In the child of a fork there are none.
-    if (g_takers > 0 && --g_takers == 0) GiveBack();
+    const int error = errno;  // of what was opened
+    {
+        const MutexGuard guard(g_lock);
+        // In the child of a fork there are none.
+        if (g_takers > 0 && --g_takers == 0) GiveBack();
+    }
+    errno = error;
 }
 
 void StandardStreams::HoldStill() {
