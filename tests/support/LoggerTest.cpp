@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <chrono>
 #include <clocale>
+#include <filesystem>
 #include <iterator>
 #include <regex>
 #include <set>
@@ -117,23 +118,23 @@ TEST_F(LoggerTest, SurvivesALogThatTakesNoMoreAndSaysSoOnce) {
     }
 }
 
-// A file that is full while there is no descriptor for the next one, and a second later there is.
+// A file that is full while its folder is not there, and a second later it is.
 TEST_F(LoggerTest, GoesOnWhenAFaultAtAFullFileHasPassed) {
-    dir_.Write("full", LogXml(dir_.Path("full.log"), "error", "%m%n",
+    const std::string folder = dir_.Path("logs");
+    dir_.Write("full", LogXml(folder + "/full.log", "error", "%m%n",
                               R"(<param name="MaxFileSize" value="8KB"/>)", "RollingFileAppender"));
     const ChildResult child = RunInChild([&] {
         Start("full");
-        rlimit files{};
-        getrlimit(RLIMIT_NOFILE, &files);
-        const rlimit none{0, files.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &none);
+        std::filesystem::rename(folder, folder + ".gone");
+        dir_.Write("logs", "a file");
         for (int i = 0; i < 3; ++i) Write(kLogError, std::string(8192, 'x'));
-        setrlimit(RLIMIT_NOFILE, &files);
+        std::filesystem::remove(folder);
+        std::filesystem::rename(folder + ".gone", folder);
         std::this_thread::sleep_for(std::chrono::milliseconds(1100));
         Write(kLogError, "after");
     });
     EXPECT_NE(child.err.find("Exception during rollover"), std::string::npos) << child.err;
-    EXPECT_EQ(Logged("full"), "after\n");
+    EXPECT_EQ(Logged("logs/full"), "after\n");
 }
 
 struct LogsWhenDestroyed {
