@@ -50,9 +50,10 @@ struct DecoderPool::Job {
     bool Yields() const { return settings.yields && settings.yields->load(); }
 
     const JobSettings settings;
-    const bool is_heavy;
+    bool is_heavy;  // or has turned out to be
     std::vector<std::int16_t> samples;
-    std::size_t decoded = 0;  // samples that the leased decoder has had
+    std::size_t decoded = 0;            // samples that the leased decoder has had
+    std::chrono::nanoseconds effort{};  // processor time of that decoder
     bool is_complete = false;
     bool is_cancelled = false;
     bool has_failed = false;  // once; it is begun anew when it is complete

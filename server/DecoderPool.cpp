@@ -1,16 +1,38 @@
 #include "DecoderPool.h"
 
+#include <time.h>
+
 #include <algorithm>
 #include <exception>
 #include <future>
+#include <stdexcept>
+#include <string>
 #include <utility>
 
+#include "AudioInput.h"
 #include "DecoderJob.h"
 #include "Failure.h"
 
 namespace orvx {
+namespace {
 
-DecoderPool::DecoderPool(const RecogniserFactory& factory, std::size_t decoders) {
+// Processor time of the calling thread.
+std::chrono::nanoseconds ThreadTime() {
+    timespec time{};
+    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
+
+std::string EffortText(std::chrono::milliseconds most, std::chrono::milliseconds speech) {
+    return std::to_string(most.count()) + " ms of work on " + std::to_string(speech.count()) +
+           " ms of speech were not enough; take a smaller resource";
+}
+
+}  // namespace
+
+DecoderPool::DecoderPool(const RecogniserFactory& factory, std::size_t decoders,
+                         const EffortLimits& effort_limits)
+    : effort_limits_(effort_limits) {
     Load(factory, decoders);
     for (Worker& worker : workers_) {
         worker.thread = std::thread(&DecoderPool::Run, this, &worker);
@@ -108,14 +130,7 @@ void DecoderPool::Run(Worker* worker) {
 // Decodes what there is of the worker's task. Returns with the lock held.
 void DecoderPool::Serve(Worker* worker, Lock* lock) {
     const JobHandle job = worker->task;
-    if (job->decoded == 0) {
-        const std::size_t opening = std::min(job->settings.opening_samples, job->samples.size());
-        const std::vector<std::int16_t> samples(
-            job->samples.begin(), job->samples.begin() + static_cast<std::ptrdiff_t>(opening));
-        lock->unlock();
-        worker->recogniser->Start(job->settings.task, samples);
-        lock->lock();
-    }
+    if (job->decoded == 0) StartJob(worker, lock);
     while (!is_stopping_ && !job->is_cancelled && DecodeSlice(worker, lock)) {
         if (!IsAnybodyWaiting()) continue;
         if (!job->is_complete) return;
@@ -129,6 +144,15 @@ void DecoderPool::Serve(Worker* worker, Lock* lock) {
     }
 }
 
+void DecoderPool::StartJob(Worker* worker, Lock* lock) {
+    Job& job = *worker->task;
+    const std::size_t opening = std::min(job.settings.opening_samples, job.samples.size());
+    const std::vector<std::int16_t> samples(
+        job.samples.begin(), job.samples.begin() + static_cast<std::ptrdiff_t>(opening));
+    job.effort = {};
+    Work(&job, lock, [&] { worker->recogniser->Start(job.settings.task, samples); });
+}
+
 // One slice, shorter only at the end of a complete job. False if there is none.
 bool DecoderPool::DecodeSlice(Worker* worker, Lock* lock) {
     Job& job = *worker->task;
@@ -138,10 +162,26 @@ bool DecoderPool::DecodeSlice(Worker* worker, Lock* lock) {
     const std::size_t count = std::min(left, kDecodedSliceSamples);
     const std::vector<std::int16_t> slice(from, from + static_cast<std::ptrdiff_t>(count));
     job.decoded += count;
-    lock->unlock();
-    worker->recogniser->Feed(slice);
-    lock->lock();
+    Work(&job, lock, [&] { worker->recogniser->Feed(slice); });
     return true;
+}
+
+// A call of the engine, without the lock. Throws if it has worked on this stretch for too long;
+// such a stretch is not tried again once it is complete.
+template <typename Call>
+void DecoderPool::Work(Job* job, Lock* lock, const Call& call) const {
+    lock->unlock();
+    const auto before = ThreadTime();
+    call();
+    const auto time = ThreadTime() - before;
+    lock->lock();
+    job->effort += time;
+    job->is_heavy = job->is_heavy || job->effort > effort_limits_.of_short;
+    const auto speech = std::chrono::milliseconds(job->samples.size() * 1000 / kSampleRateHz);
+    const auto most = effort_limits_.at_least + effort_limits_.times_speech * speech;
+    if (job->effort <= most) return;
+    job->has_failed = job->has_failed || job->is_complete;
+    throw std::runtime_error(EffortText(most, speech));
 }
 
 void DecoderPool::FinishJob(Worker* worker, Lock* lock) {

@@ -14,7 +14,9 @@
 //
 // A minute of noise takes a decoder the better part of a minute, and a second of speech several
 // seconds with a large grammar. So long stretches, and those, hold one decoder for certain, and the
-// others only as long as no short one waits.
+// others only as long as no short one waits. What keeps a decoder busy for twenty times as long as
+// somebody spoke, and for ten seconds more, is given up: no resource, however odd, costs more than
+// that before its stretch ends.
 #pragma once
 
 #include <atomic>
@@ -45,6 +47,14 @@ struct JobSettings {
     ListeningTask task{};
 };
 
+// How long an engine works on a stretch, in processor time.
+struct EffortLimits {
+    std::chrono::milliseconds of_short{3000};  // what takes longer counts as long
+    // It is given up beyond both together.
+    std::chrono::milliseconds at_least{10000};
+    int times_speech = 20;
+};
+
 struct JobResult {
     Heard heard;
     std::optional<std::string> engine_error;  // why there are none, if the engine failed
@@ -58,7 +68,8 @@ class DecoderPool {
     using Done = std::function<void(JobResult)>;
 
     // Loads all decoders, in parallel. Throws what the factory throws.
-    DecoderPool(const RecogniserFactory& factory, std::size_t decoders);
+    DecoderPool(const RecogniserFactory& factory, std::size_t decoders,
+                const EffortLimits& effort_limits = {});
     ~DecoderPool();
     DecoderPool(const DecoderPool&) = delete;
     DecoderPool& operator=(const DecoderPool&) = delete;
@@ -93,7 +104,10 @@ class DecoderPool {
     void Load(const RecogniserFactory& factory, std::size_t decoders);
     void Run(Worker* worker);
     void Serve(Worker* worker, Lock* lock);
+    void StartJob(Worker* worker, Lock* lock);
     bool DecodeSlice(Worker* worker, Lock* lock);
+    template <typename Call>
+    void Work(Job* job, Lock* lock, const Call& call) const;
     void FinishJob(Worker* worker, Lock* lock);
     void Fail(Worker* worker, Lock* lock, const std::string& what);
     void Deliver(Worker* worker, Lock* lock, JobResult result);
@@ -115,6 +129,7 @@ class DecoderPool {
     JobHandle NextComplete();
     void Forget(const JobHandle& job);
 
+    const EffortLimits effort_limits_;
     std::mutex mutex_;
     bool is_stopping_ = false;
     std::deque<OwnersJobs> complete_;  // jobs that wait, of the owner whose turn it is in front

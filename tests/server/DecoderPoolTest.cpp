@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <ctime>
 #include <future>
 #include <thread>
 
@@ -26,10 +27,18 @@ class DecoderPoolTest : public testing::Test {
         pool_.Feed(job, Audio(seconds));
         return job;
     }
-    Result Close(const Job& job) {
+    static Result CloseIn(DecoderPool* pool, const Job& job) {
         auto promise = std::make_shared<std::promise<JobResult>>();
-        pool_.Close(job, [promise](JobResult result) { promise->set_value(std::move(result)); });
+        pool->Close(job, [promise](JobResult result) { promise->set_value(std::move(result)); });
         return promise->get_future();
+    }
+    Result Close(const Job& job) { return CloseIn(&pool_, job); }
+    // Fed at once, with nothing decoded before the end.
+    static Result Send(DecoderPool* pool, std::size_t seconds, std::uint64_t owner,
+                       const ResourcePtr& with = nullptr) {
+        const Job job = pool->Open({owner, 31 * kSecond, 1, nullptr, {true, with}});
+        pool->Feed(job, Audio(seconds));
+        return CloseIn(pool, job);
     }
     static std::string Text(Result result) {
         EXPECT_EQ(result.wait_for(std::chrono::minutes(1)), std::future_status::ready);
@@ -122,32 +131,67 @@ TEST_F(DecoderPoolTest, LongAndHeavyStretchesLeaveAllDecodersButOneToOthers) {
     for (const ResourcePtr& resource : resources) {
         SCOPED_TRACE(resource ? resource->id : 0);
         DecoderPool pool(engine_.Factory(), 2);
-        std::vector<Result> results;
-        const auto close = [&](std::size_t seconds, std::uint64_t owner, const ResourcePtr& with) {
-            const Job job = pool.Open({owner, 31 * kSecond, 1, nullptr, {true, with}});
-            pool.Feed(job, Audio(seconds));
-            auto promise = std::make_shared<std::promise<JobResult>>();
-            results.push_back(promise->get_future());
-            pool.Close(job, [=](JobResult result) { promise->set_value(std::move(result)); });
-        };
         const std::size_t seconds = resource ? 2 : 20;
         const int before = engine_.Get().starts;
+        Result results[4];
         engine_.HoldUp();
-        close(seconds, 1, resource);
+        results[0] = Send(&pool, seconds, 1, resource);
         engine_.WaitForHeldUp(1);
         engine_.Set([&](auto* s) {
             s->on_next_feed = [&] {
-                close(seconds, 2, resource);
-                close(2, 3, nullptr);
+                results[1] = Send(&pool, seconds, 2, resource);
+                results[2] = Send(&pool, 2, 3);
             };
         });
-        close(seconds, 4, resource);
+        results[3] = Send(&pool, seconds, 4, resource);
         engine_.WaitForHeldUp(2);
         EXPECT_EQ(engine_.Get().starts, before + 3) << "the second long one is to be begun anew";
         engine_.GoOn();
         for (Result& result : results) Text(std::move(result));
         EXPECT_EQ(engine_.Get().starts, before + 5);
     }
+}
+
+TEST_F(DecoderPoolTest, AStretchThatTurnsOutHardGivesWayLikeALongOne) {
+    DecoderPool pool(engine_.Factory(), 2, {.of_short = std::chrono::milliseconds(0)});
+    Result results[3];
+    engine_.HoldUp();
+    results[0] = Send(&pool, 2, 1);
+    engine_.WaitForHeldUp(1);
+    engine_.Set([&](auto* s) { s->on_next_feed = [&] { results[1] = Send(&pool, 1, 2); }; });
+    results[2] = Send(&pool, 3, 3);
+    engine_.WaitForHeldUp(2);
+    EXPECT_EQ(engine_.Get().starts, 3) << "the second hard one is to be begun anew";
+    engine_.GoOn();
+    for (Result& result : results) Text(std::move(result));
+    EXPECT_EQ(engine_.Get().starts, 4);
+}
+
+TEST_F(DecoderPoolTest, AStretchThatIsTooMuchWorkIsGivenUp) {
+    using std::chrono::milliseconds;
+    const auto work = [] {
+        const std::clock_t end = std::clock() + CLOCKS_PER_SEC / 5;
+        while (std::clock() < end) continue;
+    };
+    const auto result_of_work = [&](DecoderPool* pool) {
+        engine_.Set([&](auto* s) { s->on_next_feed = work; });
+        return Text(Send(pool, 2, 1));
+    };
+    DecoderPool lenient(engine_.Factory(), 1, {.at_least = milliseconds(0), .times_speech = 1});
+    EXPECT_EQ(result_of_work(&lenient), Words(2));
+    DecoderPool strict(engine_.Factory(), 1, {.at_least = milliseconds(50), .times_speech = 0});
+    EXPECT_EQ(result_of_work(&strict),
+              "50 ms of work on 2000 ms of speech were not enough; take a "
+              "smaller resource");
+    EXPECT_EQ(engine_.Get().starts, 2) << "not tried again";
+    engine_.Set([&](auto* s) { s->on_next_feed = work; });
+    const Job job = strict.Open({1, 0, 1});
+    strict.Feed(job, Audio(1));
+    engine_.WaitFor([](const auto& s) { return s.starts == 3; });
+    EXPECT_EQ(Text(Send(&strict, 3, 2)), Words(3)) << "after it, for there is one decoder";
+    strict.Feed(job, Audio(1));
+    EXPECT_EQ(Text(CloseIn(&strict, job)), Words(2)) << "begun again at its end";
+    EXPECT_EQ(engine_.Get().starts, 5);
 }
 
 TEST_F(DecoderPoolTest, NobodyIsToldTheResultOfACancelledStretch) {
