@@ -161,6 +161,38 @@ static void ForkWithAnOpenSession(const char* path, const char* address) {
     EXPECT(engine.stop(session) == LEXO_ERR_NONE && engine.end() == LEXO_ERR_NONE);
 }
 
+static int Sockets(void) {
+    int count = 0;
+    for (int number = 0; number < 1000; ++number) {
+        struct stat is;
+        if (fstat(number, &is) == 0 && S_ISSOCK(is.st_mode)) ++count;
+    }
+    return count;
+}
+
+static const char* const* g_arguments;
+
+static void* KeepLoading(void* unused) {
+    while (!g_is_over) TakeTurn(g_arguments[1], g_arguments[2]);
+    return unused;
+}
+
+/* Children forked in the middle of whatever Init does hold no connection of it. */
+static void ForkBesideInit(void) {
+    const int before = Sockets();
+    pthread_t loader;
+    g_is_over = 0;
+    EXPECT(pthread_create(&loader, NULL, KeepLoading, NULL) == 0);
+    for (int i = 0; i < 200; ++i) {
+        int status = -1;
+        const pid_t child = fork();
+        if (child == 0) _exit(Sockets() - before);
+        EXPECT(waitpid(child, &status, 0) == child && status == 0);
+    }
+    g_is_over = 1;
+    pthread_join(loader, NULL);
+}
+
 int main(int argc, char** argv) {
     static Surroundings before;
     static Surroundings after;
@@ -177,5 +209,7 @@ int main(int argc, char** argv) {
     EXPECT(before.umask == after.umask && before.threads == after.threads);
     EXPECT(memcmp(before.streams, after.streams, sizeof before.streams) == 0);
     ForkWithAnOpenSession(argv[1], argv[2]);
+    g_arguments = (const char* const*)argv;
+    ForkBesideInit();
     return 0;
 }
