@@ -4,13 +4,23 @@
 #include <pthread.h>
 #include <unistd.h>
 
+// While one lives, its thread cannot be cancelled.
+class CancellationOff {
+  public:
+    CancellationOff() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &former_); }
+    ~CancellationOff() { pthread_setcancelstate(former_, nullptr); }
+    CancellationOff(const CancellationOff&) = delete;
+    CancellationOff& operator=(const CancellationOff&) = delete;
+
+  private:
+    int former_ = PTHREAD_CANCEL_ENABLE;
+};
+
 // close() is a cancellation point, and most descriptors are closed by destructors: a thread that
 // was cancelled would leave one by an exception there, which ends the process.
 inline void CloseDescriptor(int fd) {
-    int cancel_state = PTHREAD_CANCEL_ENABLE;
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state);
+    const CancellationOff off;
     ::close(fd);
-    pthread_setcancelstate(cancel_state, nullptr);
 }
 
 // Owns a descriptor; a negative one is none.

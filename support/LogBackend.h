@@ -44,8 +44,8 @@ class LogBackend {
     LogBackend(log4cxx::HierarchyPtr hierarchy, const char* logger_name);
     static std::unique_ptr<LogBackend> Configure(const char* path, const char* logger_name);
     bool HasAppender() const;
-    // Lets standard error take the place of log files that could not be opened, and appenders
-    // without a thread that of those that would have one.
+    // Lets standard error take the place of log files that could not be opened, appenders without a
+    // thread that of those that would have one, and lasting ones that of all other log files.
     void ReplaceUnfitAppenders();
     log4cxx::AppenderPtr FitAppender(const log4cxx::AppenderPtr& appender);
 

@@ -2,8 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -26,15 +24,7 @@ constinit MutexLock g_lock;  // guards what follows, and is never held for long
 constinit int g_takers = 0;
 constinit int g_taken[kStreams] = {-1, -1, -1};
 
-int OpenUninterrupted(const char* path, int flags) {
-    int fd;
-    do {
-        fd = ::open(path, flags | O_CLOEXEC, 0666);
-    } while (fd < 0 && errno == EINTR);
-    return fd;
-}
-
-// For where the places cannot be taken: the host has closed a stream just now, or has no /dev/null.
+// For where the places are not taken: the host has closed a stream just now.
 int AboveStreams(int fd) {
     if (fd < 0 || fd >= kStreams) return fd;
     g_was_one_closed = true;
@@ -60,11 +50,14 @@ bool WasOneClosed() {
     return g_was_one_closed;
 }
 
+// Something that is nowhere missing, and whose reading and writing fails as on a closed number.
+int TakePlace() {
+    return ::open("/", O_PATH | O_CLOEXEC);
+}
+
 // What the host has put there meanwhile, by open() or dup2(), is not.
 bool IsOurs(int fd) {
-    struct stat status {};
-    return ::fcntl(fd, F_GETFD) == FD_CLOEXEC && ::fstat(fd, &status) == 0 &&
-           S_ISCHR(status.st_mode) && status.st_rdev == makedev(1, 3);
+    return ::fcntl(fd, F_GETFD) == FD_CLOEXEC && (::fcntl(fd, F_GETFL) & O_PATH) != 0;
 }
 
 void GiveBack() {
@@ -87,15 +80,20 @@ int StandardStreams::OpenSocket(int domain, int type, int protocol) {
 
 int StandardStreams::OpenFile(const char* path, int flags) {
     const Taken taken;
-    return AboveStreams(OpenUninterrupted(path, flags));
+    int fd;
+    do {
+        fd = ::open(path, flags | O_CLOEXEC, 0666);
+    } while (fd < 0 && errno == EINTR);
+    return AboveStreams(fd);
 }
 
 StandardStreams::Taken::Taken() : is_taking_(WasOneClosed()) {
     if (!is_taking_) return;
+    const CancellationOff off;  // who is counted must give the places back
     const MutexGuard guard(g_lock);
     ++g_takers;
     for (int fd = 0; fd < kStreams; ++fd) {
-        if (g_taken[fd] < 0 && IsClosed(fd)) g_taken[fd] = OpenUninterrupted("/dev/null", O_RDWR);
+        if (g_taken[fd] < 0 && IsClosed(fd)) g_taken[fd] = TakePlace();
     }
 }
 

@@ -87,6 +87,16 @@ void Batch::Work(std::unique_ptr<Session>* session) {
     }
 }
 
+// A half-sent utterance is left behind with its session, and so is one that got no memory for its
+// texts. Otherwise it is kept: to stop it would take as long as the slowest answer that others wait
+// for.
+bool Batch::IsSpoilt(const Session& session, Lexo_ErrCode code) {
+    if (session.Mode() == StreamMode::kOneShot) {
+        return code == LEXO_ERR_MEMORY;
+    }
+    return code != LEXO_ERR_NONE && code != LEXO_ERR_NO_VOICE_INPUT;
+}
+
 FileOutcome Batch::RecognizeOne(std::size_t index, std::unique_ptr<Session>* session) {
     const auto formatter = MakeFormatter(options_.format, ContextOf(index));
     output_.Result(index, formatter->Begin());
@@ -99,11 +109,7 @@ FileOutcome Batch::RecognizeOne(std::size_t index, std::unique_ptr<Session>* ses
     } catch (const EngineError& error) {
         outcome.failure = Failure{error.Code(), error.Meaning()};
     }
-    // A half-sent utterance is left behind with its session. Otherwise that is kept: to stop it
-    // would take as long as the slowest answer that others wait for.
-    if (outcome.failure && *session != nullptr && (*session)->Mode() != StreamMode::kOneShot &&
-        outcome.failure->code != LEXO_ERR_NONE &&
-        outcome.failure->code != LEXO_ERR_NO_VOICE_INPUT) {
+    if (outcome.failure && *session != nullptr && IsSpoilt(**session, outcome.failure->code)) {
         session->reset();
     }
     output_.Result(index, formatter->Finish(outcome));

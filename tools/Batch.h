@@ -34,6 +34,7 @@ class Batch {
     void Work(std::unique_ptr<Session>* session);
     // Returns the outcome; `session` is null afterwards when it should not be used again.
     FileOutcome RecognizeOne(std::size_t index, std::unique_ptr<Session>* session);
+    static bool IsSpoilt(const Session& session, Lexo_ErrCode code);
     FileOutcome Exchange(std::size_t index, Session& session, ResultFormatter& formatter);
     std::unique_ptr<Session> OpenSession() const;
     FileContext ContextOf(std::size_t index) const;

@@ -108,11 +108,15 @@ void ContainerSource::JudgeHeader(const SF_INFO& info) {
 }
 
 std::size_t ContainerSource::Read(std::span<float> samples) {
-    if (input_.IsLive() && frames_left_ <= 0) {
-        return 0;  // whoever wrote it may keep the pipe open
+    std::size_t wanted = samples.size() / wanted_channels_;
+    if (input_.IsLive()) {  // whoever wrote it may keep the pipe open behind its last sample
+        wanted = static_cast<std::size_t>(
+            std::clamp<sf_count_t>(frames_left_, 0, static_cast<sf_count_t>(wanted)));
+        if (wanted == 0) {
+            return 0;
+        }
     }
     input_.WaitForBytes();
-    const std::size_t wanted = samples.size() / wanted_channels_;
     const std::size_t count = ReadFrames(wanted);
     if (count < wanted) {
         JudgeEnd();

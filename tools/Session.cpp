@@ -132,18 +132,23 @@ Lexo_ErrCode Session::Exchange(std::string_view audio, bool is_data_over,
     if (audio.size() > INT_MAX) {
         return LEXO_ERR_PARAM_INVALID;
     }
-    Lexo_RecogStatus status = 0;
-    const Lexo_ErrCode code = [&] {
-        const AwaitedAnswer awaited;
-        return orvx_proxy_Recognize(handle_, audio.data(), static_cast<int>(audio.size()),
-                                    is_data_over ? 1 : 0, &status);
-    }();
-    if ((status & kResultWaits) == 0) {
-        return code;
+    try {
+        Lexo_RecogStatus status = 0;
+        const Lexo_ErrCode code = [&] {
+            const AwaitedAnswer awaited;
+            return orvx_proxy_Recognize(handle_, audio.data(), static_cast<int>(audio.size()),
+                                        is_data_over ? 1 : 0, &status);
+        }();
+        if ((status & kResultWaits) == 0) {
+            return code;
+        }
+        const bool is_good = code == LEXO_ERR_NONE || code == LEXO_ERR_NO_VOICE_INPUT;
+        const Lexo_ErrCode taken = TakeResult(is_good ? on_result : ResultHandler());
+        return is_good && taken != LEXO_ERR_NONE ? taken : code;
+    } catch (...) {  // there was no memory for the result, or for what is made of it
+        TakeResult({});
+        throw;
     }
-    const bool is_good = code == LEXO_ERR_NONE || code == LEXO_ERR_NO_VOICE_INPUT;
-    const Lexo_ErrCode taken = TakeResult(is_good ? on_result : ResultHandler());
-    return is_good && taken != LEXO_ERR_NONE ? taken : code;
 }
 
 Lexo_ErrCode Session::TakeResult(const ResultHandler& on_result) {

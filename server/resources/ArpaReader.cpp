@@ -188,13 +188,18 @@ void ArpaReader::CheckSums(std::size_t order) {
         throw ResourceError("the probabilities of the 1-grams" + add_up_to(all_words_));
     }
     if (order == 1) return;
-    for (auto& [words, ngram] : known_[order - 2]) {
+    const std::pair<const std::string, Ngram>* first_wrong = nullptr;
+    for (auto& entry : known_[order - 2]) {
+        auto& [words, ngram] = entry;
         const double rest = std::max(ShorterSum(words) - ngram.spared, 0.0);
         ngram.sum = ngram.followers + ngram.back_off * rest;
         if (ngram.sum <= kMostProbability) continue;
-        throw ResourceError(ngram.line, "the probabilities of what may follow " + Quote(words) +
-                                            add_up_to(ngram.sum));
+        if (!first_wrong || ngram.line < first_wrong->second.line) first_wrong = &entry;
     }
+    if (!first_wrong) return;
+    const auto& [words, ngram] = *first_wrong;
+    throw ResourceError(
+        ngram.line, "the probabilities of what may follow " + Quote(words) + add_up_to(ngram.sum));
 }
 
 // Of whatever may follow `words` without the first of them: not 1 where words were taken out of a

@@ -206,6 +206,16 @@ TEST_F(HostFaultsTest, AsADaemonWithoutStandardStreams) {
         });
         for (int i = 0; i < 200; ++i) wrong += Session("freetalk").Recognize() == kGood ? 0 : 1;
         reader = {};
+        Session session("freetalk");
+        const auto end = [](void* with) -> void* {
+            ::pthread_cancel(::pthread_self());
+            static_cast<Session*>(with)->Recognize();
+            return nullptr;
+        };
+        pthread_t cancelled;
+        wrong += ::pthread_create(&cancelled, nullptr, end, &session);
+        wrong += ::pthread_join(cancelled, nullptr);
+        wrong += session.Recognize() == kGood ? 0 : 1;
         for (const int fd : {0, 1, 2}) wrong += ::fcntl(fd, F_GETFD) < 0 ? 0 : 100;
         ::_exit(wrong);
     }

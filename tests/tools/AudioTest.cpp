@@ -143,10 +143,15 @@ TEST_F(Audio, TakesWhatARecorderWritesAndHearsItBeforeTheEnd) {
     }
     const std::string list("LIST\4\0\0\0INFO", 12);
     EXPECT_EQ(Read(dir_.Write("b.wav", live.substr(0, 44) + list)), "");
-    ASSERT_EQ(::mkfifo(dir_.Path("open").c_str(), 0600), 0);
-    const UniqueFd held(::open(dir_.Path("open").c_str(), O_RDWR));  // the end does not come
+    const std::string pipe = dir_.Path("open");
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    const UniqueFd held(::open(pipe.c_str(), O_RDWR));  // the end does not come
+    WriteWav(file_, Tone(777, 1));
+    const std::string finished = ReadAll(file_);
+    ASSERT_EQ(::write(held.Get(), finished.data(), finished.size()), 44 + 2 * 777);
+    EXPECT_EQ(Read(pipe), finished.substr(44));
     ASSERT_EQ(::write(held.Get(), live.data(), 44 + 8000), 44 + 8000);
-    SpeechReader reader(dir_.Path("open"), {}, FindAudioFormat(kPcm16k16Bit));
+    SpeechReader reader(pipe, {}, FindAudioFormat(kPcm16k16Bit));
     EXPECT_EQ(reader.Next(200), Bytes(tone).substr(0, 6400));
     int ends[2];
     ASSERT_EQ(::pipe2(ends, O_NONBLOCK), 0);  // as whoever shares standard input may have made it
