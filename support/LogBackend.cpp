@@ -14,6 +14,7 @@
 #include <exception>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "FileDescriptor.h"
 #include "LogAppenders.h"
@@ -72,9 +73,12 @@ bool IsWritable(const log4cxx::FileAppender& file) {
     return FileDescriptor(StandardStreams::OpenFile(file.getFile().c_str(), kFlags)).IsOpen();
 }
 
+log4cxx::LayoutPtr UsualLayout() {
+    return std::make_shared<log4cxx::PatternLayout>("%d %-5p [%t] %m%n");
+}
+
 log4cxx::AppenderPtr StandardError() {
-    const auto appender = std::make_shared<log4cxx::ConsoleAppender>(
-        std::make_shared<log4cxx::PatternLayout>("%d %-5p [%t] %m%n"), "System.err");
+    const auto appender = std::make_shared<log4cxx::ConsoleAppender>(UsualLayout(), "System.err");
     appender->setEncoding("UTF-8");
     return appender;
 }
@@ -157,21 +161,28 @@ void LogBackend::ReplaceUnfitAppenders() {
     }
 }
 
+// One for each, however often it is attached: appenders lock only themselves.
+log4cxx::AppenderPtr LogBackend::FitAppender(const log4cxx::AppenderPtr& appender) {
+    const auto [fit, is_new] = fits_.try_emplace(appender);
+    if (is_new) fit->second = MakeFit(appender);
+    return fit->second;
+}
+
 // For files log4cxx's own way, a FallbackErrorHandler in the XML, was rejected: it reaches for the
 // default hierarchy, and so loads whatever log4cxx.properties lies in the host's current folder.
-log4cxx::AppenderPtr LogBackend::FitAppender(const log4cxx::AppenderPtr& appender) {
+log4cxx::AppenderPtr LogBackend::MakeFit(const log4cxx::AppenderPtr& appender) {
     if (const auto async = log4cxx::cast<log4cxx::AsyncAppender>(appender)) {
         std::vector<log4cxx::AppenderPtr> behind;
         for (const log4cxx::AppenderPtr& inner : async->getAllAppenders()) {
             if (auto fit = FitAppender(inner)) behind.push_back(std::move(fit));
         }
-        replaced_.push_back(appender);
         if (behind.empty()) return nullptr;
         return std::make_shared<AppenderWithoutThread>(*async, std::move(behind));
     }
+    // Without one, or with one of an unknown class, some would lose every line, others crash.
+    if (!appender->getLayout()) appender->setLayout(UsualLayout());
     const auto file = log4cxx::cast<log4cxx::FileAppender>(appender);
     if (!file) return appender;
-    replaced_.push_back(appender);
     if (IsWritable(*file)) return std::make_shared<LastingFileAppender>(file);
     return StandardError();
 }

@@ -11,9 +11,9 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <map>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "Logger.h"
 
@@ -45,15 +45,18 @@ class LogBackend {
     static std::unique_ptr<LogBackend> Configure(const char* path, const char* logger_name);
     bool HasAppender() const;
     // Lets standard error take the place of log files that could not be opened, appenders without a
-    // thread that of those that would have one, and lasting ones that of all other log files.
+    // thread that of those that would have one, and lasting ones that of all other log files; gives
+    // those without a layout the usual one.
     void ReplaceUnfitAppenders();
     log4cxx::AppenderPtr FitAppender(const log4cxx::AppenderPtr& appender);
+    log4cxx::AppenderPtr MakeFit(const log4cxx::AppenderPtr& appender);
 
     const pid_t owner_ = getpid();  // the process that it was made in
     const log4cxx::HierarchyPtr hierarchy_;
     const log4cxx::LoggerPtr logger_;
-    const log4cxx::LevelPtr levels_[4];           // log4cxx's level of each LogLevel
-    std::vector<log4cxx::AppenderPtr> replaced_;  // kept, as said above
+    const log4cxx::LevelPtr levels_[4];  // log4cxx's level of each LogLevel
+    // What takes the place of each appender, perhaps nothing; the former are kept, as said above.
+    std::map<log4cxx::AppenderPtr, log4cxx::AppenderPtr> fits_;
     LogBackend* former_ = nullptr;
     std::atomic_flag has_complained_;  // of a line that could not be written
 };

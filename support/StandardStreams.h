@@ -20,7 +20,7 @@ class StandardStreams {
     static int OpenSocket(int domain, int type, int protocol);
 
     // While one lives, nothing that is opened gets the number of a stream that was closed. What the
-    // host puts in its place meanwhile stays.
+    // host puts in its place meanwhile stays, but if it does so at the very moment of its end.
     class [[nodiscard]] Taken {
       public:
         Taken();

@@ -219,6 +219,21 @@ TEST_F(LoggerTest, LaterStartReplacesFileAndLevelAndAppends) {
     EXPECT_EQ(Logged("second"), "e\n");
 }
 
+TEST_F(LoggerTest, AppendersWithoutALayoutWriteAllTheSame) {
+    for (const char* appender : {"FileAppender", "net.SyslogAppender"}) {
+        std::string xml = LogXml(dir_.Path("x.log"), "warn", "%m%n", "", appender);
+        xml.replace(xml.find("PatternLayout"), 13, "PaternLayout");
+        dir_.Write("x", xml);
+        const ChildResult child = RunInChild([&] {
+            if (!Start("x")) std::puts("not started");
+            Write(kLogError, "a line");
+        });
+        EXPECT_TRUE(child.exited_normally) << appender;
+        EXPECT_EQ(child.out, "");
+    }
+    EXPECT_NE(ReadAll(dir_.Path("x.log")).find(" : (source.cpp:17) a line\n"), std::string::npos);
+}
+
 // In the C locale log4cxx alone could neither read the file nor create or roll the log.
 TEST_F(LoggerTest, FoldersMayHaveNonAsciiNames) {
     const std::string home = dir_.Path("h\xC3\xA9 \xE4\xBD\xA0");
