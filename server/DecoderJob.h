@@ -16,6 +16,7 @@ constexpr std::size_t kLongestShortSamples = 80000;
 constexpr std::size_t kMostGrammarSteps = 10000;
 constexpr std::size_t kMostNgrams = 50000;
 constexpr std::size_t kMostUserWords = 2000;
+constexpr std::size_t kMostKeywordBytes = 10000;
 
 inline bool IsHeavy(const Resource& resource) {
     if (const auto* const grammar = std::get_if<GrammarNetwork>(&resource.content)) {
@@ -25,6 +26,11 @@ inline bool IsHeavy(const Resource& resource) {
         std::size_t count = 0;
         for (const LanguageModel::Order& order : model->orders) count += order.count;
         return count > kMostNgrams;
+    }
+    if (const auto* const keywords = std::get_if<KeywordList>(&resource.content)) {
+        std::size_t bytes = 0;
+        for (const Keyword& keyword : *keywords) bytes += keyword.words.size();
+        return bytes > kMostKeywordBytes;
     }
     const auto* const words = std::get_if<UserWords>(&resource.content);
     return words != nullptr && words->size() > kMostUserWords;

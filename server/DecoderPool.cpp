@@ -131,17 +131,15 @@ void DecoderPool::Run(Worker* worker) {
 void DecoderPool::Serve(Worker* worker, Lock* lock) {
     const JobHandle job = worker->task;
     if (job->decoded == 0) StartJob(worker, lock);
-    while (!is_stopping_ && !job->is_cancelled && DecodeSlice(worker, lock)) {
+    while (!is_stopping_ && !job->is_cancelled) {
+        if (!DecodeSlice(worker, lock)) {
+            if (!job->is_complete || FinishJob(worker, lock)) return;
+        }
         if (!IsAnybodyWaiting()) continue;
         if (!job->is_complete) return;
         if (job->Yields() || MustGiveWay(*worker)) return TakeLease(worker);
     }
-    if (is_stopping_) return;
-    if (job->is_cancelled) {
-        worker->lease = nullptr;
-    } else if (job->is_complete) {
-        FinishJob(worker, lock);
-    }
+    if (!is_stopping_) worker->lease = nullptr;
 }
 
 void DecoderPool::StartJob(Worker* worker, Lock* lock) {
@@ -151,6 +149,7 @@ void DecoderPool::StartJob(Worker* worker, Lock* lock) {
         job.samples.begin(), job.samples.begin() + static_cast<std::ptrdiff_t>(opening));
     job.effort = {};
     Work(&job, lock, [&] { worker->recogniser->Start(job.settings.task, samples); });
+    CheckEffort(&job);
 }
 
 // One slice, shorter only at the end of a complete job. False if there is none.
@@ -163,11 +162,11 @@ bool DecoderPool::DecodeSlice(Worker* worker, Lock* lock) {
     const std::vector<std::int16_t> slice(from, from + static_cast<std::ptrdiff_t>(count));
     job.decoded += count;
     Work(&job, lock, [&] { worker->recogniser->Feed(slice); });
+    CheckEffort(&job);
     return true;
 }
 
-// A call of the engine, without the lock. Throws if it has worked on this stretch for too long;
-// such a stretch is not tried again once it is complete.
+// A call of the engine, without the lock.
 template <typename Call>
 void DecoderPool::Work(Job* job, Lock* lock, const Call& call) const {
     lock->unlock();
@@ -177,6 +176,11 @@ void DecoderPool::Work(Job* job, Lock* lock, const Call& call) const {
     lock->lock();
     job->effort += time;
     job->is_heavy = job->is_heavy || job->effort > effort_limits_.of_short;
+}
+
+// Throws if the engine has worked on this stretch for too long; such a stretch is not tried again
+// once it is complete.
+void DecoderPool::CheckEffort(Job* job) const {
     const auto speech = std::chrono::milliseconds(job->samples.size() * 1000 / kSampleRateHz);
     const auto most = effort_limits_.at_least + effort_limits_.times_speech * speech;
     if (job->effort <= most) return;
@@ -184,12 +188,17 @@ void DecoderPool::Work(Job* job, Lock* lock, const Call& call) const {
     throw std::runtime_error(EffortText(most, speech));
 }
 
-void DecoderPool::FinishJob(Worker* worker, Lock* lock) {
-    const std::size_t max_sentences = worker->task->settings.max_sentences;
-    lock->unlock();
-    JobResult result{worker->recogniser->Finish(max_sentences), std::nullopt};
-    lock->lock();
-    Deliver(worker, lock, std::move(result));
+// One step of the stretch's end. False if it takes more of them.
+bool DecoderPool::FinishJob(Worker* worker, Lock* lock) {
+    Job& job = *worker->task;
+    std::optional<Heard> heard;
+    Work(&job, lock, [&] { heard = worker->recogniser->Finish(job.settings.max_sentences); });
+    if (!heard) {
+        CheckEffort(&job);
+        return false;
+    }
+    Deliver(worker, lock, {std::move(*heard), std::nullopt});
+    return true;
 }
 
 void DecoderPool::Fail(Worker* worker, Lock* lock, const std::string& what) {

@@ -16,7 +16,7 @@
 // seconds with a large grammar. So long stretches, and those, hold one decoder for certain, and the
 // others only as long as no short one waits. What keeps a decoder busy for twenty times as long as
 // somebody spoke, and for ten seconds more, is given up: no resource, however odd, costs more than
-// that before its stretch ends.
+// that, but for the last step of a stretch's end.
 #pragma once
 
 #include <atomic>
@@ -82,7 +82,8 @@ class DecoderPool {
     // Nobody wants the result any more. A `done` that is being called is not waited for.
     void Cancel(const JobHandle& job);
 
-    // Abandons all jobs and ends the threads, after at most one slice or one Finish of each.
+    // Abandons all jobs and ends the threads, after at most one slice or one step of Finish of
+    // each.
     void Stop();
 
   private:
@@ -108,7 +109,8 @@ class DecoderPool {
     bool DecodeSlice(Worker* worker, Lock* lock);
     template <typename Call>
     void Work(Job* job, Lock* lock, const Call& call) const;
-    void FinishJob(Worker* worker, Lock* lock);
+    void CheckEffort(Job* job) const;
+    bool FinishJob(Worker* worker, Lock* lock);
     void Fail(Worker* worker, Lock* lock, const std::string& what);
     void Deliver(Worker* worker, Lock* lock, JobResult result);
 

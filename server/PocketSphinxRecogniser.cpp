@@ -80,7 +80,7 @@ class PocketSphinxRecogniser : public Recogniser {
 
     void Start(const ListeningTask& task, std::span<const std::int16_t> opening) override;
     void Feed(std::span<const std::int16_t> samples) override;
-    Heard Finish(std::size_t max_sentences) override;
+    std::optional<Heard> Finish(std::size_t max_sentences) override;
 
   private:
     void LoadDecoder();
@@ -89,6 +89,8 @@ class PocketSphinxRecogniser : public Recogniser {
     void Begin(const Resource* resource, std::span<const std::int16_t> opening);
     void End();
     void Push(std::span<const std::int16_t> samples);
+    std::vector<RecognisedSentence> Sentences(std::size_t max_sentences) const;
+    void ReadAgain();
     void AbandonStretch();
     void ForgetHistory();
     void AdaptTo(std::span<const std::int16_t> opening);
@@ -103,6 +105,8 @@ class PocketSphinxRecogniser : public Recogniser {
     ListeningTask task_;
     std::vector<std::int16_t> slice_;    // samples not yet processed
     std::vector<std::int16_t> stretch_;  // all of its samples, where they are needed once more
+    std::optional<std::size_t> reread_;  // how many of these have been
+    Heard heard_;                        // before they are
     bool is_started_ = false;
     bool is_spotting_ = false;  // keywords, at present
 };
@@ -132,7 +136,7 @@ const KeywordList* PocketSphinxRecogniser::Keywords() const {
     return task_.resource ? std::get_if<KeywordList>(&task_.resource->content) : nullptr;
 }
 
-// A decoder makes one search at a time, and that for keywords takes little.
+// A decoder makes one search at a time.
 bool PocketSphinxRecogniser::FindsKeywordsLater() const {
     return task_.wants_sentences && Keywords() != nullptr;
 }
@@ -142,6 +146,8 @@ void PocketSphinxRecogniser::Start(const ListeningTask& task,
     AbandonStretch();
     task_ = task;
     stretch_.clear();
+    reread_.reset();
+    heard_ = {};
     if (searches_->IsWornOut()) LoadDecoder();
     Begin(FindsKeywordsLater() ? nullptr : task_.resource.get(), opening);
 }
@@ -239,23 +245,35 @@ void PocketSphinxRecogniser::End() {
     }
 }
 
-Heard PocketSphinxRecogniser::Finish(std::size_t max_sentences) {
-    End();
-    Heard heard;
-    if (task_.wants_sentences) {
-        const bool is_grammar =
-            task_.resource && std::holds_alternative<GrammarNetwork>(task_.resource->content);
-        heard.sentences = ReadSentences(decoder_.get(), is_grammar, max_sentences);
+std::vector<RecognisedSentence> PocketSphinxRecogniser::Sentences(std::size_t max_sentences) const {
+    const bool is_grammar =
+        task_.resource && std::holds_alternative<GrammarNetwork>(task_.resource->content);
+    return ReadSentences(decoder_.get(), is_grammar, max_sentences);
+}
+
+void PocketSphinxRecogniser::ReadAgain() {
+    const std::span<const std::int16_t> left = std::span(stretch_).subspan(*reread_);
+    const std::size_t count = std::min(kSliceSamples, left.size());
+    Push(left.first(count));
+    *reread_ += count;
+}
+
+std::optional<Heard> PocketSphinxRecogniser::Finish(std::size_t max_sentences) {
+    if (reread_ && *reread_ < stretch_.size()) {
+        ReadAgain();
+        return std::nullopt;
     }
-    if (FindsKeywordsLater()) {
+    End();
+    if (!reread_ && task_.wants_sentences) heard_.sentences = Sentences(max_sentences);
+    if (!reread_ && FindsKeywordsLater()) {
         Begin(task_.resource.get(), stretch_);
-        Push(stretch_);
-        End();
+        reread_ = 0;
+        return std::nullopt;
     }
     if (const KeywordList* const list = Keywords()) {
-        heard.keywords = ReadKeywords(decoder_.get(), *list);
+        heard_.keywords = ReadKeywords(decoder_.get(), *list);
     }
-    return heard;
+    return std::exchange(heard_, {});
 }
 
 }  // namespace

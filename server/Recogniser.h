@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -68,8 +69,9 @@ class Recogniser {
     // The next samples, 16 kHz mono.
     virtual void Feed(std::span<const std::int16_t> samples) = 0;
     // Ends the stretch: at most `max_sentences` (at least 1) different readings of it, none when no
-    // word was heard.
-    virtual Heard Finish(std::size_t max_sentences) = 0;
+    // word was heard. Nothing, if that takes more time: to be called again then, with the same
+    // number, until something comes.
+    virtual std::optional<Heard> Finish(std::size_t max_sentences) = 0;
 };
 
 // Makes one more recogniser; called by several threads at once. Throws std::exception when the

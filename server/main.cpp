@@ -145,8 +145,10 @@ int main(int argc, char** argv) {
     OpenStandardStreams();
     orvx::ParsedOptions parsed = orvx::ParseOptions(argc, argv);
     if (!parsed.options) return parsed.exit_status;
-    // Where the reader of the log goes away, lines are lost, not the server.
+    // Where the reader of the log goes away, or a limit of files is reached, lines are lost, not
+    // the server.
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     NeverWaitFor(STDERR_FILENO);
     GiveMemoryBack();
     StartLogging(*parsed.options);

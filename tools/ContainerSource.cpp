@@ -12,7 +12,8 @@ namespace recognize {
 
 namespace {
 
-constexpr int kMaxChannels = 64;  // these two bound the buffers for a nonsensical header
+constexpr int kMaxChannels = 64;  // these bound the buffers for a nonsensical header
+constexpr int kMinRate = 1000;
 constexpr int kMaxRate = 768000;
 
 constexpr double kToleratedGap = 0.01;  // seconds; headers are not always exact
@@ -74,8 +75,9 @@ void ContainerSource::RequireUsable(const SF_INFO& info) const {
     if (info.channels > kMaxChannels) {
         throw AudioError("has too many channels");
     }
-    if (info.samplerate > kMaxRate) {
-        throw AudioError("has a rate above " + std::to_string(kMaxRate) + " Hz");
+    if (info.samplerate < kMinRate || info.samplerate > kMaxRate) {
+        throw AudioError("has a rate of " + std::to_string(info.samplerate) + " Hz; it must be " +
+                         std::to_string(kMinRate) + " to " + std::to_string(kMaxRate));
     }
     if (wanted_channels_ > 1 && static_cast<std::size_t>(info.channels) != wanted_channels_) {
         throw AudioError("has " + std::to_string(info.channels) + " of the " +

@@ -4,6 +4,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <string_view>
@@ -30,9 +31,32 @@ constexpr char kConfiguration[] = R"(<?xml version="1.0" encoding="UTF-8" ?>
 </log4j:configuration>
 )";
 
-// What stands before the server's text, and between it and the code.
-constexpr std::string_view kMark = " Server response error ";
-constexpr std::string_view kBehindCode = ", ";
+// What stands around the server's words: that it cannot recognise, or grants no access.
+struct Marks {
+    std::string_view before;
+    std::string_view behind_code;
+    std::string_view end;
+};
+constexpr Marks kMarks[] = {{" Server response error ", ", ", ""},
+                            {" Server response:", ":[", "]"}};
+
+std::string_view WordsIn(std::string_view message) {
+    for (const Marks& marks : kMarks) {
+        const std::size_t found = message.find(marks.before);
+        if (found == message.npos) {
+            continue;
+        }
+        const std::size_t code = found + marks.before.size();
+        const std::size_t code_end =
+            std::min(message.find(marks.behind_code, code), message.size());
+        message.remove_prefix(std::min(code_end + marks.behind_code.size(), message.size()));
+        if (message.ends_with(marks.end)) {
+            message.remove_suffix(marks.end.size());
+        }
+        return message;
+    }
+    return {};
+}
 
 std::string ThisThread() {
     char text[32];
@@ -96,16 +120,14 @@ std::string EngineLog::ServerWords() const {
     const std::string thread = ThisThread();
     std::string words;
     for (std::size_t begin = 0; begin < text.size();) {
-        const std::size_t end = std::min(text.find('\n', begin), text.size());
-        const std::string_view line = std::string_view(text).substr(begin, end - begin);
+        // The server's words may have lines, too.
+        const std::size_t end = std::min(text.find("\n0x", begin), text.size() - 1);
+        const std::string_view message = std::string_view(text).substr(begin, end - begin);
         begin = end + 1;
-        const std::size_t mark = line.find(kMark);
-        if (!line.starts_with(thread) || mark == std::string_view::npos) {
-            continue;
+        const std::string_view found = message.starts_with(thread) ? WordsIn(message) : "";
+        if (!found.empty()) {
+            words = found;
         }
-        const std::size_t code_end = line.find(kBehindCode, mark + kMark.size());
-        words =
-            code_end == std::string_view::npos ? "" : line.substr(code_end + kBehindCode.size());
     }
     return words;
 }

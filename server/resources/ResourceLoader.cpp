@@ -14,6 +14,7 @@
 #include "GrammarReaders.h"
 #include "LogText.h"
 #include "ResourceError.h"
+#include "TextLines.h"
 #include "WordLists.h"
 
 namespace orvx {
@@ -182,7 +183,9 @@ ResourceLoader::Loaded ResourceLoader::Compile(ResourceFormat format, std::strin
                        "the resources of all requests take as much memory as this server has for "
                        "them; try again later"};
     }
-    ResourcePtr resource = Keep(Read(format, bytes));
+    const bool has_returns = bytes.find('\r') != std::string_view::npos;
+    const std::string changed = has_returns ? WithLineFeeds(bytes) : std::string();
+    ResourcePtr resource = Keep(Read(format, has_returns ? changed : bytes));
     cache_.Add(format, bytes, resource);
     return resource;
 } catch (const ResourceError& error) {

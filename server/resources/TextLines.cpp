@@ -13,6 +13,19 @@ constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 }  // namespace
 
+std::string WithLineFeeds(std::string_view text) {
+    std::string changed;
+    changed.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '\r') {
+            changed += text[i];
+        } else if (text.substr(i + 1, 1) != "\n") {
+            changed += '\n';
+        }
+    }
+    return changed;
+}
+
 std::vector<TextLine> SplitLines(std::string_view text, std::size_t most) {
     if (text.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
         text.remove_prefix(kByteOrderMark.size());

@@ -110,24 +110,34 @@ TEST_F(DecoderPoolTest, OwnersTakeTurnsAndThoseThatYieldComeLast) {
 }
 
 TEST_F(DecoderPoolTest, AStretchThatYieldsGivesItsDecoderBack) {
-    const Job job = Speak(30, {1, 31 * kSecond, 1, std::make_shared<std::atomic<bool>>(true)});
-    std::promise<Result> prompt;
-    engine_.Set([&](FakeEngineState* s) {
-        s->on_next_feed = [&] { prompt.set_value(Close(Speak(1, {2, 0, 1}))); };
-    });
-    EXPECT_EQ(Text(job), Words(30));
-    EXPECT_EQ(Text(prompt.get_future().get()), Words(1));
-    EXPECT_EQ(engine_.Get().finished.front(), Words(1));
-    EXPECT_EQ(engine_.Get().starts, 3) << "the one that yields begins anew";
+    engine_.Set([](auto* s) { s->first_steps = 2; });
+    for (const bool at_its_end : {false, true}) {
+        SCOPED_TRACE(at_its_end);
+        const int before = engine_.Get().starts;
+        std::promise<Result> prompt;
+        engine_.Set([&](FakeEngineState* s) {
+            (at_its_end ? s->on_next_step : s->on_next_feed) = [&] {
+                prompt.set_value(Close(Speak(1, {2, 0, 1})));
+            };
+        });
+        const Job job = Speak(30, {1, 31 * kSecond, 1, std::make_shared<std::atomic<bool>>(true)});
+        EXPECT_EQ(Text(job), Words(30));
+        EXPECT_EQ(Text(prompt.get_future().get()), Words(1));
+        const auto finished = engine_.Get().finished;
+        EXPECT_EQ(finished[finished.size() - 2], Words(1));
+        EXPECT_EQ(engine_.Get().starts, before + 3) << "the one that yields begins anew";
+    }
 }
 
 TEST_F(DecoderPoolTest, LongAndHeavyStretchesLeaveAllDecodersButOneToOthers) {
     GrammarNetwork grammar;
     grammar.arcs.resize(10001);
     const LanguageModel model{{{20000, ""}, {30001, ""}}};
+    const KeywordList keywords(101, {"", std::string(100, 'k'), 0});
     const ResourcePtr resources[] = {nullptr, std::make_shared<Resource>(Resource{1, grammar}),
                                      std::make_shared<Resource>(Resource{2, model}),
-                                     std::make_shared<Resource>(Resource{3, UserWords(2001)})};
+                                     std::make_shared<Resource>(Resource{3, UserWords(2001)}),
+                                     std::make_shared<Resource>(Resource{4, keywords})};
     for (const ResourcePtr& resource : resources) {
         SCOPED_TRACE(resource ? resource->id : 0);
         DecoderPool pool(engine_.Factory(), 2);

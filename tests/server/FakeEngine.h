@@ -11,6 +11,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -32,6 +33,8 @@ struct FakeEngineState {
     bool fails_feed = false;             // Feed throws
     bool fails_finish = false;           // Finish throws
     std::function<void()> on_next_feed;  // runs once, on the decoder's thread
+    std::function<void()> on_next_step;  // of Finish's; the same
+    int first_steps = 0;                 // of each stretch's, before what Finish does
 
     std::size_t keywords = 1;  // that are spotted in a stretch
 
@@ -93,6 +96,7 @@ class FakeEngine {
             const std::lock_guard lock(shared_->mutex);
             task_ = task;
             samples_ = 0;
+            steps_ = 0;
             ++state_.starts;
             state_.longest_opening = std::max(state_.longest_opening, opening.size());
             shared_->changed.notify_all();
@@ -114,8 +118,16 @@ class FakeEngine {
             state_.samples_fed += samples.size();
         }
 
-        Heard Finish(std::size_t max_sentences) override {
+        std::optional<Heard> Finish(std::size_t max_sentences) override {
             std::unique_lock lock(shared_->mutex);
+            if (steps_ < state_.first_steps) {
+                ++steps_;
+                if (const auto action = std::exchange(state_.on_next_step, nullptr)) {
+                    lock.unlock();
+                    action();
+                }
+                return std::nullopt;
+            }
             ++state_.held_up;
             shared_->changed.notify_all();
             shared_->changed.wait(lock, [&] { return !state_.is_held_up; });
@@ -142,6 +154,7 @@ class FakeEngine {
         FakeEngineState& state_ = shared_->state;
         ListeningTask task_;
         std::size_t samples_ = 0;
+        int steps_ = 0;
     };
 
     const std::shared_ptr<Shared> shared_ = std::make_shared<Shared>();

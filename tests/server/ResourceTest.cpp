@@ -109,6 +109,7 @@ TEST_F(ResourceTest, JsgfLetsBeSaidWhatItsRulesSay) {
         EXPECT_EQ(ShowGrammar(kJsgf, "\xEF\xBB\xBF#JSGF V1.0;\r\ngrammar g;\r\n" + rules), said)
             << rules;
     }
+    EXPECT_EQ(ShowGrammar(kJsgf, "#JSGF V1.0;\rgrammar g;\r// comment\rpublic <x> = a;\r"), "a");
 }
 
 TEST_F(ResourceTest, WrongJsgfIsRefusedWithItsLine) {
@@ -193,6 +194,9 @@ TEST_F(ResourceTest, AbnfIsTakenAsFarAsItCanBeFollowed) {
 
 TEST_F(ResourceTest, ListsAreReadLineByLine) {
     EXPECT_EQ(ShowGrammar(kWordList, "# cards\r\na b\r\n\n  C \td\n"), "a b|c d");
+    EXPECT_EQ(ShowGrammar(kWordList, "# cards\ra b\r\r  C \td\r"), "a b|c d");
+    EXPECT_EQ(ShowGrammar(kWordList, "a\r\nb\rb x"),
+              "17 resource: not in the dictionary: \"x\" (line 3)");
     EXPECT_EQ(ShowGrammar(kWordList, "\n#\n"), "17 resource: the list of phrases is empty");
     EXPECT_EQ(ShowGrammar(kWordList, "a\nb x\n"),
               "17 resource: not in the dictionary: \"x\" (line 2)");

@@ -171,10 +171,13 @@ TEST_F(Audio, TakesWhatARecorderWritesAndHearsItBeforeTheEnd) {
 TEST_F(Audio, TellsWhatCannotBeRead) {
     WriteSound(dir_.Path("cut.flac"), SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 16000, 1, Tone(16000, 2));
     std::filesystem::resize_file(dir_.Path("cut.flac"), 30);
-    WriteSound(dir_.Path("fast.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2000000000, 1,
-               Tone(16000, 2));
+    for (const int rate : {999, 2000000000}) {
+        WriteSound(dir_.Path(std::to_string(rate)), SF_FORMAT_WAV | SF_FORMAT_PCM_16, rate, 1,
+                   Tone(16000, 2));
+    }
     const std::pair<std::string, const char*> cases[] = {
-        {dir_.Path("fast.wav"), "rate above 768000 Hz"},
+        {dir_.Path("999"), "has a rate of 999 Hz; it must be 1000 to 768000"},
+        {dir_.Path("2000000000"), "has a rate of 2000000000 Hz"},
         {dir_.Path("missing.wav"), "No such file"},
         {dir_.Path(""), "folder"},
         {"/dev/null", "device"},

@@ -120,6 +120,21 @@ TEST_F(Tool, GoesOnAfterFilesThatFail) {
     }
 }
 
+TEST_F(Tool, TellsTheServersOwnWords) {
+    server_.Then(scripted::Answer(scripted::Echo([](auto& answer) {
+        answer.set_error_no(17);
+        answer.set_error_desc("wrong, they say:\nline 2]");
+    })));
+    server_.Then(scripted::Answer(scripted::EchoAccess([](auto& access) {
+        access.set_error_no(5);
+        access.set_error_desc("come [back]\nlater");
+    })));
+    setup_ = "unset QUORLAN_HOME;";  // with a home of its own
+    const ToolResult result = Run({Sound(1), Sound(2)});
+    ExpectTold(result.err, {"the server says: wrong, they say: line 2]\n",
+                            "the server says: come [back] later\n"});
+}
+
 TEST_F(Tool, ReadsStandardInputAndWarnsOfWhatIsCut) {
     const std::string content = ReadAll(Sound(7));
     const std::tuple<std::string, Strings, std::string, int> cases[] = {
