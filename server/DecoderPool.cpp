@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <exception>
 #include <future>
-#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -120,6 +119,9 @@ void DecoderPool::Run(Worker* worker) {
             Serve(worker, &lock);
         } catch (const std::exception& error) {
             if (!lock.owns_lock()) lock.lock();
+            // While it was open less of it was known.
+            const bool is_final = dynamic_cast<const TooHard*>(&error) != nullptr;
+            if (is_final && worker->task->is_complete) worker->task->has_failed = true;
             Fail(worker, &lock, FailureText(error));
         }
         worker->task = nullptr;
@@ -147,9 +149,11 @@ void DecoderPool::StartJob(Worker* worker, Lock* lock) {
     const std::size_t opening = std::min(job.settings.opening_samples, job.samples.size());
     const std::vector<std::int16_t> samples(
         job.samples.begin(), job.samples.begin() + static_cast<std::ptrdiff_t>(opening));
+    lock->unlock();
+    // Not counted: it clears away what the stretch before has left.
+    worker->recogniser->Start(job.settings.task, samples);
+    lock->lock();
     job.effort = {};
-    Work(&job, lock, [&] { worker->recogniser->Start(job.settings.task, samples); });
-    CheckEffort(&job);
 }
 
 // One slice, shorter only at the end of a complete job. False if there is none.
@@ -162,7 +166,7 @@ bool DecoderPool::DecodeSlice(Worker* worker, Lock* lock) {
     const std::vector<std::int16_t> slice(from, from + static_cast<std::ptrdiff_t>(count));
     job.decoded += count;
     Work(&job, lock, [&] { worker->recogniser->Feed(slice); });
-    CheckEffort(&job);
+    CheckEffort(job);
     return true;
 }
 
@@ -178,14 +182,10 @@ void DecoderPool::Work(Job* job, Lock* lock, const Call& call) const {
     job->is_heavy = job->is_heavy || job->effort > effort_limits_.of_short;
 }
 
-// Throws if the engine has worked on this stretch for too long; such a stretch is not tried again
-// once it is complete.
-void DecoderPool::CheckEffort(Job* job) const {
-    const auto speech = std::chrono::milliseconds(job->samples.size() * 1000 / kSampleRateHz);
+void DecoderPool::CheckEffort(const Job& job) const {
+    const auto speech = std::chrono::milliseconds(job.samples.size() * 1000 / kSampleRateHz);
     const auto most = effort_limits_.at_least + effort_limits_.times_speech * speech;
-    if (job->effort <= most) return;
-    job->has_failed = job->has_failed || job->is_complete;
-    throw std::runtime_error(EffortText(most, speech));
+    if (job.effort > most) throw TooHard(EffortText(most, speech));
 }
 
 // One step of the stretch's end. False if it takes more of them.
@@ -194,7 +194,7 @@ bool DecoderPool::FinishJob(Worker* worker, Lock* lock) {
     std::optional<Heard> heard;
     Work(&job, lock, [&] { heard = worker->recogniser->Finish(job.settings.max_sentences); });
     if (!heard) {
-        CheckEffort(&job);
+        CheckEffort(job);
         return false;
     }
     Deliver(worker, lock, {std::move(*heard), std::nullopt});

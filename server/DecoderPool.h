@@ -15,8 +15,8 @@
 // A minute of noise takes a decoder the better part of a minute, and a second of speech several
 // seconds with a large grammar. So long stretches, and those, hold one decoder for certain, and the
 // others only as long as no short one waits. What keeps a decoder busy for twenty times as long as
-// somebody spoke, and for ten seconds more, is given up: no resource, however odd, costs more than
-// that, but for the last step of a stretch's end.
+// somebody spoke, and for ten seconds more, is given up; only a single call of the engine cannot
+// be.
 #pragma once
 
 #include <atomic>
@@ -109,7 +109,7 @@ class DecoderPool {
     bool DecodeSlice(Worker* worker, Lock* lock);
     template <typename Call>
     void Work(Job* job, Lock* lock, const Call& call) const;
-    void CheckEffort(Job* job) const;
+    void CheckEffort(const Job& job) const;
     bool FinishJob(Worker* worker, Lock* lock);
     void Fail(Worker* worker, Lock* lock, const std::string& what);
     void Deliver(Worker* worker, Lock* lock, JobResult result);

@@ -14,6 +14,7 @@ constexpr std::chrono::seconds kStaleAfter{1};
 }  // namespace
 
 void DecoderPool::Schedule() {
+    if (is_stopping_) return;
     GiveLeaseholdersTheirEnds();
     GiveCompleteJobs();
     if (!complete_.empty()) return;

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <stdexcept>
 #include <string_view>
 #include <tuple>
 
@@ -30,7 +29,7 @@ void CheckKeywords(ps_decoder_t* decoder) {
          segment = ps_seg_next(segment)) {
         if (++spotted <= kMostSpotted) continue;
         ps_seg_free(segment);
-        throw std::runtime_error("keywords were spotted everywhere: their thresholds are too low");
+        throw TooHard("keywords were spotted everywhere: their thresholds are too low");
     }
 }
 

@@ -9,6 +9,7 @@
 #include <array>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <functional>
 #include <optional>
 #include <stdexcept>
@@ -38,12 +39,21 @@ using Config = std::unique_ptr<cmd_ln_t, FreeConfig>;
 using Decoder = std::unique_ptr<ps_decoder_t, FreeDecoder>;
 using FrontEnd = std::unique_ptr<fe_t, FreeFrontEnd>;
 
-void PrintMessage(void* is_verbose, err_lvl_t level, const char* format, ...) {
-    if (is_verbose == nullptr && level < ERR_FATAL) return;  // over which it ends the process
+// How many words ended in each 10 ms of the stretch that this thread has decoded. PocketSphinx
+// tells it nowhere else than in its messages.
+thread_local int g_words_in_frame = 0;
+
+void TakeMessage(void* is_verbose, err_lvl_t level, const char* format, ...) {
+    char message[1024];
     va_list args;
     va_start(args, format);
-    std::vfprintf(stderr, format, args);
+    std::vsnprintf(message, sizeof message, format, args);
     va_end(args);
+    if (const char* const words = std::strstr(message, " words recognized (")) {
+        std::sscanf(words, " words recognized (%d/fr)", &g_words_in_frame);
+    }
+    if (is_verbose == nullptr && level < ERR_FATAL) return;  // over which it ends the process
+    std::fputs(message, stderr);
 }
 
 Config MakeConfig(const PocketSphinxModel& model) {
@@ -238,10 +248,20 @@ void PocketSphinxRecogniser::Process(std::span<const std::int16_t> samples) {
 }
 
 void PocketSphinxRecogniser::End() {
+    // Of such a crowd PocketSphinx would make its lattice of readings for minutes. Free talk has 10
+    // to 70, with thousands of names of the user's own 130, where many talk at once.
+    constexpr int kMostWordsInFrame = 200;
     if (!slice_.empty()) Process(slice_);
     is_started_ = false;
+    g_words_in_frame = 0;
     if (ps_end_utt(decoder_.get()) < 0) {
         throw std::runtime_error("PocketSphinx failed to end an utterance");
+    }
+    if (g_words_in_frame > kMostWordsInFrame) {
+        throw TooHard(std::to_string(g_words_in_frame) +
+                      " words may have ended in each 10 ms of speech, and " +
+                      std::to_string(kMostWordsInFrame) +
+                      " is most; take a resource with fewer short words");
     }
 }
 
@@ -280,7 +300,7 @@ std::optional<Heard> PocketSphinxRecogniser::Finish(std::size_t max_sentences) {
 
 RecogniserFactory PocketSphinxFactory(PocketSphinxModel model, bool is_verbose) {
     static bool is_wanted;
-    err_set_callback(PrintMessage, is_verbose ? &is_wanted : nullptr);
+    err_set_callback(TakeMessage, is_verbose ? &is_wanted : nullptr);
     return [model = std::move(model), is_verbose] {
         if (!is_verbose) err_set_logfp(nullptr);  // of this thread: the settings are printed there
         return std::make_unique<PocketSphinxRecogniser>(model);

@@ -13,6 +13,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -54,6 +55,12 @@ struct Heard {
 struct ListeningTask {
     bool wants_sentences = true;
     ResourcePtr resource;  // null: free talk
+};
+
+// Thrown by a member of the following, or for it: the stretch is too much work with its resource,
+// and would be so again.
+struct TooHard : std::runtime_error {
+    using std::runtime_error::runtime_error;
 };
 
 // Not for use by two threads at once. Every member throws std::exception when the engine fails;

@@ -40,7 +40,7 @@ struct Marks {
 constexpr Marks kMarks[] = {{" Server response error ", ", ", ""},
                             {" Server response:", ":[", "]"}};
 
-std::string_view WordsIn(std::string_view message) {
+std::optional<std::string_view> WordsIn(std::string_view message) {
     for (const Marks& marks : kMarks) {
         const std::size_t found = message.find(marks.before);
         if (found == message.npos) {
@@ -55,7 +55,7 @@ std::string_view WordsIn(std::string_view message) {
         }
         return message;
     }
-    return {};
+    return std::nullopt;
 }
 
 std::string ThisThread() {
@@ -124,10 +124,8 @@ std::string EngineLog::ServerWords() const {
         const std::size_t end = std::min(text.find("\n0x", begin), text.size() - 1);
         const std::string_view message = std::string_view(text).substr(begin, end - begin);
         begin = end + 1;
-        const std::string_view found = message.starts_with(thread) ? WordsIn(message) : "";
-        if (!found.empty()) {
-            words = found;
-        }
+        const auto found = message.starts_with(thread) ? WordsIn(message) : std::nullopt;
+        words = found.value_or(words);
     }
     return words;
 }
