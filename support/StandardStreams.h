@@ -3,9 +3,8 @@
 // raise SIGPIPE; what it reads would come from there.
 //
 // So while something is opened, the places of the streams that are closed are taken, by what is as
-// good as closed.
-// Other hosts shall not pay for that: nothing is done until a stream was once found closed, and ten
-// times in a second is often enough to look.
+// good as closed. Other hosts shall not pay for that: nothing is done until a stream was once found
+// closed, and ten times in a second is often enough to look.
 #pragma once
 
 class StandardStreams {
