@@ -1,7 +1,5 @@
 #include "DecoderPool.h"
 
-#include <time.h>
-
 #include <algorithm>
 #include <exception>
 #include <future>
@@ -15,16 +13,16 @@
 namespace orvx {
 namespace {
 
-// Processor time of the calling thread.
-std::chrono::nanoseconds ThreadTime() {
-    timespec time{};
-    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
-}
+// What ends an engine's work in the middle of a call costs more than to let a short call end.
+constexpr std::chrono::seconds kGrace{1};
 
 std::string EffortText(std::chrono::milliseconds most, std::chrono::milliseconds speech) {
     return std::to_string(most.count()) + " ms of work on " + std::to_string(speech.count()) +
            " ms of speech were not enough; take a smaller resource";
+}
+
+std::chrono::milliseconds Speech(const DecoderPool::Job& job) {
+    return std::chrono::milliseconds(job.samples.size() * 1000 / kSampleRateHz);
 }
 
 }  // namespace
@@ -48,7 +46,9 @@ void DecoderPool::Load(const RecogniserFactory& factory, std::size_t decoders) {
         loading.push_back(std::async(std::launch::async, factory));
     }
     for (auto& recogniser : loading) {
-        workers_.emplace_back().recogniser = recogniser.get();
+        Worker& worker = workers_.emplace_back();
+        worker.recogniser = recogniser.get();
+        worker.recogniser->SetWatch([this, &worker](auto taken) { return MayGoOn(worker, taken); });
     }
 }
 
@@ -119,6 +119,7 @@ void DecoderPool::Run(Worker* worker) {
             Serve(worker, &lock);
         } catch (const std::exception& error) {
             if (!lock.owns_lock()) lock.lock();
+            if (is_stopping_) return;
             // While it was open less of it was known.
             const bool is_final = dynamic_cast<const TooHard*>(&error) != nullptr;
             if (is_final && worker->task->is_complete) worker->task->has_failed = true;
@@ -149,11 +150,11 @@ void DecoderPool::StartJob(Worker* worker, Lock* lock) {
     const std::size_t opening = std::min(job.settings.opening_samples, job.samples.size());
     const std::vector<std::int16_t> samples(
         job.samples.begin(), job.samples.begin() + static_cast<std::ptrdiff_t>(opening));
+    job.effort = {};
     lock->unlock();
     // Not counted: it clears away what the stretch before has left.
     worker->recogniser->Start(job.settings.task, samples);
     lock->lock();
-    job.effort = {};
 }
 
 // One slice, shorter only at the end of a complete job. False if there is none.
@@ -165,34 +166,51 @@ bool DecoderPool::DecodeSlice(Worker* worker, Lock* lock) {
     const std::size_t count = std::min(left, kDecodedSliceSamples);
     const std::vector<std::int16_t> slice(from, from + static_cast<std::ptrdiff_t>(count));
     job.decoded += count;
-    Work(&job, lock, [&] { worker->recogniser->Feed(slice); });
+    Work(worker, lock, [&] { worker->recogniser->Feed(slice); });
     CheckEffort(job);
     return true;
 }
 
 // A call of the engine, without the lock.
 template <typename Call>
-void DecoderPool::Work(Job* job, Lock* lock, const Call& call) const {
+void DecoderPool::Work(Worker* worker, Lock* lock, const Call& call) const {
+    Job& job = *worker->task;
     lock->unlock();
-    const auto before = ThreadTime();
-    call();
-    const auto time = ThreadTime() - before;
+    const auto before = worker->recogniser->ProcessorTime();
+    try {
+        call();
+    } catch (const Interrupted&) {
+        lock->lock();
+        throw TooHard(EffortText(MostEffort(job), Speech(job)));
+    }
+    const auto time = worker->recogniser->ProcessorTime() - before;
     lock->lock();
-    job->effort += time;
-    job->is_heavy = job->is_heavy || job->effort > effort_limits_.of_short;
+    job.effort += time;
+    job.is_heavy = job.is_heavy || job.effort > effort_limits_.of_short;
+}
+
+std::chrono::milliseconds DecoderPool::MostEffort(const Job& job) const {
+    return effort_limits_.at_least + effort_limits_.times_speech * Speech(job);
 }
 
 void DecoderPool::CheckEffort(const Job& job) const {
-    const auto speech = std::chrono::milliseconds(job.samples.size() * 1000 / kSampleRateHz);
-    const auto most = effort_limits_.at_least + effort_limits_.times_speech * speech;
-    if (job.effort > most) throw TooHard(EffortText(most, speech));
+    if (job.effort > MostEffort(job)) throw TooHard(EffortText(MostEffort(job), Speech(job)));
+}
+
+// Whether a call for the worker's task may go on. Asked by the worker's thread, in that call.
+bool DecoderPool::MayGoOn(const Worker& worker, std::chrono::nanoseconds taken) const {
+    const Lock lock(mutex_);
+    if (is_stopping_) return false;
+    const Job& job = *worker.task;
+    if (job.is_cancelled && taken > effort_limits_.of_short) return false;
+    return job.effort + taken <= MostEffort(job) + kGrace;
 }
 
 // One step of the stretch's end. False if it takes more of them.
 bool DecoderPool::FinishJob(Worker* worker, Lock* lock) {
     Job& job = *worker->task;
     std::optional<Heard> heard;
-    Work(&job, lock, [&] { heard = worker->recogniser->Finish(job.settings.max_sentences); });
+    Work(worker, lock, [&] { heard = worker->recogniser->Finish(job.settings.max_sentences); });
     if (!heard) {
         CheckEffort(job);
         return false;

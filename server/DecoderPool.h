@@ -15,8 +15,7 @@
 // A minute of noise takes a decoder the better part of a minute, and a second of speech several
 // seconds with a large grammar. So long stretches, and those, hold one decoder for certain, and the
 // others only as long as no short one waits. What keeps a decoder busy for twenty times as long as
-// somebody spoke, and for ten seconds more, is given up; only a single call of the engine cannot
-// be.
+// somebody spoke, and for ten seconds more, is given up, in the middle of a call if need be.
 #pragma once
 
 #include <atomic>
@@ -82,8 +81,7 @@ class DecoderPool {
     // Nobody wants the result any more. A `done` that is being called is not waited for.
     void Cancel(const JobHandle& job);
 
-    // Abandons all jobs and ends the threads, after at most one slice or one step of Finish of
-    // each.
+    // Abandons all jobs and ends the threads, at once where the engine can be stopped in a call.
     void Stop();
 
   private:
@@ -108,8 +106,10 @@ class DecoderPool {
     void StartJob(Worker* worker, Lock* lock);
     bool DecodeSlice(Worker* worker, Lock* lock);
     template <typename Call>
-    void Work(Job* job, Lock* lock, const Call& call) const;
+    void Work(Worker* worker, Lock* lock, const Call& call) const;
+    std::chrono::milliseconds MostEffort(const Job& job) const;
     void CheckEffort(const Job& job) const;
+    bool MayGoOn(const Worker& worker, std::chrono::nanoseconds taken) const;
     bool FinishJob(Worker* worker, Lock* lock);
     void Fail(Worker* worker, Lock* lock, const std::string& what);
     void Deliver(Worker* worker, Lock* lock, JobResult result);
@@ -132,7 +132,7 @@ class DecoderPool {
     void Forget(const JobHandle& job);
 
     const EffortLimits effort_limits_;
-    std::mutex mutex_;
+    mutable std::mutex mutex_;
     bool is_stopping_ = false;
     std::deque<OwnersJobs> complete_;  // jobs that wait, of the owner whose turn it is in front
     std::list<JobHandle> open_;        // not complete and without a lease, oldest first

@@ -7,6 +7,9 @@
 // but the samples of the stretch and how much of them was its opening.
 #pragma once
 
+#include <time.h>
+
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -63,6 +66,11 @@ struct TooHard : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// Thrown by a member of the following: it was stopped because the object's watch said so.
+struct Interrupted : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
 // Not for use by two threads at once. Every member throws std::exception when the engine fails;
 // Start makes the object usable again.
 class Recogniser {
@@ -79,6 +87,19 @@ class Recogniser {
     // word was heard. Nothing, if that takes more time: to be called again then, with the same
     // number, until something comes.
     virtual std::optional<Heard> Finish(std::size_t max_sentences) = 0;
+
+    // Whether a call that has taken so much processor time may go on.
+    using Watch = std::function<bool(std::chrono::nanoseconds taken)>;
+    // An engine that can be stopped in the middle of a call asks this then, some ten times a
+    // second, on the thread that has called. Others never do.
+    virtual void SetWatch(const Watch&) {}
+    // What the engine has taken so far for the calls of this thread: only differences tell
+    // something, within one stretch.
+    virtual std::chrono::nanoseconds ProcessorTime() const {
+        timespec time{};
+        ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+        return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+    }
 };
 
 // Makes one more recogniser; called by several threads at once. Throws std::exception when the

@@ -1,46 +1,31 @@
 #include "Server.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <asio/post.hpp>
 #include <csignal>
 #include <cstdlib>
-#include <fstream>
 
+#include "EngineProcess.h"
 #include "LogText.h"
 #include "Logger.h"
 
 namespace orvx {
 namespace {
 
-constexpr double kMegabyte = 1e6;
-
-double ResidentMegabytes() {
-    std::size_t total = 0;
-    std::size_t resident = 0;
-    std::ifstream("/proc/self/statm") >> total >> resident;
-    return static_cast<double>(resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE))) /
-           kMegabyte;
-}
-
 std::unique_ptr<RecognitionService> Load(const ServiceSettings& settings,
                                          const RecogniserFactory& factory) {
     const auto start = std::chrono::steady_clock::now();
-    const double before = ResidentMegabytes();
     auto service = std::make_unique<RecognitionService>(settings, factory);
-    const double megabytes = ResidentMegabytes() - before;
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
-    ORVX_LOG_INFO("loaded %s in %.2f s: %.0f MB, %.0f MB each",
-                  Count(settings.decoders, "decoder").c_str(), taken.count(), megabytes,
-                  megabytes / static_cast<double>(settings.decoders));
+    ORVX_LOG_INFO("loaded %s in %.2f s", Count(settings.decoders, "decoder").c_str(),
+                  taken.count());
     return service;
 }
 
 }  // namespace
 
 Server::Server(const Options& options)
-    : Server(options, PocketSphinxFactory(options.model, options.is_verbose)) {}
+    : Server(options, EngineProcessFactory(options.model, options.is_verbose)) {}
 
 Server::Server(const Options& options, const RecogniserFactory& factory)
     : options_(options),

@@ -1,4 +1,4 @@
-// orvx-server: starts the server and says when it is ready.
+// orvx-server: starts the server, or one of its decoders, and says when it is ready.
 #include <fcntl.h>
 #include <malloc.h>
 #include <sys/resource.h>
@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -22,6 +21,7 @@
 #include <thread>
 #include <vector>
 
+#include "EngineProcess.h"
 #include "LogText.h"
 #include "Logger.h"
 #include "Options.h"
@@ -113,7 +113,8 @@ std::size_t LimitConnections(const orvx::Options& options) {
 
 // Asio's pool of threads waits for ever when it gets some of its threads, but not all.
 void CheckThreads(const orvx::ServiceSettings& service) {
-    const std::size_t needed = service.request_threads + service.decoders + 2;
+    constexpr std::size_t kOfDecoder = 3;  // two are in its own process
+    const std::size_t needed = service.request_threads + kOfDecoder * service.decoders + 2;
     std::promise<void> end;
     const std::shared_future<void> ended = end.get_future().share();
     std::vector<std::jthread> threads;
@@ -127,30 +128,20 @@ void CheckThreads(const orvx::ServiceSettings& service) {
     }
 }
 
-// The engine cannot be stopped in the middle of what it does, which may take it long.
-void EndSoon() {
-    try {
-        std::thread([] {
-            std::this_thread::sleep_for(std::chrono::seconds(1));
-            std::_Exit(0);
-        }).detach();
-    } catch (const std::system_error&) {
-        std::_Exit(0);
-    }
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
     OpenStandardStreams();
+    GiveMemoryBack();
+    if (orvx::IsEngineProcess(argc, argv)) return orvx::ServeEngine();
     orvx::ParsedOptions parsed = orvx::ParseOptions(argc, argv);
     if (!parsed.options) return parsed.exit_status;
     // Where the reader of the log goes away, or a limit of files is reached, lines are lost, not
     // the server.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
+    std::signal(SIGCHLD, SIG_DFL);  // ignored, it would hide how a decoder has ended
     NeverWaitFor(STDERR_FILENO);
-    GiveMemoryBack();
     StartLogging(*parsed.options);
     try {
         parsed.options->max_connections = LimitConnections(*parsed.options);
@@ -160,7 +151,6 @@ int main(int argc, char** argv) {
         std::cout << "orvx-server ready on " << orvx::EndpointText(server.Endpoint()) << std::endl;
         NeverWaitFor(STDOUT_FILENO);  // where the log goes without a configuration
         server.Run();
-        EndSoon();
         server.Stop();
     } catch (const std::exception& error) {
         std::cerr << "orvx-server: " << error.what() << std::endl;

@@ -204,6 +204,44 @@ TEST_F(DecoderPoolTest, AStretchThatIsTooMuchWorkIsGivenUp) {
     EXPECT_EQ(engine_.Get().starts, 5);
 }
 
+TEST_F(DecoderPoolTest, StopsTheEngineInTheMiddleOfACall) {
+    using std::chrono::milliseconds;
+    const auto stuck_for = [&](std::optional<milliseconds> time) {
+        engine_.Set([&](auto* s) { s->stuck_for = time, s->asked = 0; });
+    };
+    const auto wait_until_asked = [&] {
+        engine_.WaitFor([](const auto& s) { return s.asked > 20; });
+    };
+    DecoderPool pool(engine_.Factory(), 1, {.at_least = milliseconds(5000), .times_speech = 1});
+    stuck_for(milliseconds(7900));
+    Result hard = Send(&pool, 2, 1);
+    wait_until_asked();
+    stuck_for(milliseconds(8100));
+    EXPECT_EQ(Text(std::move(hard)),
+              "7000 ms of work on 2000 ms of speech were not enough; take a smaller resource");
+    EXPECT_EQ(engine_.Get().starts, 1) << "not tried again";
+
+    stuck_for(milliseconds(2900));
+    const Job unwanted = pool.Open({1, 0, 1});
+    pool.Feed(unwanted, Audio(2));
+    Result nothing = CloseIn(&pool, unwanted);
+    wait_until_asked();
+    pool.Cancel(unwanted);
+    stuck_for(milliseconds(2900));
+    wait_until_asked();  // such a call may well end by itself
+    stuck_for(milliseconds(3100));
+    engine_.WaitFor([](const auto& s) { return s.asked > 0; });
+    stuck_for(std::nullopt);
+    EXPECT_EQ(Text(Send(&pool, 1, 2)), Words(1));
+    EXPECT_THROW(nothing.get(), std::future_error);
+
+    stuck_for(milliseconds(0));
+    Result lost = Send(&pool, 2, 1);
+    wait_until_asked();
+    pool.Stop();
+    EXPECT_THROW(lost.get(), std::future_error);
+}
+
 TEST_F(DecoderPoolTest, NobodyIsToldTheResultOfACancelledStretch) {
     engine_.HoldUp();
     const Job running = Speak(1);

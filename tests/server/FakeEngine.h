@@ -14,6 +14,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -36,9 +37,13 @@ struct FakeEngineState {
     std::function<void()> on_next_step;  // of Finish's; the same
     int first_steps = 0;                 // of each stretch's, before what Finish does
 
+    // Finish is in one call that has taken so long, until it is told not to go on.
+    std::optional<std::chrono::nanoseconds> stuck_for;
+
     std::size_t keywords = 1;  // that are spotted in a stretch
 
     int held_up = 0;  // how many stretches are
+    int asked = 0;    // how often it was, whether to go on
     int starts = 0;
     int failures = 0;
     std::size_t samples_fed = 0;  // of all stretches, each as often as it was decoded
@@ -118,8 +123,11 @@ class FakeEngine {
             state_.samples_fed += samples.size();
         }
 
+        void SetWatch(const Watch& watch) override { watch_ = watch; }
+
         std::optional<Heard> Finish(std::size_t max_sentences) override {
             std::unique_lock lock(shared_->mutex);
+            while (state_.stuck_for) AskWatch(&lock);
             if (steps_ < state_.first_steps) {
                 ++steps_;
                 if (const auto action = std::exchange(state_.on_next_step, nullptr)) {
@@ -150,7 +158,18 @@ class FakeEngine {
         }
 
       private:
+        void AskWatch(std::unique_lock<std::mutex>* lock) {
+            const auto taken = *state_.stuck_for;
+            ++state_.asked;
+            shared_->changed.notify_all();
+            lock->unlock();
+            if (!watch_(taken)) throw Interrupted("the fake engine was stopped");
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            lock->lock();
+        }
+
         const std::shared_ptr<Shared> shared_;
+        Watch watch_;
         FakeEngineState& state_ = shared_->state;
         ListeningTask task_;
         std::size_t samples_ = 0;
