@@ -66,8 +66,10 @@ bool HasEndlessVariable(std::string_view text, int depth = 8) {
     return false;
 }
 
-// Whether the appender's log file can be written; log4cxx does not tell.
+// Whether the appender's log file can be written; log4cxx does not tell. One whose Encoding it does
+// not know has no writer.
 bool IsWritable(const log4cxx::FileAppender& file) {
+    if (!file.getWriter()) return false;
     // It may be gone already: another process writes the same log and found it full.
     constexpr int kFlags = O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK;
     return FileDescriptor(StandardStreams::OpenFile(file.getFile().c_str(), kFlags)).IsOpen();
@@ -89,6 +91,16 @@ log4cxx::LoggerList AllLoggers(const log4cxx::HierarchyPtr& hierarchy) {
     return loggers;
 }
 
+bool IsFront(const log4cxx::AppenderPtr& appender) {
+    return std::dynamic_pointer_cast<FrontAppender>(appender) != nullptr;
+}
+
+// By one thread at a time.
+void NeverDestroy(std::shared_ptr<void> thing) {
+    static auto* const kept = new std::vector<std::shared_ptr<void>>;
+    kept->push_back(std::move(thing));
+}
+
 }  // namespace
 
 LogBackend::LogBackend(log4cxx::HierarchyPtr hierarchy, const char* logger_name)
@@ -106,10 +118,11 @@ void LogBackend::Close() noexcept {
         for (const log4cxx::LoggerPtr& logger : AllLoggers(hierarchy_)) {
             for (const log4cxx::AppenderPtr& appender : logger->getAllAppenders()) {
                 appender->close();
-                if (std::dynamic_pointer_cast<FrontAppender>(appender)) {
-                    logger->removeAppender(appender);
-                }
+                if (IsFront(appender)) logger->removeAppender(appender);
             }
+        }
+        for (auto& [former, fit] : fits_) {
+            if (IsFront(fit)) fit = nullptr;
         }
     } catch (const std::exception& error) {
         Complain("closing the log", error.what());
@@ -140,6 +153,7 @@ std::unique_ptr<LogBackend> LogBackend::Configure(const char* path, const char* 
         return nullptr;
     }
     auto hierarchy = log4cxx::Hierarchy::create();
+    NeverDestroy(hierarchy);
     const auto status = log4cxx::xml::DOMConfigurator().doConfigure(log4cxx::File(path), hierarchy);
     if (status != log4cxx::spi::ConfigurationStatus::Configured) return nullptr;
     std::unique_ptr<LogBackend> backend(new LogBackend(std::move(hierarchy), logger_name));
@@ -147,6 +161,8 @@ std::unique_ptr<LogBackend> LogBackend::Configure(const char* path, const char* 
     // An XML file of another kind is configured, says log4cxx, and would swallow every message.
     if (!backend->HasAppender() && backend->Threshold() <= kLogError) {
         Complain(path, "no appender for the messages");
+        backend->Close();
+        NeverDestroy(std::move(backend));
         return nullptr;
     }
     return backend;

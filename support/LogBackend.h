@@ -17,12 +17,12 @@
 
 #include "Logger.h"
 
-// Never destroyed once in use, only closed: log4cxx 1.0 deletes the policies of a rolling appender
+// Never destroyed, only closed, whether it was in use or refused: log4cxx 1.0 deletes the policies of a rolling appender
 // as objects of the wrong size, which a checking allocator takes for a fatal error.
 class LogBackend {
   public:
     // Null, with the reason on standard error, if log4cxx does not accept the file or no appender
-    // would get the messages of `logger_name`. Never throws.
+    // would get the messages of `logger_name`. Never throws. One thread at a time.
     static std::unique_ptr<LogBackend> Load(const char* path, const char* logger_name) noexcept;
 
     LogBackend(const LogBackend&) = delete;

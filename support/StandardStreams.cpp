@@ -50,9 +50,15 @@ bool WasOneClosed() {
     return g_was_one_closed;
 }
 
-// Something that is nowhere missing, and whose reading and writing fails as on a closed number.
-int TakePlace() {
-    return ::open("/", O_PATH | O_CLOEXEC);
+// With something that is nowhere missing, and whose reading and writing fails as on a closed
+// number. It gets the lowest number that is free, which may be another than the one seen closed.
+void TakePlace() {
+    const int fd = ::open("/", O_PATH | O_CLOEXEC);
+    if (fd < kStreams) {
+        if (fd >= 0) g_taken[fd] = fd;
+    } else {
+        CloseDescriptor(fd);
+    }
 }
 
 // What the host has put there meanwhile, by open() or dup2(), is not.
@@ -93,7 +99,7 @@ StandardStreams::Taken::Taken() : is_taking_(WasOneClosed()) {
     const MutexGuard guard(g_lock);
     ++g_takers;
     for (int fd = 0; fd < kStreams; ++fd) {
-        if (g_taken[fd] < 0 && IsClosed(fd)) g_taken[fd] = TakePlace();
+        if (IsClosed(fd)) TakePlace();
     }
 }
 

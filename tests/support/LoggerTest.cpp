@@ -162,8 +162,11 @@ TEST_F(LoggerTest, StaticDestructorsMayLog) {
 TEST_F(LoggerTest, RefusesWhatIsNoConfiguration) {
     std::string open;  // takes no time to speak of
     while (open.size() < 2 << 20) open += "${";
+    std::string elsewhere = LogXml(dir_.Path("x"), "debug", "%m%n", "", "RollingFileAppender");
+    elsewhere.replace(elsewhere.find("Lexo_SDK"), 8, "Other");
     const std::pair<std::string, std::string> files[] = {
         {"empty", ""},
+        {"elsewhere.xml", elsewhere},
         {"open", open},
         {"binary", std::string("\x7F"
                                "ELF\0\xFF<?xml",
@@ -232,6 +235,17 @@ TEST_F(LoggerTest, AppendersWithoutALayoutWriteAllTheSame) {
         EXPECT_EQ(child.out, "");
     }
     EXPECT_NE(ReadAll(dir_.Path("x.log")).find(" : (source.cpp:17) a line\n"), std::string::npos);
+}
+
+TEST_F(LoggerTest, AFileOfUnknownEncodingGivesWayToStandardError) {
+    const std::string encoding = R"(<param name="Encoding" value="UTF-9"/>)";
+    dir_.Write("x", LogXml(dir_.Path("x.log"), "warn", "%m%n", encoding, "RollingFileAppender"));
+    const ChildResult child = RunInChild([&] {
+        if (!Start("x")) std::puts("not started");
+        Write(kLogError, "a line");
+    });
+    EXPECT_EQ(child.out, "");
+    EXPECT_NE(child.err.find(" : (source.cpp:17) a line\n"), std::string::npos) << child.err;
 }
 
 // In the C locale log4cxx alone could neither read the file nor create or roll the log.
