@@ -3,14 +3,18 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <asio/ip/address.hpp>
+#include <cerrno>
 #include <charconv>
+#include <cstring>
 #include <filesystem>
+#include <iostream>
 #include <sstream>
 #include <thread>
 
 namespace orvx {
 namespace {
 
+constexpr int kCannotWrite = 1;
 constexpr int kUsageError = 2;
 
 // What CLI11 fills; times are seconds, and fractions of them are fine.
@@ -226,7 +230,10 @@ ParsedOptions ParseOptions(int argc, const char* const* argv) {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& result) {
         // CLI11 has a status of its own for every kind of error; one is enough here.
-        return {std::nullopt, app.exit(result) == 0 ? 0 : kUsageError};
+        const int status = app.exit(result) == 0 ? 0 : kUsageError;
+        if (std::cout.flush()) return {std::nullopt, status};
+        std::cerr << "orvx-server: cannot write the answer: " << std::strerror(errno) << std::endl;
+        return {std::nullopt, kCannotWrite};
     }
     return {Convert(raw), 0};
 }

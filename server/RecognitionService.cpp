@@ -176,9 +176,9 @@ std::optional<Failure> RecognitionService::Route(const ExchangePtr& exchange) {
     exchange->form.capability = std::get<Capability>(capability);
     if (!request.result_token().empty()) return ContinueStream(exchange);
     if (request.chunk_no() == 1 || request.chunk_no() == -1) {
-        if (!resources_.MustRead(request)) return Begin(exchange);
-        const bool is_short = request.resource_data().size() <= kShortResourceBytes;
-        asio::post(is_short ? short_resources_ : large_resources_,
+        const auto to_read = resources_.BytesToRead(exchange->form.capability, request);
+        if (!to_read) return Begin(exchange);
+        asio::post(*to_read <= kShortResourceBytes ? short_resources_ : large_resources_,
                    [this, exchange] { BeginOnceRead(exchange); });
         return std::nullopt;
     }
@@ -200,9 +200,23 @@ std::optional<Failure> RecognitionService::Begin(const ExchangePtr& exchange) {
     const LexoRequestMessage& request = exchange->request;
     RecognitionTask task;
     task.capability = exchange->form.capability;
-    if (auto failure = CompleteTask(request, &task)) return failure;
+    if (auto failure = CheckTask(request, &task)) return failure;
+    auto resource = resources_.Load(task.capability, request);
+    if (Failure* const failure = std::get_if<Failure>(&resource)) return *failure;
+    task.resource = std::get<ResourcePtr>(std::move(resource));
     exchange->form.has_words = task.parameters.result_type == ResultType::kWordlist;
     if (task.parameters.IsRealTime()) return OpenStream(exchange, task);
+    RecogniseRecording(exchange, task);
+    return std::nullopt;
+}
+
+std::optional<Failure> RecognitionService::CheckTask(const LexoRequestMessage& request,
+                                                     RecognitionTask* task) {
+    if (auto failure = ParseTaskParameters(request.task_config(), &task->parameters)) {
+        return failure;
+    }
+    if (auto failure = CheckParameters(task->capability, task->parameters)) return failure;
+    if (task->parameters.IsRealTime()) return std::nullopt;
     if (request.chunk_no() != -1) {
         return Failure{LEXO_ERR_PARAM_INVALID,
                        "chunk_no 1 opens a real-time utterance, but stream_recog is no; a one-shot "
@@ -211,19 +225,6 @@ std::optional<Failure> RecognitionService::Begin(const ExchangePtr& exchange) {
     if (request.data().empty()) {
         return Failure{LEXO_ERR_PARAM_INVALID, "data is empty: a one-shot request needs audio"};
     }
-    RecogniseRecording(exchange, task);
-    return std::nullopt;
-}
-
-std::optional<Failure> RecognitionService::CompleteTask(const LexoRequestMessage& request,
-                                                        RecognitionTask* task) {
-    if (auto failure = ParseTaskParameters(request.task_config(), &task->parameters)) {
-        return failure;
-    }
-    if (auto failure = CheckParameters(task->capability, task->parameters)) return failure;
-    auto resource = resources_.Load(task->capability, request);
-    if (Failure* const failure = std::get_if<Failure>(&resource)) return *failure;
-    task->resource = std::get<ResourcePtr>(std::move(resource));
     return std::nullopt;
 }
 

@@ -76,8 +76,8 @@ class RecognitionService {
     void BeginOnceRead(const ExchangePtr& exchange);
     std::optional<Failure> Route(const ExchangePtr& exchange);
     std::optional<Failure> Begin(const ExchangePtr& exchange);
-    std::optional<Failure> CompleteTask(const quorlan::protocol::LexoRequestMessage& request,
-                                        RecognitionTask* task);
+    static std::optional<Failure> CheckTask(const quorlan::protocol::LexoRequestMessage& request,
+                                            RecognitionTask* task);
     void RecogniseRecording(const ExchangePtr& exchange, const RecognitionTask& task);
     std::optional<Failure> OpenStream(const ExchangePtr& exchange, const RecognitionTask& task);
     std::optional<Failure> ContinueStream(const ExchangePtr& exchange);

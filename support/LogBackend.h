@@ -17,8 +17,9 @@
 
 #include "Logger.h"
 
-// Never destroyed, only closed, whether it was in use or refused: log4cxx 1.0 deletes the policies of a rolling appender
-// as objects of the wrong size, which a checking allocator takes for a fatal error.
+// Never destroyed, only closed, whether it was in use or refused: log4cxx 1.0 deletes the policies
+// of a rolling appender as objects of the wrong size, which a checking allocator takes for a fatal
+// error.
 class LogBackend {
   public:
     // Null, with the reason on standard error, if log4cxx does not accept the file or no appender

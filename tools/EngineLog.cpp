@@ -58,6 +58,18 @@ std::optional<std::string_view> WordsIn(std::string_view message) {
     return std::nullopt;
 }
 
+// Where the line ends that begins there: the server's words may have lines, too.
+std::size_t EndOfLine(std::string_view text, std::size_t begin) {
+    constexpr std::size_t kLeastDigits = 8;  // of a thread's address
+    for (std::size_t end = begin; (end = text.find("\n0x", end)) != text.npos; ++end) {
+        const std::size_t behind = text.find_first_not_of("0123456789abcdef", end + 3);
+        if (behind >= end + 3 + kLeastDigits && behind < text.size() && text[behind] == ' ') {
+            return end;
+        }
+    }
+    return text.size() - 1;
+}
+
 std::string ThisThread() {
     char text[32];
     std::snprintf(text, sizeof text, "0x%lx ", static_cast<unsigned long>(::pthread_self()));
@@ -120,8 +132,7 @@ std::string EngineLog::ServerWords() const {
     const std::string thread = ThisThread();
     std::string words;
     for (std::size_t begin = 0; begin < text.size();) {
-        // The server's words may have lines, too.
-        const std::size_t end = std::min(text.find("\n0x", begin), text.size() - 1);
+        const std::size_t end = EndOfLine(text, begin);
         const std::string_view message = std::string_view(text).substr(begin, end - begin);
         begin = end + 1;
         const auto found = message.starts_with(thread) ? WordsIn(message) : std::nullopt;

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <new>
+#include <utility>
 
 #include "Errors.h"
 #include "Interruption.h"
@@ -14,10 +15,11 @@ namespace {
 
 using std::chrono::steady_clock;
 
-// Codes with which the engine itself has closed the utterance.
-bool IsUtteranceGone(Lexo_ErrCode code) {
-    return code == LEXO_ERR_NETWORK_FAILED || code == LEXO_ERR_REALTIME_SESSION_TIMEOUT ||
-           code == LEXO_ERR_ALL_SESSION_BUSY;
+// Codes with which the engine itself has closed the utterance, or, where the first chunk got them,
+// has opened none. An answer of an unknown kind may have opened one.
+bool IsUtteranceGone(Lexo_ErrCode code, bool is_first) {
+    return (is_first && code != LEXO_ERR_UNKNOWN) || code == LEXO_ERR_NETWORK_FAILED ||
+           code == LEXO_ERR_REALTIME_SESSION_TIMEOUT || code == LEXO_ERR_ALL_SESSION_BUSY;
 }
 
 // Codes with which a server may refuse the resource of a request.
@@ -107,17 +109,19 @@ class Recognition {
                 !WaitUntil(start + std::chrono::duration_cast<steady_clock::duration>(spoken))) {
                 throw InterruptedError();
             }
+            const bool is_first = !std::exchange(has_begun_, true);
             is_open_ = true;
             Judge(session_.Recognize(chunk, Handler()));
+            is_open_ = !(failure_ && IsUtteranceGone(failure_->code, is_first));
             Sent(reader);
         }
-        if (!is_open_) {
+        if (!has_begun_) {
             throw AudioError("holds no audio");
         }
     }
 
     void CloseUtterance() {
-        if (is_open_ && !(failure_ && IsUtteranceGone(failure_->code))) {
+        if (is_open_) {
             Judge(session_.Close(Handler()));
         }
     }
@@ -183,8 +187,9 @@ class Recognition {
     const FileEvents& events_;
 
     StreamMode mode_ = StreamMode::kOneShot;
-    bool is_open_ = false;  // an utterance of a stream
-    bool is_over_ = false;  // no more audio is wanted
+    bool has_begun_ = false;  // an utterance of a stream
+    bool is_open_ = false;    // the same, and nothing has closed it
+    bool is_over_ = false;    // no more audio is wanted
     bool has_result_ = false;
     bool has_text_ = false;
     bool heard_nothing_ = false;

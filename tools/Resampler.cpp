@@ -44,6 +44,7 @@ void Resampler::Process(std::span<const float> in, std::vector<float>* out) {
     if (handle_ == nullptr) {
         return Append(in.data(), in.size() / channels_, out);
     }
+    in = in.first(in.size() - in.size() % channels_);
     Block block;
     while (!in.empty()) {
         std::size_t taken = 0;

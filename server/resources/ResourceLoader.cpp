@@ -4,7 +4,6 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -150,25 +149,40 @@ ResourceLoader::Loaded ResourceLoader::Load(Capability capability,
     return Compile(request.resource_type(), bytes, "resource");
 }
 
-bool ResourceLoader::MustRead(const LexoRequestMessage& request) {
-    return request.resource_buildin() != 1 && request.has_resource_data() &&
-           !cache_.Find(request.resource_type(), request.resource_data());
+std::optional<std::size_t> ResourceLoader::BytesToRead(Capability capability,
+                                                       const LexoRequestMessage& request) {
+    if (request.resource_buildin() == 1) {
+        const auto held = FindHeld(capability, request.proload_resource());
+        return held ? std::optional<std::size_t>(held->size) : std::nullopt;
+    }
+    const bool is_known = !request.has_resource_data() ||
+                          cache_.Find(request.resource_type(), request.resource_data());
+    return is_known ? std::nullopt : std::optional(request.resource_data().size());
+}
+
+std::optional<ResourceLoader::HeldFile> ResourceLoader::FindHeld(Capability capability,
+                                                                 const std::string& name) const {
+    if (folder_.empty() || CheckName(name)) return std::nullopt;
+    for (const Accepted& accepted : AcceptedBy(capability)) {
+        const std::string path = folder_ + "/" + name + accepted.ending;
+        std::error_code error;
+        if (!std::filesystem::is_regular_file(path, error)) continue;
+        const std::uintmax_t size = std::filesystem::file_size(path, error);
+        if (!error) return HeldFile{path, accepted.format, size};
+    }
+    return std::nullopt;
 }
 
 ResourceLoader::Loaded ResourceLoader::LoadBuiltIn(Capability capability, const std::string& name) {
     if (auto failure = CheckName(name)) return *failure;
-    for (const Accepted& accepted : AcceptedBy(capability)) {
-        if (folder_.empty()) break;
-        const std::string path = folder_ + "/" + name + accepted.ending;
-        std::error_code error;
-        if (!std::filesystem::is_regular_file(path, error)) continue;
-        if (std::filesystem::file_size(path, error) > kLargestFile || error) {
+    if (const auto held = FindHeld(capability, name)) {
+        if (held->size > kLargestFile) {
             return Failure{LEXO_ERR_LOAD_RESOURCE_FAILED, "resource " + name + " is too large"};
         }
-        std::ifstream file(path, std::ios::binary);
-        const std::string bytes(std::istreambuf_iterator<char>(file), {});
-        if (!file) break;
-        return Compile(accepted.format, bytes, "resource " + name);
+        std::ifstream file(held->path, std::ios::binary);
+        std::string bytes(held->size, '\0');
+        file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+        if (file) return Compile(held->format, bytes, "resource " + name);
     }
     return Failure{LEXO_ERR_LOAD_RESOURCE_FAILED, "this server has no built-in resource " +
                                                       Quote(name) + " for " +

@@ -3,7 +3,9 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -33,10 +35,19 @@ class ResourceLoader {
     // (LEXO_ERR_PARAM_INVALID), or finds no room (LEXO_ERR_ALL_SESSION_BUSY).
     Loaded Load(Capability capability, const quorlan::protocol::LexoRequestMessage& request);
 
-    // Whether the request brings a resource that is not known yet: reading it may take seconds.
-    bool MustRead(const quorlan::protocol::LexoRequestMessage& request);
+    // How much is to be read for the request, nothing if it has no resource or one that is known:
+    // reading may take seconds.
+    std::optional<std::size_t> BytesToRead(Capability capability,
+                                           const quorlan::protocol::LexoRequestMessage& request);
 
   private:
+    struct HeldFile {
+        std::string path;
+        ResourceFormat format;
+        std::uintmax_t size;
+    };
+    // In the folder; nothing if there is none, or `name` is no resource name.
+    std::optional<HeldFile> FindHeld(Capability capability, const std::string& name) const;
     Loaded LoadBuiltIn(Capability capability, const std::string& name);
     Loaded Compile(ResourceFormat format, std::string_view bytes, const std::string& what);
     ResourcePtr Keep(Resource resource) const;

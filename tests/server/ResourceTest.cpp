@@ -317,6 +317,10 @@ TEST_F(ResourceTest, BuiltInResourcesAreFilesOfTheFolderAndNoOthers) {
     EXPECT_EQ(Show(LoadNamed(Capability::kGrammar, "yes")), "a");
     EXPECT_EQ(Show(LoadNamed(Capability::kGrammar, "list")), "b");
     EXPECT_EQ(Show(LoadNamed(Capability::kAnalysis, "list")), "taken");
+    LexoRequestMessage request;
+    request.set_resource_buildin(1);
+    request.set_proload_resource("yes");
+    EXPECT_EQ(loader_.BytesToRead(Capability::kGrammar, request), 27U) << "not by the way";
     for (const char* const missing : {"no", "folder", "yes.jsgf"}) {
         EXPECT_EQ(Show(LoadNamed(Capability::kGrammar, missing)),
                   "17 this server has no built-in resource \"" + std::string(missing) +

@@ -82,6 +82,10 @@ TEST_F(Audio, KeepsClipsAndMixesSamples) {
     EXPECT_EQ(Read(file_), Bytes(every));
     dir_.Write("a.raw", Bytes(every) + "x");  // half a sample too many
     EXPECT_EQ(Read(dir_.Path("a.raw")), Bytes(every));
+    SpeechReader call(dir_.Path("a.raw"), 8000, FindAudioFormat(kPcm16k16Bit), 2);
+    dir_.Write("cut.raw", Bytes(every) + "xx");  // half a frame
+    SpeechReader cut(dir_.Path("cut.raw"), 8000, FindAudioFormat(kPcm16k16Bit), 2);
+    EXPECT_EQ(cut.All(1 << 20), call.All(1 << 20));
     const float loud[] = {1.5F, -1.5F};
     WriteSound(dir_.Path("b.wav"), SF_FORMAT_WAV | SF_FORMAT_FLOAT, 16000, 1, {1, 1});
     std::string content = ReadAll(dir_.Path("b.wav"));

@@ -123,7 +123,7 @@ TEST_F(Tool, GoesOnAfterFilesThatFail) {
 TEST_F(Tool, TellsTheServersOwnWords) {
     server_.Then(scripted::Answer(scripted::Echo([](auto& answer) {
         answer.set_error_no(17);
-        answer.set_error_desc("wrong, they say:\nline 2]");
+        answer.set_error_desc("wrong, they say:\n0x10 is\nline 2]");
     })));
     server_.Then(scripted::Answer(scripted::EchoAccess([](auto& access) {
         access.set_error_no(5);
@@ -131,7 +131,7 @@ TEST_F(Tool, TellsTheServersOwnWords) {
     })));
     setup_ = "unset QUORLAN_HOME;";  // with a home of its own
     const ToolResult result = Run({Sound(1), Sound(2)});
-    ExpectTold(result.err, {"the server says: wrong, they say: line 2]\n",
+    ExpectTold(result.err, {"the server says: wrong, they say: 0x10 is line 2]\n",
                             "the server says: come [back] later\n"});
 }
 

@@ -26,6 +26,8 @@ TEST_F(Tool, StreamsInPiecesAndJudgesByWhatWasHeard) {
         {{"continue"}, {scripted::HangUp()}, "LEXO_ERR_NETWORK_FAILED", "1:3200"},
         {{"continue"}, {Fails(33)}, "LEXO_ERR_REALTIME_SESSION_TIMEOUT", "1:3200"},
         {{"continue"}, {Fails(34)}, "LEXO_ERR_ALL_SESSION_BUSY", "1:3200"},
+        {{"continue"}, {Fails(17)}, "LEXO_ERR_LOAD_RESOURCE_FAILED", "1:3200"},
+        {{"continue"}, {hears, Fails(17)}, "LEXO_ERR_LOAD_RESOURCE_FAILED", "1:3200 2:3200 -3:0"},
     };
     for (const auto& [arguments, reactions, told, chunks] : cases) {
         for (const scripted::Reaction& reaction : reactions) server_.Then(reaction);
