@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <exception>
 #include <future>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -48,7 +49,8 @@ void DecoderPool::Load(const RecogniserFactory& factory, std::size_t decoders) {
     for (auto& recogniser : loading) {
         Worker& worker = workers_.emplace_back();
         worker.recogniser = recogniser.get();
-        worker.recogniser->SetWatch([this, &worker](auto taken) { return MayGoOn(worker, taken); });
+        worker.recogniser->SetWatch(
+            [this, &worker](auto taken) { return MayGoOn(&worker, taken); });
     }
 }
 
@@ -117,6 +119,9 @@ void DecoderPool::Run(Worker* worker) {
         if (is_stopping_) return;
         try {
             Serve(worker, &lock);
+        } catch (const Interrupted&) {  // nobody wants it, or others come first
+            if (is_stopping_) return;
+            TakeLease(worker);
         } catch (const std::exception& error) {
             if (!lock.owns_lock()) lock.lock();
             if (is_stopping_) return;
@@ -126,6 +131,7 @@ void DecoderPool::Run(Worker* worker) {
             Fail(worker, &lock, FailureText(error));
         }
         worker->task = nullptr;
+        worker->lets_go = false;
         Schedule();
     }
 }
@@ -138,9 +144,9 @@ void DecoderPool::Serve(Worker* worker, Lock* lock) {
         if (!DecodeSlice(worker, lock)) {
             if (!job->is_complete || FinishJob(worker, lock)) return;
         }
-        if (!IsAnybodyWaiting()) continue;
-        if (!job->is_complete) return;
-        if (job->Yields() || MustGiveWay(*worker)) return TakeLease(worker);
+        if (!MustLetGo(*worker)) continue;
+        if (job->is_complete) TakeLease(worker);
+        return;
     }
     if (!is_stopping_) worker->lease = nullptr;
 }
@@ -153,7 +159,13 @@ void DecoderPool::StartJob(Worker* worker, Lock* lock) {
     job.effort = {};
     lock->unlock();
     // Not counted: it clears away what the stretch before has left.
-    worker->recogniser->Start(job.settings.task, samples);
+    try {
+        worker->recogniser->Start(job.settings.task, samples);
+    } catch (const Interrupted&) {
+        lock->lock();
+        if (IsTooMuch(job)) throw std::runtime_error(EffortText(MostEffort(job), Speech(job)));
+        throw;
+    }
     lock->lock();
 }
 
@@ -181,7 +193,8 @@ void DecoderPool::Work(Worker* worker, Lock* lock, const Call& call) const {
         call();
     } catch (const Interrupted&) {
         lock->lock();
-        throw TooHard(EffortText(MostEffort(job), Speech(job)));
+        CheckEffort(job);
+        throw;
     }
     const auto time = worker->recogniser->ProcessorTime() - before;
     lock->lock();
@@ -193,17 +206,28 @@ std::chrono::milliseconds DecoderPool::MostEffort(const Job& job) const {
     return effort_limits_.at_least + effort_limits_.times_speech * Speech(job);
 }
 
-void DecoderPool::CheckEffort(const Job& job) const {
-    if (job.effort > MostEffort(job)) throw TooHard(EffortText(MostEffort(job), Speech(job)));
+bool DecoderPool::IsTooMuch(const Job& job) const {
+    return job.effort > MostEffort(job);
 }
 
-// Whether a call for the worker's task may go on. Asked by the worker's thread, in that call.
-bool DecoderPool::MayGoOn(const Worker& worker, std::chrono::nanoseconds taken) const {
+void DecoderPool::CheckEffort(const Job& job) const {
+    if (IsTooMuch(job)) throw TooHard(EffortText(MostEffort(job), Speech(job)));
+}
+
+// Whether a call for the worker's task may go on. Asked by the worker's thread, in that call. A
+// short call is let end even if nobody wants its result: the engine would have to be loaded anew.
+bool DecoderPool::MayGoOn(Worker* worker, std::chrono::nanoseconds taken) {
     const Lock lock(mutex_);
     if (is_stopping_) return false;
-    const Job& job = *worker.task;
-    if (job.is_cancelled && taken > effort_limits_.of_short) return false;
-    return job.effort + taken <= MostEffort(job) + kGrace;
+    Job& job = *worker->task;
+    if (job.effort + taken > MostEffort(job) + kGrace) {
+        job.effort += taken;
+        return false;
+    }
+    if (taken <= effort_limits_.of_short) return true;
+    job.is_heavy = true;
+    worker->lets_go = job.is_cancelled || MustLetGo(*worker);
+    return !worker->lets_go;
 }
 
 // One step of the stretch's end. False if it takes more of them.

@@ -91,8 +91,9 @@ class DecoderPool {
         std::unique_ptr<Recogniser> recogniser;
         std::thread thread;
         std::condition_variable wake;
-        JobHandle task;   // what it works on; null: it waits
-        JobHandle lease;  // whose audio its recogniser has begun to decode
+        JobHandle task;        // what it works on; null: it waits
+        JobHandle lease;       // whose audio its recogniser has begun to decode
+        bool lets_go = false;  // it is about to give its task back
     };
     struct OwnersJobs {
         std::uint64_t owner;
@@ -108,8 +109,9 @@ class DecoderPool {
     template <typename Call>
     void Work(Worker* worker, Lock* lock, const Call& call) const;
     std::chrono::milliseconds MostEffort(const Job& job) const;
+    bool IsTooMuch(const Job& job) const;
     void CheckEffort(const Job& job) const;
-    bool MayGoOn(const Worker& worker, std::chrono::nanoseconds taken) const;
+    bool MayGoOn(Worker* worker, std::chrono::nanoseconds taken);
     bool FinishJob(Worker* worker, Lock* lock);
     void Fail(Worker* worker, Lock* lock, const std::string& what);
     void Deliver(Worker* worker, Lock* lock, JobResult result);
@@ -126,13 +128,14 @@ class DecoderPool {
     bool IsAnybodyWaiting() const;
     bool IsShortOneWaiting() const;
     bool MustGiveWay(const Worker& worker) const;
+    bool MustLetGo(const Worker& worker) const;
     void QueueComplete(const JobHandle& job);
     void QueueFirst(const JobHandle& job);
     JobHandle NextComplete();
     void Forget(const JobHandle& job);
 
     const EffortLimits effort_limits_;
-    mutable std::mutex mutex_;
+    std::mutex mutex_;
     bool is_stopping_ = false;
     std::deque<OwnersJobs> complete_;  // jobs that wait, of the owner whose turn it is in front
     std::list<JobHandle> open_;        // not complete and without a lease, oldest first

@@ -134,12 +134,19 @@ bool DecoderPool::IsShortOneWaiting() const {
 bool DecoderPool::MustGiveWay(const Worker& worker) const {
     if (!worker.task->IsLong() || !IsShortOneWaiting()) return false;
     const auto others = [&](const Worker& other) {
-        return &other != &worker && other.task && other.task->IsLong();
+        return &other != &worker && other.task && other.task->IsLong() && !other.lets_go;
     };
     return std::any_of(workers_.begin(), workers_.end(), others) &&
            std::none_of(workers_.begin(), workers_.end(), [&](const Worker& other) {
                return others(other) && other.task->decoded < worker.task->decoded;
            });
+}
+
+// Whether the decoder is needed more by others than by its task.
+bool DecoderPool::MustLetGo(const Worker& worker) const {
+    if (!IsAnybodyWaiting()) return false;
+    const Job& job = *worker.task;
+    return !job.is_complete || job.Yields() || MustGiveWay(worker);
 }
 
 DecoderPool::JobHandle DecoderPool::NextComplete() {

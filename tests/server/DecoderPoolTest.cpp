@@ -235,6 +235,14 @@ TEST_F(DecoderPoolTest, StopsTheEngineInTheMiddleOfACall) {
     EXPECT_EQ(Text(Send(&pool, 1, 2)), Words(1));
     EXPECT_THROW(nothing.get(), std::future_error);
 
+    DecoderPool two(engine_.Factory(), 2);
+    stuck_for(milliseconds(3100));
+    Result results[] = {Send(&two, 3, 1), Send(&two, 3, 2)};
+    wait_until_asked();
+    EXPECT_EQ(Text(Send(&two, 1, 3)), Words(1)) << "one of them gives way";
+    stuck_for(std::nullopt);
+    for (Result& result : results) EXPECT_EQ(Text(std::move(result)), Words(3));
+
     stuck_for(milliseconds(0));
     Result lost = Send(&pool, 2, 1);
     wait_until_asked();
