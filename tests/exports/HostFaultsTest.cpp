@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <random>
@@ -49,6 +50,13 @@ class UsedDescriptors {
     bool is_allowed_ = false;
     std::vector<int> used_;
 };
+
+// The server's threads have done their work by then: what they allocate with locks the allocator of
+// a sanitizer, in the child for ever.
+pid_t ForkAtRest() {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    return ::fork();
+}
 
 class HostFaultsTest : public HostTest {};
 
@@ -153,7 +161,7 @@ TEST_F(HostFaultsTest, WithALogThatForksOrWantsAThread) {
                         LogXml(home_.Path() + "/test.log", "debug", "%m%n", parameters, appender));
         ASSERT_EQ(InitProxy(server_.Address()).code, LEXO_ERR_NONE);
         for (int i = 0; i < 20; ++i) EXPECT_EQ(Session("freetalk").Recognize(), kGood);
-        const pid_t child = ::fork();
+        const pid_t child = ForkAtRest();
         if (child == 0) {
             ::alarm(20);
             for (int i = 0; i < 20; ++i) Session("freetalk").Recognize();
@@ -174,7 +182,7 @@ TEST_F(HostFaultsTest, WithALogThatForksOrWantsAThread) {
 // The new log gets the descriptor of the former.
 TEST_F(HostFaultsTest, AsADaemonThatClosedTheDescriptors) {
     const std::string log = home_.Path() + "/test.log";
-    const pid_t child = ::fork();
+    const pid_t child = ForkAtRest();
     if (child == 0) {
         while (::dup(0) < 100) continue;
         ::close(3);  // for the settings
@@ -196,7 +204,7 @@ TEST_F(HostFaultsTest, AsADaemonWithoutStandardStreams) {
     home_.WriteFile("conf/Lexo_SDK_log.xml",
                     LogXml(home_.Path() + "/test.log", "debug", "%m%n",
                            R"(<param name="MaxFileSize" value="8KB"/>)", "RollingFileAppender"));
-    const pid_t child = ::fork();
+    const pid_t child = ForkAtRest();
     if (child == 0) {
         for (const int fd : {0, 1, 2}) ::close(fd);
         int wrong = orvx_proxy_Init(server_.Address().c_str());
