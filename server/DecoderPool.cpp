@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <exception>
 #include <future>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -113,27 +114,64 @@ void DecoderPool::Stop() {
 // ---- The decoders' threads ----------------------------------------------------------------------
 
 void DecoderPool::Run(Worker* worker) {
+    constexpr std::chrono::seconds kRestoreInterval{1};
+    const auto is_wanted = [&] { return is_stopping_ || worker->task != nullptr; };
     Lock lock(mutex_);
     while (true) {
-        worker->wake.wait(lock, [&] { return is_stopping_ || worker->task != nullptr; });
-        if (is_stopping_) return;
-        try {
-            Serve(worker, &lock);
-        } catch (const Interrupted&) {  // nobody wants it, or others come first
-            if (is_stopping_) return;
-            TakeLease(worker);
-        } catch (const std::exception& error) {
-            if (!lock.owns_lock()) lock.lock();
-            if (is_stopping_) return;
-            // While it was open less of it was known.
-            const bool is_final = dynamic_cast<const TooHard*>(&error) != nullptr;
-            if (is_final && worker->task->is_complete) worker->task->has_failed = true;
-            Fail(worker, &lock, FailureText(error));
+        if (!worker->is_broken) {
+            worker->wake.wait(lock, is_wanted);
+        } else if (!worker->wake.wait_for(lock, kRestoreInterval, is_wanted)) {
+            Restore(worker, &lock);
+            continue;
         }
+        if (is_stopping_) return;
+        Work(worker, &lock);
+        if (is_stopping_) return;
         worker->task = nullptr;
         worker->lets_go = false;
         Schedule();
     }
+}
+
+// Meanwhile it gets no task, unless every decoder is broken.
+void DecoderPool::Restore(Worker* worker, Lock* lock) {
+    lock->unlock();
+    bool is_broken = false;
+    try {
+        worker->recogniser->Restore();
+    } catch (const std::exception&) {
+        is_broken = true;
+    }
+    lock->lock();
+    worker->is_broken = is_broken;
+    if (!is_broken) Schedule();
+}
+
+// Returns with the lock held.
+void DecoderPool::Work(Worker* worker, Lock* lock) try {
+    try {
+        Serve(worker, lock);
+    } catch (const std::exception& error) {
+        if (!lock->owns_lock()) lock->lock();
+        if (!is_stopping_) Recover(worker, lock, error);
+    }
+} catch (const std::bad_alloc&) {  // there is no memory even to say so
+    if (!lock->owns_lock()) lock->lock();
+    worker->lease = nullptr;
+}
+
+void DecoderPool::Recover(Worker* worker, Lock* lock, const std::exception& error) {
+    Job& job = *worker->task;
+    // Nobody wants it any more, or others come first.
+    if (dynamic_cast<const Interrupted*>(&error) != nullptr) return TakeLease(worker);
+    if (dynamic_cast<const NotLoaded*>(&error) != nullptr) {
+        worker->is_broken = true;
+        if (!IsEachBroken()) return TakeLease(worker);
+        job.has_failed = true;
+    }
+    // While it was open less of it was known.
+    if (dynamic_cast<const TooHard*>(&error) != nullptr && job.is_complete) job.has_failed = true;
+    Fail(worker, lock, FailureText(error));
 }
 
 // Decodes what there is of the worker's task. Returns with the lock held.
@@ -167,6 +205,7 @@ void DecoderPool::StartJob(Worker* worker, Lock* lock) {
         throw;
     }
     lock->lock();
+    worker->is_broken = false;
 }
 
 // One slice, shorter only at the end of a complete job. False if there is none.
@@ -178,14 +217,14 @@ bool DecoderPool::DecodeSlice(Worker* worker, Lock* lock) {
     const std::size_t count = std::min(left, kDecodedSliceSamples);
     const std::vector<std::int16_t> slice(from, from + static_cast<std::ptrdiff_t>(count));
     job.decoded += count;
-    Work(worker, lock, [&] { worker->recogniser->Feed(slice); });
+    Engage(worker, lock, [&] { worker->recogniser->Feed(slice); });
     CheckEffort(job);
     return true;
 }
 
 // A call of the engine, without the lock.
 template <typename Call>
-void DecoderPool::Work(Worker* worker, Lock* lock, const Call& call) const {
+void DecoderPool::Engage(Worker* worker, Lock* lock, const Call& call) const {
     Job& job = *worker->task;
     lock->unlock();
     const auto before = worker->recogniser->ProcessorTime();
@@ -219,13 +258,14 @@ void DecoderPool::CheckEffort(const Job& job) const {
 bool DecoderPool::MayGoOn(Worker* worker, std::chrono::nanoseconds taken) {
     const Lock lock(mutex_);
     if (is_stopping_) return false;
+    if (!worker->task) return true;  // it is being loaded again
     Job& job = *worker->task;
     if (job.effort + taken > MostEffort(job) + kGrace) {
         job.effort += taken;
         return false;
     }
-    if (taken <= effort_limits_.of_short) return true;
-    job.is_heavy = true;
+    job.is_heavy = job.is_heavy || job.effort + taken > effort_limits_.of_short;
+    if (!job.is_heavy || taken < kGrace) return true;
     worker->lets_go = job.is_cancelled || MustLetGo(*worker);
     return !worker->lets_go;
 }
@@ -234,7 +274,7 @@ bool DecoderPool::MayGoOn(Worker* worker, std::chrono::nanoseconds taken) {
 bool DecoderPool::FinishJob(Worker* worker, Lock* lock) {
     Job& job = *worker->task;
     std::optional<Heard> heard;
-    Work(worker, lock, [&] { heard = worker->recogniser->Finish(job.settings.max_sentences); });
+    Engage(worker, lock, [&] { heard = worker->recogniser->Finish(job.settings.max_sentences); });
     if (!heard) {
         CheckEffort(job);
         return false;
@@ -254,7 +294,10 @@ void DecoderPool::Deliver(Worker* worker, Lock* lock, JobResult result) {
     worker->lease = nullptr;
     worker->task->has_lease = false;
     lock->unlock();
-    if (done) done(std::move(result));
+    try {
+        if (done) done(std::move(result));
+    } catch (const std::bad_alloc&) {  // nobody can be told
+    }
     lock->lock();
 }
 

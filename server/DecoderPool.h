@@ -91,9 +91,10 @@ class DecoderPool {
         std::unique_ptr<Recogniser> recogniser;
         std::thread thread;
         std::condition_variable wake;
-        JobHandle task;        // what it works on; null: it waits
-        JobHandle lease;       // whose audio its recogniser has begun to decode
-        bool lets_go = false;  // it is about to give its task back
+        JobHandle task;          // what it works on; null: it waits
+        JobHandle lease;         // whose audio its recogniser has begun to decode
+        bool lets_go = false;    // it is about to give its task back
+        bool is_broken = false;  // its engine cannot be loaded at present
     };
     struct OwnersJobs {
         std::uint64_t owner;
@@ -103,11 +104,14 @@ class DecoderPool {
 
     void Load(const RecogniserFactory& factory, std::size_t decoders);
     void Run(Worker* worker);
+    void Restore(Worker* worker, Lock* lock);
+    void Work(Worker* worker, Lock* lock);
+    void Recover(Worker* worker, Lock* lock, const std::exception& error);
     void Serve(Worker* worker, Lock* lock);
     void StartJob(Worker* worker, Lock* lock);
     bool DecodeSlice(Worker* worker, Lock* lock);
     template <typename Call>
-    void Work(Worker* worker, Lock* lock, const Call& call) const;
+    void Engage(Worker* worker, Lock* lock, const Call& call) const;
     std::chrono::milliseconds MostEffort(const Job& job) const;
     bool IsTooMuch(const Job& job) const;
     void CheckEffort(const Job& job) const;
@@ -124,6 +128,7 @@ class DecoderPool {
     void GiveNewLeases();
     void Give(Worker* worker, const JobHandle& job);
     void TakeLease(Worker* worker);
+    bool IsEachBroken() const;
     Worker* FindIdle(Clock::time_point leases_older_than);
     bool IsAnybodyWaiting() const;
     bool IsShortOneWaiting() const;

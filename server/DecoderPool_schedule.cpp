@@ -79,12 +79,18 @@ void DecoderPool::TakeLease(Worker* worker) {
     }
 }
 
+bool DecoderPool::IsEachBroken() const {
+    return std::all_of(workers_.begin(), workers_.end(),
+                       [](const Worker& worker) { return worker.is_broken; });
+}
+
 // An idle worker without a lease, or else the one whose lease was fed longest ago, before the given
 // time.
 DecoderPool::Worker* DecoderPool::FindIdle(Clock::time_point leases_older_than) {
+    const bool is_each_broken = IsEachBroken();
     Worker* best = nullptr;
     for (Worker& worker : workers_) {
-        if (worker.task) continue;
+        if (worker.task || (worker.is_broken && !is_each_broken)) continue;
         if (!worker.lease) return &worker;
         if (worker.lease->last_fed < leases_older_than) {
             leases_older_than = worker.lease->last_fed;

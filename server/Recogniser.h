@@ -71,6 +71,11 @@ struct Interrupted : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// Thrown by Start: the engine has ended before and cannot be loaded again, whatever the stretch.
+struct NotLoaded : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
 // Not for use by two threads at once. Every member throws std::exception when the engine fails;
 // Start makes the object usable again.
 class Recogniser {
@@ -93,6 +98,8 @@ class Recogniser {
     // An engine that can be stopped in the middle of a call asks this then, some ten times a
     // second, on the thread that has called. Others never do.
     virtual void SetWatch(const Watch&) {}
+    // After NotLoaded: loads it again, or throws std::exception.
+    virtual void Restore() {}
     // What the engine has taken so far for the calls of this thread: only differences tell
     // something, within one stretch.
     virtual std::chrono::nanoseconds ProcessorTime() const {

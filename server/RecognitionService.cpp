@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "Capability.h"
+#include "Contained.h"
 #include "LogText.h"
 #include "Logger.h"
 #include "RequestDecoder.h"
@@ -146,7 +147,7 @@ void RecognitionService::Stop() {
 RecognitionService::Ticket RecognitionService::Handle(std::string_view body, std::string peer,
                                                       Reply reply) {
     auto exchange = std::make_shared<Exchange>(std::move(peer), std::move(reply));
-    asio::post(request_threads_, [this, body, exchange] { Serve(body, exchange); });
+    asio::post(request_threads_, Contained([this, body, exchange] { Serve(body, exchange); }));
     return exchange;
 }
 
@@ -179,7 +180,7 @@ std::optional<Failure> RecognitionService::Route(const ExchangePtr& exchange) {
         const auto to_read = resources_.BytesToRead(exchange->form.capability, request);
         if (!to_read) return Begin(exchange);
         asio::post(*to_read <= kShortResourceBytes ? short_resources_ : large_resources_,
-                   [this, exchange] { BeginOnceRead(exchange); });
+                   Contained([this, exchange] { BeginOnceRead(exchange); }));
         return std::nullopt;
     }
     return Failure{LEXO_ERR_REALTIME_SESSION_TIMEOUT,

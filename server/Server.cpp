@@ -4,6 +4,7 @@
 #include <asio/post.hpp>
 #include <csignal>
 #include <cstdlib>
+#include <new>
 
 #include "EngineProcess.h"
 #include "LogText.h"
@@ -39,7 +40,14 @@ Server::Server(const Options& options, const RecogniserFactory& factory)
 }
 
 void Server::Run() {
-    context_.run();
+    for (bool is_over = false; !is_over;) {
+        try {
+            context_.run();
+            is_over = true;
+        } catch (const std::bad_alloc&) {  // what wanted the memory is dropped
+            ORVX_LOG_ERROR("out of memory");
+        }
+    }
     signals_.clear();  // from now on a signal ends the process by itself
 }
 

@@ -7,6 +7,8 @@
 #include <limits>
 #include <utility>
 
+#include "Contained.h"
+
 namespace orvx {
 namespace {
 
@@ -66,17 +68,17 @@ void Utterance::RecogniseRecording(std::string audio, Done done) {
 
 void Utterance::TakeChunk(int number, bool is_closing, std::string audio, Done done) {
     Chunk chunk{number, is_closing, std::move(audio), std::move(done)};
-    asio::post(strand_, [self = shared_from_this(), chunk = std::move(chunk)]() mutable {
-        self->waiting_.push_back(std::move(chunk));
-        if (!self->current_) self->TakeNextChunk();
-    });
+    asio::post(strand_, Contained([self = shared_from_this(), chunk = std::move(chunk)]() mutable {
+                   self->waiting_.push_back(std::move(chunk));
+                   if (!self->current_) self->TakeNextChunk();
+               }));
 }
 
 void Utterance::Abandon() {
     is_abandoned_ = true;
-    asio::post(strand_, [self = shared_from_this()] {
-        self->Fail({LEXO_ERR_RECOG_FAILED, "the utterance was abandoned"});
-    });
+    asio::post(strand_, Contained([self = shared_from_this()] {
+                   self->Fail({LEXO_ERR_RECOG_FAILED, "the utterance was abandoned"});
+               }));
 }
 
 void Utterance::DropChunks() {
@@ -136,10 +138,10 @@ void Utterance::Advance() try {
 
 void Utterance::AdvanceLater() {
     is_to_advance_ = true;
-    asio::post(strand_, [self = shared_from_this()] {
-        self->is_to_advance_ = false;
-        if (self->current_ && !self->is_over_ && !self->is_abandoned_) self->Advance();
-    });
+    asio::post(strand_, Contained([self = shared_from_this()] {
+                   self->is_to_advance_ = false;
+                   if (self->current_ && !self->is_over_ && !self->is_abandoned_) self->Advance();
+               }));
 }
 
 // Whether the decoders have to catch up before more is listened to.
@@ -228,8 +230,9 @@ void Utterance::OnStretchEnd(std::size_t channel, int start_ms, int end_ms,
     const std::uint64_t number = first_stretch_ + stretches_.size();
     stretches_.push_back({channel, start_ms, end_ms, job, std::nullopt});
     decoders_->Close(job, [self = shared_from_this(), number](JobResult result) mutable {
-        asio::post(self->strand_,
-                   [self, number, result = std::move(result)] { self->OnResult(number, result); });
+        asio::post(self->strand_, Contained([self, number, result = std::move(result)] {
+                       self->OnResult(number, result);
+                   }));
     });
 }
 

@@ -3,6 +3,7 @@
 #include <asio/post.hpp>
 #include <utility>
 
+#include "Contained.h"
 #include "Utterance.h"
 
 namespace orvx {
@@ -136,9 +137,9 @@ void Utterance::Reply(const Outcome& outcome) {
     current_.reset();
     done(outcome);
     if (!waiting_.empty()) {
-        asio::post(strand_, [self = shared_from_this()] {
-            if (!self->current_) self->TakeNextChunk();
-        });
+        asio::post(strand_, Contained([self = shared_from_this()] {
+                       if (!self->current_) self->TakeNextChunk();
+                   }));
     }
 }
 

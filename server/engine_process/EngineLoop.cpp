@@ -82,7 +82,10 @@ void IgnoreSignals() {
 
 // Where memory runs short the system shall end a decoder, which is replaced, before the server.
 void OfferMemory() {
-    std::ofstream("/proc/self/oom_score_adj") << 500;
+    constexpr int kWanted = 500;
+    const char* const file = "/proc/self/oom_score_adj";
+    int present = kWanted;
+    if (std::ifstream(file) >> present && present < kWanted) std::ofstream(file) << kWanted;
 }
 
 // Nobody waits any more when the server has gone, but the engine may be long in a call.

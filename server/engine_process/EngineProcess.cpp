@@ -21,6 +21,7 @@
 #include "EngineChannel.h"
 #include "EngineCodec.h"
 #include "EngineMessages.pb.h"
+#include "Failure.h"
 #include "FileDescriptor.h"
 #include "Logger.h"
 
@@ -80,8 +81,7 @@ class Child {
     explicit Child(const std::string& program) : Child(program, Sockets()) {}
     ~Child() {
         channel_.Shut();
-        for (int i = 0; i < kMostWaits && !HasEnded(WNOHANG); ++i)
-            std::this_thread::sleep_for(kWait);
+        for (int i = 0; i < kMostWaits && !HasEnded(); ++i) std::this_thread::sleep_for(kWait);
         Kill();
     }
     Child(const Child&) = delete;
@@ -104,11 +104,12 @@ class Child {
         while (!HasEnded(0)) continue;
         return status_;
     }
+    bool HasEnded() { return HasEnded(WNOHANG); }
 
   private:
     // For it to end by itself. It needs more than one only where it is traced.
     static constexpr std::chrono::milliseconds kWait{2};
-    static constexpr int kMostWaits = 1500;
+    static constexpr int kMostWaits = 500;
 
     bool HasEnded(int options) {
         if (is_ended_) return true;
@@ -145,12 +146,16 @@ class EngineProcess : public Recogniser {
     void Feed(std::span<const std::int16_t> samples) override;
     std::optional<Heard> Finish(std::size_t max_sentences) override;
     void SetWatch(const Watch& watch) override { watch_ = watch; }
+    void Restore() override {
+        if (!child_) Launch();
+    }
     std::chrono::nanoseconds ProcessorTime() const override {
         return child_ ? child_->ProcessorTime() : std::chrono::nanoseconds{};
     }
 
   private:
     void Launch();
+    void DropUnfit();
     engine::Reply Ask(const engine::Call& call);
     void Exchange(const engine::Call& call, engine::Reply* reply);
 
@@ -160,11 +165,14 @@ class EngineProcess : public Recogniser {
     Watch watch_;
     std::unique_ptr<Child> child_;
     std::uint64_t sent_resource_ = 0;  // that the child has; 0: none
+    // Its processor time before the stretch that it has not finished, if there is one.
+    std::optional<std::chrono::nanoseconds> begun_;
 };
 
 void EngineProcess::Launch() {
     child_ = std::make_unique<Child>(program_.empty() ? OwnProgram() : program_);
     sent_resource_ = 0;
+    begun_.reset();
     engine::Call call;
     engine::Load* const load = call.mutable_load();
     load->set_acoustic_model(model_.acoustic_model);
@@ -181,8 +189,31 @@ void EngineProcess::Launch() {
                   ResidentMegabytes(child_->Pid()));
 }
 
+// A child that has ended, or that would have to end a stretch first which nobody wants any more:
+// that may take it much longer than to load another child takes.
+void EngineProcess::DropUnfit() {
+    constexpr std::chrono::milliseconds kMostAbandoned{500};
+    if (!child_) return;
+    if (child_->HasEnded()) {
+        ORVX_LOG_WARNING("decoder %d: ended %s", static_cast<int>(child_->Pid()),
+                         EndText(child_->Kill()).c_str());
+        child_ = nullptr;
+    } else if (begun_ && child_->ProcessorTime() - *begun_ > kMostAbandoned) {
+        child_ = nullptr;
+    }
+}
+
 void EngineProcess::Start(const ListeningTask& task, std::span<const std::int16_t> opening) {
-    if (!child_) Launch();
+    DropUnfit();
+    try {
+        Restore();
+    } catch (const Interrupted&) {
+        throw;
+    } catch (const std::exception& error) {
+        ORVX_LOG_WARNING("a decoder cannot be started: %s", error.what());
+        throw NotLoaded(FailureText(error));
+    }
+    begun_ = child_->ProcessorTime();
     engine::Call call;
     engine::Start* const start = call.mutable_start();
     start->set_wants_sentences(task.wants_sentences);
@@ -207,6 +238,7 @@ std::optional<Heard> EngineProcess::Finish(std::size_t max_sentences) {
     call.set_finish(static_cast<std::uint32_t>(max_sentences));
     const engine::Reply reply = Ask(call);
     if (!reply.has_heard()) return std::nullopt;
+    begun_.reset();
     return UnpackHeard(reply.heard());
 }
 

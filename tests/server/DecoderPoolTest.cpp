@@ -286,6 +286,18 @@ TEST_F(DecoderPoolTest, AnEngineThatFailsIsReportedOrTriedAgain) {
     EXPECT_THROW(DecoderPool(broken, 2), std::runtime_error);
 }
 
+TEST_F(DecoderPoolTest, ADecoderThatCannotBeLoadedGetsNothingUntilItIs) {
+    FakeEngine engine;
+    DecoderPool pool(engine.Factory(), 2);
+    engine.Set([](auto* s) { s->not_loaded = 1; });
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(Text(Send(&pool, 1, 1)), Words(1));
+    engine.Set([](auto* s) { s->not_loaded = 2; });
+    EXPECT_EQ(Text(Send(&pool, 1, 1)), "the fake engine is not there");
+    engine.WaitFor([](const auto& s) { return s.restores >= 2; });
+    engine.Set([](auto* s) { s->not_loaded = 0; });
+    EXPECT_EQ(Text(Send(&pool, 1, 1)), Words(1));
+}
+
 TEST_F(DecoderPoolTest, StopAbandonsWhatIsNotBeingFinished) {
     engine_.HoldUp();
     Result running = Close(Speak(1));

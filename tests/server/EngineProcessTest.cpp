@@ -2,14 +2,18 @@
 // process ends.
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
 #include <sstream>
+#include <thread>
 
 #include "Children.h"
 #include "EngineProcess.h"
+#include "TempDir.h"
 #include "TestAudio.h"
 #include "TestServer.h"
 
@@ -116,6 +120,23 @@ TEST_F(EngineProcessTest, WhatEndsTheProcessCostsOneStretch) {
     EXPECT_EQ(Show(Hear(engine.get(), {}, speech_)), heard);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) SignalChild(signal);  // for the server
     EXPECT_EQ(Show(Hear(engine.get(), {}, speech_)), heard);
+    SignalChild(SIGKILL);
+    siginfo_t ended{};
+    ::waitid(P_ALL, 0, &ended, WEXITED | WNOWAIT);
+    EXPECT_EQ(Show(Hear(engine.get(), {}, speech_)), heard) << "seen before the next stretch";
+}
+
+// To end it takes a decoder up to minutes, if it was made for that.
+TEST_F(EngineProcessTest, NobodyWaitsForTheEndOfAStretchThatAnotherHasLeft) {
+    const auto engine = Run();
+    engine->Start({}, {});
+    const std::vector<pid_t> first = Children(::getpid());
+    engine->Start({}, {});
+    EXPECT_EQ(Children(::getpid()), first) << "what is ended soon costs no new one";
+    while (engine->ProcessorTime() < std::chrono::seconds(3)) engine->Feed(speech_);
+    const std::string heard = Show(Hear(engine.get(), {}, speech_));
+    EXPECT_NE(Children(::getpid()), first);
+    EXPECT_NE(heard.find("go forward ten meters"), std::string::npos);
 }
 
 TEST_F(EngineProcessTest, IsStoppedInTheMiddleOfACall) {
@@ -146,6 +167,17 @@ TEST_F(EngineProcessTest, WhatCannotStartSaysWhy) {
     EXPECT_EQ(why(Model(), "/nowhere"),
               "cannot start a decoder, /nowhere: No such file or directory");
     EXPECT_EQ(why(Model(), "/bin/false"), "the decoder ended with status 1");
+    const TempDir dir;
+    const std::string program = dir.Path("server");
+    std::filesystem::create_symlink(ORVX_SERVER_PATH, program);
+    const auto engine = Run(Model(), program);
+    std::filesystem::remove(program);
+    SignalChild(SIGKILL);
+    EXPECT_THROW(engine->Feed(speech_), std::runtime_error);
+    EXPECT_THROW(engine->Start({}, {}), NotLoaded);
+    std::filesystem::create_symlink(ORVX_SERVER_PATH, program);
+    engine->Restore();
+    EXPECT_FALSE(Hear(engine.get(), {}, speech_).sentences.empty());
     const int status = std::system(ORVX_SERVER_PATH " --decoder </dev/null 2>/dev/null");
     EXPECT_EQ(WEXITSTATUS(status), 2) << "it is not for users";
 }

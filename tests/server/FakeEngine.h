@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
@@ -33,6 +34,7 @@ struct FakeEngineState {
     bool is_held_up = false;             // Finish waits meanwhile
     bool fails_feed = false;             // Feed throws
     bool fails_finish = false;           // Finish throws
+    std::size_t not_loaded = 0;          // so many recognisers have ended and cannot be loaded
     std::function<void()> on_next_feed;  // runs once, on the decoder's thread
     std::function<void()> on_next_step;  // of Finish's; the same
     int first_steps = 0;                 // of each stretch's, before what Finish does
@@ -46,6 +48,7 @@ struct FakeEngineState {
     int held_up = 0;  // how many stretches are
     int asked = 0;    // how often it was, whether to go on
     int starts = 0;
+    int restores = 0;  // that failed
     int failures = 0;
     std::size_t samples_fed = 0;  // of all stretches, each as often as it was decoded
     std::size_t longest_opening = 0;
@@ -92,14 +95,17 @@ class FakeEngine {
         std::mutex mutex;
         std::condition_variable changed;
         FakeEngineState state;
+        std::atomic<std::size_t> recognisers{0};  // that were made
     };
 
     class FakeRecogniser : public Recogniser {
       public:
-        explicit FakeRecogniser(std::shared_ptr<Shared> shared) : shared_(std::move(shared)) {}
+        explicit FakeRecogniser(std::shared_ptr<Shared> shared)
+            : shared_(std::move(shared)), number_(shared_->recognisers++) {}
 
         void Start(const ListeningTask& task, std::span<const std::int16_t> opening) override {
             const std::lock_guard lock(shared_->mutex);
+            if (number_ < state_.not_loaded) throw NotLoaded("the fake engine is not there");
             task_ = task;
             samples_ = 0;
             steps_ = 0;
@@ -124,6 +130,12 @@ class FakeEngine {
             state_.samples_fed += samples.size();
         }
 
+        void Restore() override {
+            const std::lock_guard lock(shared_->mutex);
+            if (number_ >= state_.not_loaded) return;
+            ++state_.restores;
+            throw NotLoaded("the fake engine is not there yet");
+        }
         void SetWatch(const Watch& watch) override { watch_ = watch; }
 
         std::optional<Heard> Finish(std::size_t max_sentences) override {
@@ -170,6 +182,7 @@ class FakeEngine {
         }
 
         const std::shared_ptr<Shared> shared_;
+        const std::size_t number_;
         Watch watch_;
         FakeEngineState& state_ = shared_->state;
         ListeningTask task_;
