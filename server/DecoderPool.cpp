@@ -99,11 +99,13 @@ void DecoderPool::Stop() {
     }
     for (Worker& worker : workers_) {
         if (worker.thread.joinable()) worker.thread.join();
+    }
+    const Lock lock(mutex_);
+    for (Worker& worker : workers_) {
         for (const JobHandle& job : {worker.task, worker.lease}) {
             if (job) dropped.push_back(std::move(job->done));
         }
     }
-    const Lock lock(mutex_);
     for (const OwnersJobs& owner : complete_) {
         for (const JobHandle& job : owner.jobs) dropped.push_back(std::move(job->done));
     }
@@ -155,9 +157,10 @@ void DecoderPool::Work(Worker* worker, Lock* lock) try {
         if (!lock->owns_lock()) lock->lock();
         if (!is_stopping_) Recover(worker, lock, error);
     }
-} catch (const std::bad_alloc&) {  // there is no memory even to say so
+} catch (const std::bad_alloc&) {  // not even to say more than this
     if (!lock->owns_lock()) lock->lock();
-    worker->lease = nullptr;
+    worker->task->decoded = 0;
+    Deliver(worker, lock, {{}, "no memory"});
 }
 
 void DecoderPool::Recover(Worker* worker, Lock* lock, const std::exception& error) {

@@ -1,5 +1,6 @@
 // Who gets which decoder. Everything here runs with the pool's lock held.
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "DecoderJob.h"
@@ -13,13 +14,14 @@ constexpr std::chrono::seconds kStaleAfter{1};
 
 }  // namespace
 
-void DecoderPool::Schedule() {
+void DecoderPool::Schedule() try {
     if (is_stopping_) return;
     GiveLeaseholdersTheirEnds();
     GiveCompleteJobs();
     if (!complete_.empty()) return;
     GiveLeaseholdersTheirAudio();
     GiveNewLeases();
+} catch (const std::bad_alloc&) {  // what waits goes on waiting until the next time
 }
 
 void DecoderPool::GiveLeaseholdersTheirEnds() {
@@ -68,15 +70,17 @@ void DecoderPool::Give(Worker* worker, const JobHandle& job) {
 
 // The job that loses its decoder starts again from its beginning when it gets another.
 void DecoderPool::TakeLease(Worker* worker) {
-    const JobHandle job = std::exchange(worker->lease, nullptr);
+    const JobHandle job = worker->lease;
+    if (!job->is_cancelled) {
+        if (job->is_complete) {
+            QueueFirst(job);
+        } else {
+            open_.push_back(job);
+        }
+    }
+    worker->lease = nullptr;
     job->has_lease = false;
     job->decoded = 0;
-    if (job->is_cancelled) return;
-    if (job->is_complete) {
-        QueueFirst(job);
-    } else {
-        open_.push_back(job);
-    }
 }
 
 bool DecoderPool::IsEachBroken() const {

@@ -64,9 +64,9 @@ void Server::WatchSignals() {
     signals_.async_wait([this](const asio::error_code& error, int signal) {
         if (error) return;
         if (is_draining_) std::_Exit(128 + signal);
+        WatchSignals();
         ORVX_LOG_INFO("signal %d: finishing what is under way", signal);
         StartDraining();
-        WatchSignals();
     });
 }
 
@@ -77,8 +77,8 @@ void Server::ExpireUtterances() {
     expiry_.expires_after(interval);
     expiry_.async_wait([this](const asio::error_code& error) {
         if (error) return;
-        service_->ExpireUtterances();
         ExpireUtterances();
+        service_->ExpireUtterances();
     });
 }
 

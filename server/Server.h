@@ -26,7 +26,8 @@ class Server {
     // requests under way are answered or the time for that is over. A second signal ends the
     // process at once.
     void Run();
-    // After Run: abandons what nobody waits for any more. A decoder may take its time to notice.
+    // After Run: abandons what nobody waits for any more. A resource that is being read is read to
+    // its end before.
     void Stop();
     // May be called by any thread, also before Run.
     void Drain();

@@ -90,7 +90,7 @@ void GiveMemoryBack() {
     ::mallopt(M_MMAP_THRESHOLD, kLeastMappedBytes);
 }
 
-// Leaves descriptors for resources, which PocketSphinx reads from files: else a crowd of
+// Leaves descriptors for resources, and for decoders that are started anew: else a crowd of
 // connections makes others' requests fail.
 std::size_t LimitConnections(const orvx::Options& options) {
     rlimit files{};

@@ -153,7 +153,7 @@ std::optional<std::size_t> ResourceLoader::BytesToRead(Capability capability,
                                                        const LexoRequestMessage& request) {
     if (request.resource_buildin() == 1) {
         const auto held = FindHeld(capability, request.proload_resource());
-        return held ? std::optional<std::size_t>(held->size) : std::nullopt;
+        return held && !Known(*held) ? std::optional<std::size_t>(held->size) : std::nullopt;
     }
     const bool is_known = !request.has_resource_data() ||
                           cache_.Find(request.resource_type(), request.resource_data());
@@ -168,21 +168,41 @@ std::optional<ResourceLoader::HeldFile> ResourceLoader::FindHeld(Capability capa
         std::error_code error;
         if (!std::filesystem::is_regular_file(path, error)) continue;
         const std::uintmax_t size = std::filesystem::file_size(path, error);
-        if (!error) return HeldFile{path, accepted.format, size};
+        const auto time = std::filesystem::last_write_time(path, error);
+        if (!error) return HeldFile{path, accepted.format, size, time};
     }
     return std::nullopt;
+}
+
+// Null if it was not read yet, is used no more, or has changed.
+ResourcePtr ResourceLoader::Known(const HeldFile& file) {
+    const std::lock_guard lock(known_mutex_);
+    const auto known = known_.find({file.path, file.format});
+    if (known == known_.end() || known->second.size != file.size ||
+        known->second.time != file.time) {
+        return nullptr;
+    }
+    return known->second.resource.lock();
 }
 
 ResourceLoader::Loaded ResourceLoader::LoadBuiltIn(Capability capability, const std::string& name) {
     if (auto failure = CheckName(name)) return *failure;
     if (const auto held = FindHeld(capability, name)) {
+        if (ResourcePtr known = Known(*held)) return known;
         if (held->size > kLargestFile) {
             return Failure{LEXO_ERR_LOAD_RESOURCE_FAILED, "resource " + name + " is too large"};
         }
         std::ifstream file(held->path, std::ios::binary);
         std::string bytes(held->size, '\0');
         file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        if (file) return Compile(held->format, bytes, "resource " + name);
+        if (file) {
+            Loaded loaded = Compile(held->format, bytes, "resource " + name);
+            if (const ResourcePtr* const resource = std::get_if<ResourcePtr>(&loaded)) {
+                const std::lock_guard lock(known_mutex_);
+                known_[{held->path, held->format}] = {held->size, held->time, *resource};
+            }
+            return loaded;
+        }
     }
     return Failure{LEXO_ERR_LOAD_RESOURCE_FAILED, "this server has no built-in resource " +
                                                       Quote(name) + " for " +

@@ -4,10 +4,14 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 
 #include "Capability.h"
@@ -45,9 +49,11 @@ class ResourceLoader {
         std::string path;
         ResourceFormat format;
         std::uintmax_t size;
+        std::filesystem::file_time_type time;  // of its last change
     };
     // In the folder; nothing if there is none, or `name` is no resource name.
     std::optional<HeldFile> FindHeld(Capability capability, const std::string& name) const;
+    ResourcePtr Known(const HeldFile& file);
     Loaded LoadBuiltIn(Capability capability, const std::string& name);
     Loaded Compile(ResourceFormat format, std::string_view bytes, const std::string& what);
     ResourcePtr Keep(Resource resource) const;
@@ -60,6 +66,14 @@ class ResourceLoader {
     const std::shared_ptr<std::atomic<std::size_t>> bytes_ =
         std::make_shared<std::atomic<std::size_t>>(0);
     ResourceCache cache_;
+    // What was made of held files, while anybody still has it.
+    struct KnownFile {
+        std::uintmax_t size;
+        std::filesystem::file_time_type time;
+        std::weak_ptr<const Resource> resource;
+    };
+    std::mutex known_mutex_;
+    std::map<std::pair<std::string, ResourceFormat>, KnownFile> known_;
 };
 
 }  // namespace orvx

@@ -148,12 +148,14 @@ TEST(ProcessTest, DecodersAreReplacedUnderTheServerAndEndWithIt) {
     ServerProcess server;
     TestClient client(server.AwaitReady());
     const Samples speech = Load(kGoForward);
-    client.Send(MakeRequest(kPcm16, Bytes(Join({speech, speech}))));
+    client.Send(MakeRequest(kPcm16, Bytes(Join({speech, speech, speech, speech}))));
     std::this_thread::sleep_for(std::chrono::milliseconds(300));  // it decodes, or will
     const std::vector<pid_t> killed = Children(server.Pid());
     ASSERT_EQ(killed.size(), 1U);
     ::kill(killed[0], SIGKILL);
-    EXPECT_EQ(client.Receive()->Text(), "go forward ten meters go forward ten meters");
+    EXPECT_EQ(client.Receive()->Text(),
+              "go forward ten meters go forward ten meters "
+              "go forward ten meters go forward ten meters");
     const std::vector<pid_t> children = Children(server.Pid());
     ASSERT_EQ(children.size(), 1U);
     EXPECT_NE(children, killed);

@@ -314,13 +314,18 @@ TEST_F(ResourceTest, BuiltInResourcesAreFilesOfTheFolderAndNoOthers) {
     dir_.Write("yes.jsgf", "#JSGF V1.0; public <x> = a;");
     dir_.Write("list.txt", "b\n");
     std::filesystem::create_directory(dir_.Path("folder.txt"));
-    EXPECT_EQ(Show(LoadNamed(Capability::kGrammar, "yes")), "a");
+    const auto first = std::get<ResourcePtr>(LoadNamed(Capability::kGrammar, "yes"));
+    EXPECT_EQ(Show(first), "a");
+    EXPECT_EQ(std::get<ResourcePtr>(LoadNamed(Capability::kGrammar, "yes")), first);
     EXPECT_EQ(Show(LoadNamed(Capability::kGrammar, "list")), "b");
     EXPECT_EQ(Show(LoadNamed(Capability::kAnalysis, "list")), "taken");
     LexoRequestMessage request;
     request.set_resource_buildin(1);
     request.set_proload_resource("yes");
-    EXPECT_EQ(loader_.BytesToRead(Capability::kGrammar, request), 27U) << "not by the way";
+    EXPECT_EQ(loader_.BytesToRead(Capability::kGrammar, request), std::nullopt) << "it is known";
+    dir_.Write("yes.jsgf", "#JSGF V1.0; public <x> = b | c;");
+    EXPECT_EQ(loader_.BytesToRead(Capability::kGrammar, request), 31U) << "it has changed";
+    EXPECT_EQ(Show(LoadNamed(Capability::kGrammar, "yes")), "b|c");
     for (const char* const missing : {"no", "folder", "yes.jsgf"}) {
         EXPECT_EQ(Show(LoadNamed(Capability::kGrammar, missing)),
                   "17 this server has no built-in resource \"" + std::string(missing) +
