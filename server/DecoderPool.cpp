@@ -15,7 +15,7 @@
 namespace orvx {
 namespace {
 
-// What ends an engine's work in the middle of a call costs more than to let a short call end.
+// To stop an engine in the middle of a call costs loading it anew: shorter calls are let end.
 constexpr std::chrono::seconds kGrace{1};
 
 std::string EffortText(std::chrono::milliseconds most, std::chrono::milliseconds speech) {
