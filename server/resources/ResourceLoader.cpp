@@ -1,8 +1,9 @@
 #include "ResourceLoader.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <atomic>
-#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <optional>
@@ -23,7 +24,7 @@ using quorlan::protocol::LexoRequestMessage;
 
 constexpr std::size_t kMostCached = 64;
 constexpr std::size_t kMostCachedBytes = std::size_t{64} << 20;
-constexpr std::uintmax_t kLargestFile = std::uintmax_t{64} << 20;
+constexpr std::size_t kLargestFile = std::size_t{64} << 20;
 constexpr std::size_t kLongestName = 200;
 
 constexpr ResourceFormat kKeywordList = LexoRequestMessage::LEXO_RESOURCE_KEYWORD_LIST;
@@ -109,6 +110,10 @@ std::size_t SizeOf(const Resource& resource) {
            std::visit([](const auto& content) { return SizeOf(content); }, resource.content);
 }
 
+std::int64_t Nanoseconds(const timespec& time) {
+    return time.tv_sec * std::int64_t{1'000'000'000} + time.tv_nsec;
+}
+
 }  // namespace
 
 ResourceLoader::ResourceLoader(const std::string& dictionary, std::string folder,
@@ -165,11 +170,14 @@ std::optional<ResourceLoader::HeldFile> ResourceLoader::FindHeld(Capability capa
     if (folder_.empty() || CheckName(name)) return std::nullopt;
     for (const Accepted& accepted : AcceptedBy(capability)) {
         const std::string path = folder_ + "/" + name + accepted.ending;
-        std::error_code error;
-        if (!std::filesystem::is_regular_file(path, error)) continue;
-        const std::uintmax_t size = std::filesystem::file_size(path, error);
-        const auto time = std::filesystem::last_write_time(path, error);
-        if (!error) return HeldFile{path, accepted.format, size, time};
+        struct stat status {};
+        if (::stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) continue;
+        return HeldFile{
+            path,
+            accepted.format,
+            static_cast<std::size_t>(status.st_size),
+            {static_cast<std::int64_t>(status.st_dev), static_cast<std::int64_t>(status.st_ino),
+             Nanoseconds(status.st_mtim), Nanoseconds(status.st_ctim), status.st_size}};
     }
     return std::nullopt;
 }
@@ -178,10 +186,7 @@ std::optional<ResourceLoader::HeldFile> ResourceLoader::FindHeld(Capability capa
 ResourcePtr ResourceLoader::Known(const HeldFile& file) {
     const std::lock_guard lock(known_mutex_);
     const auto known = known_.find({file.path, file.format});
-    if (known == known_.end() || known->second.size != file.size ||
-        known->second.time != file.time) {
-        return nullptr;
-    }
+    if (known == known_.end() || known->second.stamp != file.stamp) return nullptr;
     return known->second.resource.lock();
 }
 
@@ -199,7 +204,7 @@ ResourceLoader::Loaded ResourceLoader::LoadBuiltIn(Capability capability, const 
             Loaded loaded = Compile(held->format, bytes, "resource " + name);
             if (const ResourcePtr* const resource = std::get_if<ResourcePtr>(&loaded)) {
                 const std::lock_guard lock(known_mutex_);
-                known_[{held->path, held->format}] = {held->size, held->time, *resource};
+                known_[{held->path, held->format}] = {held->stamp, *resource};
             }
             return loaded;
         }

@@ -1,10 +1,10 @@
 // The resource that a request carries or names, read and checked.
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <filesystem>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -48,8 +48,10 @@ class ResourceLoader {
     struct HeldFile {
         std::string path;
         ResourceFormat format;
-        std::uintmax_t size;
-        std::filesystem::file_time_type time;  // of its last change
+        std::size_t size;
+        // What differs where the file is another one or has changed; its time of modification alone
+        // can be put back.
+        std::array<std::int64_t, 5> stamp;
     };
     // In the folder; nothing if there is none, or `name` is no resource name.
     std::optional<HeldFile> FindHeld(Capability capability, const std::string& name) const;
@@ -68,8 +70,7 @@ class ResourceLoader {
     ResourceCache cache_;
     // What was made of held files, while anybody still has it.
     struct KnownFile {
-        std::uintmax_t size;
-        std::filesystem::file_time_type time;
+        std::array<std::int64_t, 5> stamp;
         std::weak_ptr<const Resource> resource;
     };
     std::mutex known_mutex_;

@@ -2,8 +2,10 @@
 // others.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <set>
+#include <thread>
 
 #include "ResourceLoader.h"
 #include "TempDir.h"
@@ -326,6 +328,11 @@ TEST_F(ResourceTest, BuiltInResourcesAreFilesOfTheFolderAndNoOthers) {
     dir_.Write("yes.jsgf", "#JSGF V1.0; public <x> = b | c;");
     EXPECT_EQ(loader_.BytesToRead(Capability::kGrammar, request), 31U) << "it has changed";
     EXPECT_EQ(Show(LoadNamed(Capability::kGrammar, "yes")), "b|c");
+    const auto time = std::filesystem::last_write_time(dir_.Path("yes.jsgf"));
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));  // the clock of files is coarse
+    dir_.Write("yes.jsgf", "#JSGF V1.0; public <x> = c | d;");
+    std::filesystem::last_write_time(dir_.Path("yes.jsgf"), time);
+    EXPECT_EQ(Show(LoadNamed(Capability::kGrammar, "yes")), "c|d") << "of the same size and time";
     for (const char* const missing : {"no", "folder", "yes.jsgf"}) {
         EXPECT_EQ(Show(LoadNamed(Capability::kGrammar, missing)),
                   "17 this server has no built-in resource \"" + std::string(missing) +
