@@ -194,11 +194,12 @@ void EngineProcess::Launch() {
 void EngineProcess::DropUnfit() {
     constexpr std::chrono::milliseconds kMostAbandoned{500};
     if (!child_) return;
+    const int pid = static_cast<int>(child_->Pid());
     if (child_->HasEnded()) {
-        ORVX_LOG_WARNING("decoder %d: ended %s", static_cast<int>(child_->Pid()),
-                         EndText(child_->Kill()).c_str());
+        ORVX_LOG_WARNING("decoder %d: ended %s", pid, EndText(child_->Kill()).c_str());
         child_ = nullptr;
     } else if (begun_ && child_->ProcessorTime() - *begun_ > kMostAbandoned) {
+        ORVX_LOG_INFO("decoder %d: replaced, its stretch was given up or has gone to another", pid);
         child_ = nullptr;
     }
 }

@@ -10,6 +10,7 @@
 #include "CapturedOutput.h"
 #include "FreshProcess.h"
 #include "ResultBuilders.h"
+#include "TempDir.h"
 #include "TestHost.h"
 
 namespace {
@@ -83,8 +84,11 @@ void RecognizeMoreThanWasSent() {
 }
 
 TEST(FreshProcessDeathTest, ACountAboveItsListEndsTheHost) {
+    const TempDir left_behind;  // a host that aborts removes nothing
+    ::setenv("TEST_TMPDIR", left_behind.Path("").c_str(), 1);
     EXPECT_FRESH_EXIT(RecognizeMoreThanWasSent(), ::testing::KilledBySignal(SIGABRT),
                       "CHECK failed: \\(index\\) < \\(size\\(\\)\\): ");
+    ::unsetenv("TEST_TMPDIR");
 }
 
 TEST(FreshProcessTest, SessionsAreNumberedFrom10000AndAfterEndFrom0) {
