@@ -9,6 +9,8 @@
 #include <fstream>
 #include <string_view>
 
+#include "TemporaryFolder.h"
+
 namespace recognize {
 
 namespace {
@@ -95,7 +97,7 @@ EngineLog::EngineLog(const std::optional<std::filesystem::path>& home) {
     }
     try {
         MakeHome(*home);
-    } catch (const std::filesystem::filesystem_error&) {  // no space, or TMPDIR is no folder
+    } catch (const std::filesystem::filesystem_error&) {  // no space
     }
     ::setenv("QUORLAN_HOME", (log_ ? folder_ : *home).c_str(), 1);
 }
@@ -108,7 +110,7 @@ EngineLog::~EngineLog() {
 }
 
 void EngineLog::MakeHome(const std::filesystem::path& home) {
-    std::string name = std::filesystem::temp_directory_path() / "orvx-recognize-XXXXXX";
+    std::string name = TemporaryFolder() / "orvx-recognize-XXXXXX";
     if (::mkdtemp(name.data()) == nullptr) {
         return;
     }
@@ -123,20 +125,22 @@ void EngineLog::MakeHome(const std::filesystem::path& home) {
     }
 }
 
-std::string EngineLog::ServerWords() const {
+std::optional<std::string> EngineLog::ServerWords() const {
     thread_local off_t position = 0;
     if (!log_) {
-        return {};
+        return std::nullopt;
     }
     const std::string text = ReadOn(log_.Get(), &position);
     const std::string thread = ThisThread();
-    std::string words;
+    std::optional<std::string> words;
     for (std::size_t begin = 0; begin < text.size();) {
         const std::size_t end = EndOfLine(text, begin);
         const std::string_view message = std::string_view(text).substr(begin, end - begin);
         begin = end + 1;
         const auto found = message.starts_with(thread) ? WordsIn(message) : std::nullopt;
-        words = found.value_or(words);
+        if (found) {
+            words = *found;
+        }
     }
     return words;
 }

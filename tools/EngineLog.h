@@ -22,9 +22,12 @@ class EngineLog {
     EngineLog(const EngineLog&) = delete;
     EngineLog& operator=(const EngineLog&) = delete;
 
-    // The server's text of this thread's last call of the engine; empty when it gave none. Any
-    // thread may ask, once for each failed call.
-    std::string ServerWords() const;
+    // Whether the log is read here; otherwise only the user may read it.
+    bool IsRead() const { return static_cast<bool>(log_); }
+
+    // What the server said, possibly nothing, if it refused this thread's last call of the engine;
+    // null if it did not or that is not known. Any thread may ask, once for each failed call.
+    std::optional<std::string> ServerWords() const;
 
   private:
     void MakeHome(const std::filesystem::path& home);

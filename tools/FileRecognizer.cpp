@@ -16,10 +16,12 @@ namespace {
 using std::chrono::steady_clock;
 
 // Codes with which the engine itself has closed the utterance, or, where the first chunk got them,
-// has opened none. An answer of an unknown kind may have opened one.
-bool IsUtteranceGone(Lexo_ErrCode code, bool is_first) {
-    return (is_first && code != LEXO_ERR_UNKNOWN) || code == LEXO_ERR_NETWORK_FAILED ||
-           code == LEXO_ERR_REALTIME_SESSION_TIMEOUT || code == LEXO_ERR_ALL_SESSION_BUSY;
+// has opened none. An answer of an unknown kind may have opened one, and one that cannot be read
+// closes none.
+bool IsUtteranceGone(Lexo_ErrCode code, bool is_first, bool is_refused) {
+    return (is_first && code != LEXO_ERR_UNKNOWN) || (code == LEXO_ERR_RECOG_FAILED && is_refused) ||
+           code == LEXO_ERR_NETWORK_FAILED || code == LEXO_ERR_REALTIME_SESSION_TIMEOUT ||
+           code == LEXO_ERR_ALL_SESSION_BUSY;
 }
 
 // Codes with which a server may refuse the resource of a request.
@@ -112,7 +114,8 @@ class Recognition {
             const bool is_first = !std::exchange(has_begun_, true);
             is_open_ = true;
             Judge(session_.Recognize(chunk, Handler()));
-            is_open_ = !(failure_ && IsUtteranceGone(failure_->code, is_first));
+            is_open_ = !(failure_ && IsUtteranceGone(failure_->code, is_first, is_refused_));
+            carries_resource_ = false;
             Sent(reader);
         }
         if (!has_begun_) {
@@ -141,27 +144,26 @@ class Recognition {
             heard_nothing_ = true;
             is_over_ = is_over_ || mode_ == StreamMode::kSingle;
         } else if (code != LEXO_ERR_NONE) {
-            Fail({code, Explain(code)});
+            const std::optional<std::string> words = job_.log->ServerWords();
+            is_refused_ = words.has_value();
+            Fail({code, words.value_or("").empty() ? Explain(code) : "the server says: " + *words});
         }
     }
 
-    // What a code may mean in this run.
+    // What a code without the server's words may mean in this run.
     std::string Explain(Lexo_ErrCode code) const {
-        const std::string words = job_.log->ServerWords();
-        if (!words.empty()) {
-            return "the server says: " + words;
-        }
         const std::string& resource = session_.BoundResource().Description();
         if (code == LEXO_ERR_NETWORK_FAILED) {
             return "no exchange with " + job_.server +
                    ": it cannot be reached, or closed the connection, as a full server does, or is "
                    "no recognition server";
         }
-        if (IsRefusal(code) && !resource.empty()) {
-            return MeaningOf(code) + "; perhaps it does not take " + resource +
-                   " (the engine's log has the server's words)";
+        const bool may_be_refused = is_refused_ || !job_.log->IsRead();
+        if (!may_be_refused || !IsRefusal(code) || !carries_resource_ || resource.empty()) {
+            return MeaningOf(code);
         }
-        return MeaningOf(code);
+        return MeaningOf(code) + "; perhaps it does not take " + resource +
+               (job_.log->IsRead() ? "" : " (the engine's log has the server's words)");
     }
 
     void Sent(const SpeechReader& reader) {
@@ -187,9 +189,11 @@ class Recognition {
     const FileEvents& events_;
 
     StreamMode mode_ = StreamMode::kOneShot;
-    bool has_begun_ = false;  // an utterance of a stream
-    bool is_open_ = false;    // the same, and nothing has closed it
-    bool is_over_ = false;    // no more audio is wanted
+    bool has_begun_ = false;        // an utterance of a stream
+    bool is_open_ = false;          // the same, and nothing has closed it
+    bool is_over_ = false;          // no more audio is wanted
+    bool is_refused_ = false;       // the last failure is the server's word
+    bool carries_resource_ = true;  // the next request, if there is one
     bool has_result_ = false;
     bool has_text_ = false;
     bool heard_nothing_ = false;

@@ -17,6 +17,7 @@
 
 #include "Errors.h"
 #include "Interruption.h"
+#include "TemporaryFolder.h"
 
 namespace recognize {
 
@@ -50,11 +51,7 @@ UniqueFd OpenForReading(const std::string& name) {
 
 // A file without a name, in the folder that TMPDIR names.
 UniqueFd MakeTemporaryFile() {
-    std::error_code error;
-    const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
-    if (error) {
-        throw AudioError("cannot make a temporary file: TMPDIR names no folder");
-    }
+    const std::filesystem::path folder = TemporaryFolder();
     std::string name = folder / "orvx-recognize-XXXXXX";
     UniqueFd fd(::mkostemp(name.data(), O_CLOEXEC));
     if (!fd) {

@@ -11,6 +11,7 @@
 #include <climits>
 #include <csignal>
 #include <cstdint>
+#include <ctime>
 
 namespace recognize {
 
@@ -20,9 +21,14 @@ std::atomic<bool> g_requested{false};
 static_assert(std::atomic<bool>::is_always_lock_free);  // a signal handler stores it
 std::atomic<int> g_event_fd{-1};
 std::atomic<int> g_awaited_answers{0};
-std::atomic<bool> g_signalled{false};
 std::atomic<bool> g_wait_announced{false};
 static_assert(std::atomic<int>::is_always_lock_free);
+std::atomic<std::int64_t> g_first_signal_ns{0};  // 0: none came
+static_assert(std::atomic<std::int64_t>::is_always_lock_free);
+
+// timeout(1), like others that end programs, signals the process and then its group: what comes so
+// soon after the first signal belongs to it.
+constexpr std::int64_t kSameWishNs = 300'000'000;
 
 void SetAction(int signal_number, void (*handler)(int)) {
     struct sigaction action = {};
@@ -37,19 +43,28 @@ void AnnounceWait() {
     static constexpr char kNotice[] =
         "\norvx-recognize: stopping after the answer that is under way; Ctrl-C again ends at "
         "once\n";
-    if (g_signalled && g_awaited_answers > 0 && !g_wait_announced.exchange(true)) {
+    if (g_first_signal_ns != 0 && g_awaited_answers > 0 && !g_wait_announced.exchange(true)) {
         [[maybe_unused]] const auto written = ::write(STDERR_FILENO, kNotice, sizeof kNotice - 1);
     }
 }
 
-void OnSignal(int) {
+std::int64_t MonotonicNs() {
+    timespec now = {};
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * std::int64_t{1'000'000'000} + now.tv_nsec;
+}
+
+void OnSignal(int signal_number) {
     const int saved_errno = errno;
-    SetAction(SIGINT, SIG_DFL);
-    SetAction(SIGTERM, SIG_DFL);
-    SetAction(SIGHUP, SIG_DFL);
-    g_signalled = true;
-    RequestInterruption();
-    AnnounceWait();
+    const std::int64_t now = MonotonicNs();
+    std::int64_t first = 0;
+    if (g_first_signal_ns.compare_exchange_strong(first, now)) {
+        RequestInterruption();
+        AnnounceWait();
+    } else if (now - first > kSameWishNs) {
+        SetAction(signal_number, SIG_DFL);
+        ::raise(signal_number);
+    }
     errno = saved_errno;
 }
 

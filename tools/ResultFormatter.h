@@ -36,7 +36,8 @@ std::unique_ptr<ResultFormatter> MakeTextFormatter(const FileContext& context);
 // One JSON object, on one line, when the file is finished.
 std::unique_ptr<ResultFormatter> MakeJsonFormatter(const FileContext& context);
 
-// Subtitles, SubRip and WebVTT: a block for each segment or spotted keyword.
+// Subtitles, SubRip and WebVTT: a block for each segment or spotted keyword; those of an analysis
+// when the file is finished.
 std::unique_ptr<ResultFormatter> MakeSrtFormatter(const FileContext& context);
 std::unique_ptr<ResultFormatter> MakeVttFormatter(const FileContext& context);
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <climits>
 #include <cstdio>
+#include <utility>
+#include <vector>
 
 #include "PlainText.h"
 #include "ResultFormatter.h"
@@ -61,22 +63,36 @@ std::string VttEscaped(const std::string& text) {
 class SubtitleFormatter : public ResultFormatter {
   public:
     std::string Add(const Lexo_RecogResult& result) override {
-        std::string text;
-        for (const ResultLine& line : LinesOf(result)) {
+        for (ResultLine& line : LinesOf(result)) {
             const bool is_said = line.kind == Kind::kText || line.kind == Kind::kSpotted;
             if (is_said && !IsBlank(line.text)) {
-                const int start =
-                    std::clamp(line.start_ms, last_start_ms_, INT_MAX - kShortestBlockMs);
-                last_start_ms_ = start;
-                text += Block(line, start, std::max(line.end_ms, start + kShortestBlockMs));
+                lines_.push_back(std::move(line));
             }
         }
-        return text;
+        // Where two speak at once, who begins first may end last, and come last.
+        return result.nEngineType == LEXO_ENGINE_ANALYSIS ? "" : Blocks();
+    }
+
+    std::string Finish(const FileOutcome&) override {
+        std::stable_sort(lines_.begin(), lines_.end(),
+                         [](const auto& a, const auto& b) { return a.start_ms < b.start_ms; });
+        return Blocks();
     }
 
   private:
     virtual std::string Block(const ResultLine& line, int start_ms, int end_ms) = 0;
 
+    std::string Blocks() {
+        std::string text;
+        for (const ResultLine& line : std::exchange(lines_, {})) {
+            const int start = std::clamp(line.start_ms, last_start_ms_, INT_MAX - kShortestBlockMs);
+            last_start_ms_ = start;
+            text += Block(line, start, std::max(line.end_ms, start + kShortestBlockMs));
+        }
+        return text;
+    }
+
+    std::vector<ResultLine> lines_;  // not yet written
     int last_start_ms_ = 0;
 };
 

@@ -91,17 +91,27 @@ TEST(SubtitleResults, AreBlocksThatNoPlayerRefuses) {
               "1\n00:00:01,000 --> 00:00:02,100\nhello world\n\n"
               "2\n01:01:01,001 --> 01:01:01,002\ncaf\xE9\n\n"
               "3\n01:01:01,001 --> 01:01:01,002\na  <b>\n\n");
-    EXPECT_EQ(MakeSrtFormatter(Context())->Add(Analysis().result),
-              "1\n00:00:00,500 --> 00:00:00,900\nagent: hello world\n\n");
+    const auto srt = MakeSrtFormatter(Context());
+    EXPECT_EQ(srt->Add(Analysis().result), "");
+    EXPECT_EQ(srt->Finish({}), "1\n00:00:00,500 --> 00:00:00,900\nagent: hello world\n\n");
     const auto vtt = MakeVttFormatter(Context());
     EXPECT_EQ(vtt->Begin(), "WEBVTT\n\n");
-    EXPECT_EQ(vtt->Add(Analysis().result),
-              "00:00:00.500 --> 00:00:00.900\n<v agent>hello world\n\n");
     EXPECT_EQ(vtt->Add(Keywords(1, &keyword)),
               "00:00:00.500 --> 00:00:00.700\n&lt;no&gt; (88)\n\n");
     keyword.nStartTime = INT_MAX;
     EXPECT_EQ(vtt->Add(Keywords(1, &keyword)),
               "596:31:23.646 --> 596:31:23.647\n&lt;no&gt; (88)\n\n");
+}
+
+TEST(SubtitleResults, OfSpeakersWhoInterruptEachOtherComeByTheirStarts) {
+    Analysis interruption;
+    Analysis speech;
+    speech.segment.nStartTime = 100;
+    const auto vtt = MakeVttFormatter(Context());
+    EXPECT_EQ(vtt->Add(interruption.result) + vtt->Add(speech.result), "");
+    EXPECT_EQ(vtt->Finish({}),
+              "00:00:00.100 --> 00:00:00.900\n<v agent>hello world\n\n"
+              "00:00:00.500 --> 00:00:00.900\n<v agent>hello world\n\n");
 }
 
 TEST(JsonResults, HoldEveryFieldOfTheRecords) {

@@ -42,6 +42,25 @@ TEST_F(Tool, StreamsInPiecesAndJudgesByWhatWasHeard) {
     EXPECT_EQ(Chunks(), "1:16000 -2:0");
 }
 
+// With code 13 the engine closes an utterance if the server has sent it, but not if it could not
+// read the answer: the server's log tells.
+TEST_F(Tool, ClosesWhatARefusalLeavesOpen) {
+    const scripted::Reaction garbled =
+        scripted::Answer(scripted::EchoAccess([](auto& access) { access.set_data_len(-1); }));
+    const Strings arguments = {"--words", dir_.Write("w", "orvx\n"), "--stream", "continue", Sound(1)};
+    setup_ = "unset QUORLAN_HOME;";
+    for (const auto& [reaction, chunks] :
+         {std::pair(Fails(13), "1:3200 2:3200"), std::pair(garbled, "1:3200 2:3200 -3:0")}) {
+        server_.Then(scripted::Answer());
+        server_.Then(reaction);
+        const ToolResult result = Run(arguments);
+        EXPECT_TRUE(result.err.ends_with("or its answer is damaged\n")) << result.err;
+        EXPECT_EQ(Chunks(), chunks);
+    }
+    server_.Then(Fails(13));
+    ExpectTold(Run(arguments).err, {"does not take --words " + dir_.Path("w") + " as user word list\n"});
+}
+
 TEST_F(Tool, PacesAStreamAtTheSpeedOfSpeechAndShowsItsProgress) {
     const auto start = std::chrono::steady_clock::now();
     server_.Otherwise(Says({"hi"}));
@@ -72,7 +91,8 @@ TEST_F(Tool, EndsInOrderOnTheFirstSignalAndAtOnceOnTheSecond) {
     const Strings arguments = {
         "--words", dir_.Write("w", "orvx\n"), "--stream", "continue", Sound(1), Sound(2)};
     server_.Then(scripted::Answer());
-    server_.Then(Sequence({PressCtrlC(), scripted::Answer()}));
+    // As timeout sends them, to the process and to its group: no second wish.
+    server_.Then(Sequence({SendSignal(SIGTERM), PressCtrlC(), scripted::Answer()}));
     server_.Then(Says({"so far"}));
     const ToolResult result = Run(arguments);
     EXPECT_EQ(result.status, 1);
@@ -82,7 +102,8 @@ TEST_F(Tool, EndsInOrderOnTheFirstSignalAndAtOnceOnTheSecond) {
               "once\norvx-recognize: " +
                   Sound(1) + ": interrupted\norvx-recognize: 2 of 2 files not recognised\n");
     EXPECT_EQ(Chunks(), "1:3200 2:3200 -3:0");
-    server_.Then(Sequence({PressCtrlC(), PressCtrlC(), scripted::Pause(std::chrono::seconds(9))}));
+    server_.Then(Sequence({PressCtrlC(), scripted::Pause(std::chrono::milliseconds(400)),
+                           PressCtrlC(), scripted::Pause(std::chrono::seconds(9))}));
     EXPECT_EQ(Run(arguments).status, 128 + SIGINT);
 }
 

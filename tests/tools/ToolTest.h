@@ -92,16 +92,19 @@ class Tool : public testing::Test {
         return chunks;
     }
 
+    scripted::Reaction SendSignal(int signal) {
+        return [this, signal](const auto&, auto&) { ::kill(pid_, signal); };
+    }
     // Presses Ctrl-C, or sends another signal, and waits until the tool has said so.
     scripted::Reaction PressCtrlC(int signal = SIGINT) {
-        return [this, signal](const scripted::Request&, scripted::Connection&) {
-            ::kill(pid_, signal);
+        const auto wait = [this](const auto&, auto&) {
             const auto is_told = [this] {
                 return ReadAll(dir_.Path("stderr")).find("Ctrl-C") != std::string::npos;
             };
             for (int i = 0; i < 2000 && !is_told(); ++i)
                 std::this_thread::sleep_for(std::chrono::milliseconds(5));
         };
+        return scripted::Sequence({SendSignal(signal), wait});
     }
 
     const TempDir dir_;
