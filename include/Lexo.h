@@ -21,7 +21,9 @@
  *   UnloadResource before End.
  *
  * CONVENTIONS
- *   Errors    Every function returns a Lexo_ErrCode; 0 is success. Details go to the log.
+ *   Errors    Every function returns a Lexo_ErrCode; 0 is success. Details go to the log. Where
+ *             memory does not suffice, for a large answer above all, std::bad_alloc may leave a
+ *             function: a C++ host may catch it and go on, a C host ends.
  *   Strings   NUL-terminated bytes; the library converts no encoding. A null string argument reads
  *             as "". Arguments are read during the call only, and what is kept is copied.
  *   Pointers  A null output pointer gives LEXO_ERR_PARAM_INVALID and has no effect.
@@ -328,7 +330,8 @@ typedef struct _Lexo_RecogResult {
 
 /* ---- Functions ------------------------------------------------------------------------------ */
 
-/* Starts the engine and checks once, for at most 0.3 s, that the server accepts connections.
+/* Starts the engine and checks once, for at most 0.3 s, that the server accepts connections; a
+ * signal that the host handles meanwhile ends the check as if it did.
  * pcszLibPath is the server's "IPv4:port", optionally followed by "," and the path of a
  * configuration file; the default file is $QUORLAN_HOME/conf/Lexo_SDK.conf. Logging is configured
  * by $QUORLAN_HOME/conf/Lexo_SDK_log.xml. Init may be called again at any time and does everything
@@ -364,7 +367,7 @@ LEXO_API Lexo_ErrCode orvx_proxy_PreLoad(const char* pcszCapabilityName);
  * The name may be full ("asr.cloud.grammar") or short ("grammar"), in any letter case, with white
  * space around it. The first session of a process is number 10000; after an End, counting starts
  * from 0.
- * Returns NONE; PARAM_INVALID (name not understood, or text behind a full name);
+ * Returns NONE; PARAM_INVALID (name not understood; not all text behind a name is noticed);
  * CAPABILITY_NOT_EXIST (before Init). */
 LEXO_API Lexo_ErrCode orvx_proxy_SessionStart(const char* pszCapabilityName,
                                               Lexo_Handle* phSession);

@@ -16,6 +16,11 @@ namespace {
 
 constexpr int kWaitMilliseconds = 300;
 
+void Tell(const char* label, int error) {
+    std::printf("%s fire. connect error, errno = %d\n", label, error);
+    std::fflush(stdout);
+}
+
 // Reads and thereby clears the socket's pending error, and prints it behind `label`.
 bool ReadError(int sockfd, const char* label, int* error) {
     socklen_t length = sizeof *error;
@@ -24,21 +29,20 @@ bool ReadError(int sockfd, const char* label, int* error) {
         std::fflush(stdout);
         return false;
     }
-    std::printf("%s fire. connect error, errno = %d\n", label, *error);
-    std::fflush(stdout);
+    Tell(label, *error);
     return true;
 }
 
 }  // namespace
 
-int select_version(int sockfd, const sockaddr_in& address) {
+int select_version(const OwnSocket& socket, const sockaddr_in& address) {
     const int connected =
-        ::connect(sockfd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+        ::connect(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
     if (connected != 0 && errno != EINPROGRESS) {
         std::perror("connect remote server fail.\n");
         return connected;
     }
-    pollfd entry{sockfd, POLLIN | POLLOUT, 0};
+    pollfd entry{socket.Get(), POLLIN | POLLOUT, 0};
     const int ready = ::poll(&entry, 1, kWaitMilliseconds);
     int result = 0;
     if (ready == 0) {
@@ -46,14 +50,19 @@ int select_version(int sockfd, const sockaddr_in& address) {
         std::perror("select timeout.\n");
         result = ETIMEDOUT;
     }
+    if (socket.IsConnectedToItself()) {  // nobody listens there
+        Tell("in", ECONNREFUSED);
+        Tell("out", 0);
+        return ECONNREFUSED;
+    }
     // A failed wait tells nothing: both directions are looked at.
     const bool readable = ready < 0 || (entry.revents & (POLLIN | POLLHUP | POLLERR)) != 0;
     const bool writable = ready < 0 || (entry.revents & (POLLOUT | POLLERR)) != 0;
-    if (readable && !ReadError(sockfd, "in", &result)) {
+    if (readable && !ReadError(socket.Get(), "in", &result)) {
         return -1;
     }
     int write_error = 0;
-    if (writable && !ReadError(sockfd, "out", &write_error)) {
+    if (writable && !ReadError(socket.Get(), "out", &write_error)) {
         return -1;
     }
     return result;
@@ -79,5 +88,5 @@ int test_connection_state(const char* ip, int port) {
         std::perror("set socket O_NONBLOCK fail.\n");
         return -1;
     }
-    return select_version(socket.Get(), address);
+    return select_version(socket, address);
 }

@@ -5,6 +5,7 @@
 
 #include <climits>
 
+class OwnSocket;
 struct sockaddr_in;
 
 constexpr int kProbeWithoutSocket = INT_MIN;
@@ -16,4 +17,4 @@ constexpr int kProbeWithoutSocket = INT_MIN;
 int test_connection_state(const char* ip, int port);
 
 // The connecting and waiting on a non-blocking socket, with the same results.
-int select_version(int sockfd, const sockaddr_in& address);
+int select_version(const OwnSocket& socket, const sockaddr_in& address);

@@ -85,6 +85,7 @@ int StandardStreams::OpenSocket(int domain, int type, int protocol) {
 }
 
 int StandardStreams::OpenFile(const char* path, int flags) {
+    const CancellationOff off;  // in open() a cancelled thread would lose the number
     const Taken taken;
     int fd;
     do {

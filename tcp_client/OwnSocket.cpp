@@ -1,5 +1,8 @@
 #include "OwnSocket.h"
 
+#include <netinet/in.h>
+#include <sys/socket.h>
+
 #include "FileDescriptor.h"
 #include "StandardStreams.h"
 
@@ -23,6 +26,20 @@ void OwnSocket::Open(int domain, int type, int protocol) {
 void OwnSocket::Close() {
     const MutexGuard guard(lock_);
     CloseLocked();
+}
+
+bool OwnSocket::IsConnectedToItself() const {
+    sockaddr_in local{};
+    sockaddr_in peer{};
+    socklen_t local_bytes = sizeof local;
+    socklen_t peer_bytes = sizeof peer;
+    const bool is_itself =
+        ::getsockname(fd_, reinterpret_cast<sockaddr*>(&local), &local_bytes) == 0 &&
+        ::getpeername(fd_, reinterpret_cast<sockaddr*>(&peer), &peer_bytes) == 0 &&
+        local.sin_port == peer.sin_port && local.sin_addr.s_addr == peer.sin_addr.s_addr;
+    const linger reset{1, 0};
+    if (is_itself) ::setsockopt(fd_, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+    return is_itself;
 }
 
 void OwnSocket::CloseLocked() {

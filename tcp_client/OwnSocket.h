@@ -18,6 +18,11 @@ class OwnSocket {
     void Open(int domain, int type, int protocol);
     void Close();
 
+    // With nobody listening, the system may give the server's port, if it is one of those that
+    // clients get, to the very socket that connects to it. Then true, and closing it lets go of the
+    // port at once: else the server could not have it when it comes back.
+    bool IsConnectedToItself() const;
+
     // Held while any gets or loses its descriptor, and over a fork.
     static MutexLock& Lock() { return lock_; }
     // Closes those of all threads, also of the ones that the child of a fork does not have.

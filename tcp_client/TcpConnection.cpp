@@ -101,19 +101,6 @@ std::span<std::string_view> Behind(std::span<std::string_view> pieces, std::size
     return pieces;
 }
 
-// With nobody listening, the system may give the server's port, if it is one of those that clients
-// get, to the very socket that connects to it. A request would then be its own answer, and the port
-// be taken when the server comes back.
-bool IsConnectedToItself(int fd) {
-    sockaddr_in local{};
-    sockaddr_in peer{};
-    socklen_t local_bytes = sizeof local;
-    socklen_t peer_bytes = sizeof peer;
-    return ::getsockname(fd, reinterpret_cast<sockaddr*>(&local), &local_bytes) == 0 &&
-           ::getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &peer_bytes) == 0 &&
-           local.sin_port == peer.sin_port && local.sin_addr.s_addr == peer.sin_addr.s_addr;
-}
-
 }  // namespace
 
 bool TcpConnection::IsReadyForRequest() const {
@@ -158,12 +145,8 @@ TcpStatus TcpConnection::Open(const std::string& ip, unsigned int port, const De
     if (!is_connected && (errno == EINPROGRESS || errno == EINTR)) {
         is_connected = FinishConnect(deadline.CappedAt(kConnectTimeout));
     }
-    if (is_connected && IsConnectedToItself(socket_.Get())) {
-        const linger reset{1, 0};  // which lets go of the port at once
-        SetOption(socket_.Get(), SOL_SOCKET, SO_LINGER, reset);
-        is_connected = false;
-    }
-    return is_connected ? kTcpOK : kTcpErrorConnect;
+    // A request would be its own answer.
+    return is_connected && !socket_.IsConnectedToItself() ? kTcpOK : kTcpErrorConnect;
 }
 
 bool TcpConnection::FinishConnect(const Deadline& deadline) const {

@@ -4,7 +4,9 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <net/if.h>
+#include <netinet/in.h>
 #include <poll.h>
+#include <pthread.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
@@ -20,6 +22,8 @@
 #include <utility>
 
 #include "CapturedOutput.h"
+#include "FileDescriptor.h"
+#include "Footprint.h"
 #include "FreshProcess.h"
 #include "MessagesOf.h"
 #include "OrvexProxy.h"
@@ -44,6 +48,8 @@ struct SystemFaults {
     int interface_list_error = 0;  // ioctl SIOCGIFCONF
     int open_error = 0;            // the next open
     int read_error = 0;            // every second read
+    bool is_own_peer = false;      // connect starts at the address that it goes to
+    bool is_cancelled = false;     // the thread, when open has opened
 
     // Network interfaces instead of the machine's, a character each: '0' has an address of zeros,
     // '-' none to tell, any other one 00-ff-07-80-00-XX with its code.
@@ -128,6 +134,11 @@ int socket(int domain, int type, int protocol) noexcept {
     return FailOrCall(g_faults.socket_error, SYS_socket, domain, type, protocol);
 }
 
+int connect(int fd, const sockaddr* address, socklen_t length) {
+    if (g_faults.is_own_peer) ::bind(fd, address, length);
+    return FailOrCall(0, SYS_connect, fd, address, length);
+}
+
 int getsockopt(int fd, int level, int name, void* value, socklen_t* length) noexcept {
     return FailOrCall(g_faults.socket_option_error, SYS_getsockopt, fd, level, name, value, length);
 }
@@ -145,7 +156,12 @@ int open(const char* path, int flags, ...) {
     va_start(args, flags);
     const int mode = (flags & O_CREAT) != 0 ? va_arg(args, int) : 0;
     va_end(args);
-    return FailOrCall(std::exchange(g_faults.open_error, 0), SYS_open, path, flags, mode);
+    const int fd = FailOrCall(std::exchange(g_faults.open_error, 0), SYS_open, path, flags, mode);
+    if (g_faults.is_cancelled) {
+        ::pthread_cancel(::pthread_self());
+        ::pthread_testcancel();
+    }
+    return fd;
 }
 
 ssize_t read(int fd, void* bytes, std::size_t count) {
@@ -189,6 +205,34 @@ TEST(ProbeFaultsTest, FailedCalls) {
         EXPECT_EQ(result, c.result) << c.err;
         EXPECT_EQ(out.Text(), c.out);
         EXPECT_EQ(err.Text(), c.err);
+    }
+}
+
+// A port of the range for clients that nobody uses.
+int FreePort() {
+    const FileDescriptor socket(::socket(AF_INET, SOCK_STREAM, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    EXPECT_EQ(::bind(socket.Get(), reinterpret_cast<sockaddr*>(&address), length), 0);
+    ::getsockname(socket.Get(), reinterpret_cast<sockaddr*>(&address), &length);
+    return ntohs(address.sin_port);
+}
+
+// The third finds the port as free as the first.
+TEST(ProbeFaultsTest, ASocketThatMeetsItselfIsNoServer) {
+    const int port = FreePort();
+    for (int i = 0; i < 3; ++i) {
+        int result = 0;
+        const FaultScope faults({.is_own_peer = true});
+        {
+            const scripted::CapturedOutput out(stdout);
+            result = test_connection_state("127.0.0.1", port);
+        }
+        EXPECT_EQ(result, ECONNREFUSED);
+        TcpClientUser client("127.0.0.1", static_cast<unsigned int>(port));
+        EXPECT_EQ(client.SendRequestAndRecvMessage(1000), kTcpErrorConnect);
     }
 }
 
@@ -236,6 +280,21 @@ TEST(ResourceFaultsTest, FilesThatEndEarlyBreakOrComeInPieces) {
             EXPECT_EQ(std::string(bytes.data.get(), 1001), content + '\0');
         }
     }
+}
+
+TEST(ResourceFaultsTest, AThreadCancelledWhileItOpensAFileLeavesNoneOpen) {
+    const scripted::TestHome home;
+    static const std::string path = home.WriteFile("words", "words");
+    const scripted::Footprint footprint;
+    const auto read = [](void*) -> void* {
+        ResourceBytes bytes;
+        const FaultScope faults({.is_cancelled = true});
+        bytes.Obtain(LEXO_RESOURCE_FILE, path.c_str(), 0);
+        return nullptr;
+    };
+    pthread_t thread;
+    ASSERT_EQ(::pthread_create(&thread, nullptr, read, nullptr), 0);
+    EXPECT_EQ(::pthread_join(thread, nullptr), 0);
 }
 
 TEST(ClientSystemFaultsTest, TheTimeOutHoldsWithoutSocketOptions) {
