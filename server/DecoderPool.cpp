@@ -34,7 +34,10 @@ DecoderPool::DecoderPool(const RecogniserFactory& factory, std::size_t decoders,
     : effort_limits_(effort_limits) {
     Load(factory, decoders);
     for (Worker& worker : workers_) {
-        worker.thread = std::thread(&DecoderPool::Run, this, &worker);
+        worker.thread = std::thread([this, &worker] {
+            Run(&worker);
+            worker.recogniser = nullptr;  // here, as it may take a while to end
+        });
     }
 }
 

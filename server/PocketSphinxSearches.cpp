@@ -9,9 +9,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <memory>
 #include <numeric>
 #include <stdexcept>
+#include <system_error>
 #include <vector>
 
 namespace orvx {
@@ -50,8 +52,9 @@ class MemoryFile {
             written += static_cast<std::size_t>(count);
         }
         if (descriptor_ >= 0 && written == content.size()) return;
+        const int error = errno;
         if (descriptor_ >= 0) close(descriptor_);
-        throw std::runtime_error("no memory for a resource");
+        throw std::system_error(error, std::generic_category(), "no memory for a resource");
     }
     ~MemoryFile() { close(descriptor_); }
     MemoryFile(const MemoryFile&) = delete;

@@ -47,8 +47,8 @@ struct RecognitionService::Exchange {
         reply(BuildAnswer(BuildResponse(request.identify(), token, form, outcome), Since(start)));
     }
     void AnswerFailure(const Failure& failure) const;
-    // `sole` is an utterance that this request ends.
-    void Attach(const std::shared_ptr<Utterance>& sole);
+    // It shall know from now on whether the client still waits for this request's answer.
+    void Attach(const std::shared_ptr<Utterance>& utterance);
     void Tell(ClientState state);
     bool IsClientGone();
 
@@ -66,9 +66,9 @@ struct RecognitionService::Exchange {
     std::weak_ptr<Utterance> utterance_;
 };
 
-void RecognitionService::Exchange::Attach(const std::shared_ptr<Utterance>& sole) {
+void RecognitionService::Exchange::Attach(const std::shared_ptr<Utterance>& utterance) {
     const std::lock_guard lock(mutex_);
-    utterance_ = sole;
+    utterance_ = utterance;
     Steer();
 }
 
@@ -293,7 +293,7 @@ void RecognitionService::TakeChunk(const ExchangePtr& exchange, Store::Use use) 
     ++use->chunks;
     use->bytes += audio.size();
     const auto utterance = use->utterance;
-    if (is_closing) exchange->Attach(utterance);
+    exchange->Attach(utterance);
     auto shared_use = std::make_shared<Store::Use>(std::move(use));
     utterance->TakeChunk(number, is_closing, std::move(audio),
                          [this, exchange, shared_use](const Outcome& outcome) {

@@ -68,6 +68,7 @@ void Utterance::RecogniseRecording(std::string audio, Done done) {
 
 void Utterance::TakeChunk(int number, bool is_closing, std::string audio, Done done) {
     Chunk chunk{number, is_closing, std::move(audio), std::move(done)};
+    *yields_ = false;
     asio::post(strand_, Contained([self = shared_from_this(), chunk = std::move(chunk)]() mutable {
                    self->waiting_.push_back(std::move(chunk));
                    if (!self->current_) self->TakeNextChunk();

@@ -53,7 +53,7 @@ class Utterance final : public std::enable_shared_from_this<Utterance>, private 
     // Drops the chunks that are not answered, uncalled: each may hold the utterance that holds it.
     // Only when the request threads have ended.
     void DropChunks();
-    // From now on other utterances' speech is recognised first.
+    // Until the next chunk comes, other utterances' speech is recognised first.
     void Yield() { *yields_ = true; }
 
     double SecondsOfAudio() const;  // listened to so far

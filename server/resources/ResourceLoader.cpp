@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <fstream>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -13,6 +12,7 @@
 #include "GrammarCompiler.h"
 #include "GrammarReaders.h"
 #include "LogText.h"
+#include "RegularFile.h"
 #include "ResourceError.h"
 #include "TextLines.h"
 #include "WordLists.h"
@@ -197,11 +197,8 @@ ResourceLoader::Loaded ResourceLoader::LoadBuiltIn(Capability capability, const 
         if (held->size > kLargestFile) {
             return Failure{LEXO_ERR_LOAD_RESOURCE_FAILED, "resource " + name + " is too large"};
         }
-        std::ifstream file(held->path, std::ios::binary);
-        std::string bytes(held->size, '\0');
-        file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        if (file) {
-            Loaded loaded = Compile(held->format, bytes, "resource " + name);
+        if (const auto bytes = ReadRegularFile(held->path.c_str(), kLargestFile)) {
+            Loaded loaded = Compile(held->format, *bytes, "resource " + name);
             if (const ResourcePtr* const resource = std::get_if<ResourcePtr>(&loaded)) {
                 const std::lock_guard lock(known_mutex_);
                 known_[{held->path, held->format}] = {held->stamp, *resource};

@@ -147,11 +147,12 @@ TEST_F(BadClientTest, TooManyConnectionsAndHangingUpDuringRecognition) {
     AwaitService(GoodRequest());
     const Samples stretch = Join({Syllables(2000), Silence(1000)});
     const std::string audio = Bytes(Join({stretch, stretch, stretch}));
-    for (const char* const mode : {"no", "continue"}) {
+    const std::pair<const char*, int> kinds[] = {{"no", -1}, {"continue", -1}, {"continue", 1}};
+    for (const auto& [mode, chunk] : kinds) {
         const std::size_t finished = engine_.Get().finished.size();
         engine_.HoldUp();
         TestClient client(server_->Port());
-        client.Send(MakeRequest(kPcm16 + ",stream_recog=" + mode, audio));
+        client.Send(MakeRequest(kPcm16 + ",stream_recog=" + mode, audio, chunk));
         engine_.WaitForHeldUp(1);
         client.Reset();
         AwaitService(MakeRequest(kPcm16, Pause(500)));  // its place is free
