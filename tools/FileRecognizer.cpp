@@ -19,9 +19,9 @@ using std::chrono::steady_clock;
 // has opened none. An answer of an unknown kind may have opened one, and one that cannot be read
 // closes none.
 bool IsUtteranceGone(Lexo_ErrCode code, bool is_first, bool is_refused) {
-    return (is_first && code != LEXO_ERR_UNKNOWN) || (code == LEXO_ERR_RECOG_FAILED && is_refused) ||
-           code == LEXO_ERR_NETWORK_FAILED || code == LEXO_ERR_REALTIME_SESSION_TIMEOUT ||
-           code == LEXO_ERR_ALL_SESSION_BUSY;
+    return (is_first && code != LEXO_ERR_UNKNOWN) ||
+           (code == LEXO_ERR_RECOG_FAILED && is_refused) || code == LEXO_ERR_NETWORK_FAILED ||
+           code == LEXO_ERR_REALTIME_SESSION_TIMEOUT || code == LEXO_ERR_ALL_SESSION_BUSY;
 }
 
 // Codes with which a server may refuse the resource of a request.

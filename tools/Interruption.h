@@ -3,8 +3,9 @@
 // The wish is a flag that lasts, and an event that wakes every thread which waits through the
 // functions below. A flag alone would not wake a thread that waits for a microphone, and a signal
 // reaches only one thread, so relying on EINTR would wake the wrong one. A second signal ends the
-// process at once, unless it comes together with the first: an engine call in progress cannot be interrupted, and may last; the first one
-// tells that, when there is such a call or as soon as there is.
+// process at once, unless it comes together with the first: an engine call in progress cannot be
+// interrupted, and may last; the first one tells that, when there is such a call or as soon as
+// there is.
 #pragma once
 
 #include <chrono>

@@ -102,8 +102,8 @@ GrammarToken GrammarLexer::TakeWeight(GrammarToken token) {
     const char* const end = number.data() + number.size();
     const auto [rest, error] = std::from_chars(number.data(), end, token.number);
     if (error != std::errc() || rest != end || !(token.number > 0 && token.number <= 1e6F)) {
-        throw ResourceError(token.line,
-                            "the weight " + Quote("/" + number + "/") + " is no number above 0 and up to 1000000");
+        throw ResourceError(token.line, "the weight " + Quote("/" + number + "/") +
+                                            " is no number above 0 and up to 1000000");
     }
     token.kind = GrammarToken::Kind::kWeight;
     return token;

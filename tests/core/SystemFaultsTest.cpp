@@ -135,8 +135,8 @@ int socket(int domain, int type, int protocol) noexcept {
 }
 
 int connect(int fd, const sockaddr* address, socklen_t length) {
-    if (g_faults.is_own_peer) ::bind(fd, address, length);
-    return FailOrCall(0, SYS_connect, fd, address, length);
+    const bool is_bound = !g_faults.is_own_peer || ::bind(fd, address, length) == 0;
+    return FailOrCall(is_bound ? 0 : errno, SYS_connect, fd, address, length);
 }
 
 int getsockopt(int fd, int level, int name, void* value, socklen_t* length) noexcept {

@@ -47,7 +47,8 @@ TEST_F(Tool, StreamsInPiecesAndJudgesByWhatWasHeard) {
 TEST_F(Tool, ClosesWhatARefusalLeavesOpen) {
     const scripted::Reaction garbled =
         scripted::Answer(scripted::EchoAccess([](auto& access) { access.set_data_len(-1); }));
-    const Strings arguments = {"--words", dir_.Write("w", "orvx\n"), "--stream", "continue", Sound(1)};
+    const Strings arguments = {"--words", dir_.Write("w", "orvx\n"), "--stream", "continue",
+                               Sound(1)};
     setup_ = "unset QUORLAN_HOME;";
     for (const auto& [reaction, chunks] :
          {std::pair(Fails(13), "1:3200 2:3200"), std::pair(garbled, "1:3200 2:3200 -3:0")}) {
@@ -58,7 +59,8 @@ TEST_F(Tool, ClosesWhatARefusalLeavesOpen) {
         EXPECT_EQ(Chunks(), chunks);
     }
     server_.Then(Fails(13));
-    ExpectTold(Run(arguments).err, {"does not take --words " + dir_.Path("w") + " as user word list\n"});
+    ExpectTold(Run(arguments).err,
+               {"does not take --words " + dir_.Path("w") + " as user word list\n"});
 }
 
 TEST_F(Tool, PacesAStreamAtTheSpeedOfSpeechAndShowsItsProgress) {
