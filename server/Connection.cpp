@@ -179,7 +179,7 @@ void Connection::OnAnswer(std::vector<char> frame) {
         return on_closed_(shared_from_this());
     }
     state_ = State::kReading;  // for Close, nothing is being served now
-    if (frame.empty()) return Close("a frame that is no message");
+    if (frame.empty()) return Close("a frame that is no message, or no memory for its answer");
     state_ = State::kWriting;
     answer_ = std::move(frame);
     reader_.NextFrame();

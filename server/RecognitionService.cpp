@@ -40,20 +40,32 @@ std::string Describe(const Outcome& outcome) {
 
 // One request on its way to its answer.
 struct RecognitionService::Exchange {
-    Exchange(std::string peer_name, Reply reply_function)
-        : peer(std::move(peer_name)), reply(std::move(reply_function)) {}
-
-    void Answer(const std::string& token, const Outcome& outcome) const {
-        reply(BuildAnswer(BuildResponse(request.identify(), token, form, outcome), Since(start)));
+    Exchange(std::string peer_name, Reply reply)
+        : peer(std::move(peer_name)), reply_(std::move(reply)) {}
+    // Tells also when memory did not suffice for an answer: nothing waits for it any more.
+    ~Exchange() {
+        try {
+            if (!has_replied_) reply_({});
+        } catch (const std::bad_alloc&) {
+        }
     }
-    void AnswerFailure(const Failure& failure) const;
+    Exchange(const Exchange&) = delete;
+    Exchange& operator=(const Exchange&) = delete;
+
+    void Answer(const std::string& token, const Outcome& outcome) {
+        Send(BuildAnswer(BuildResponse(request.identify(), token, form, outcome), Since(start)));
+    }
+    void AnswerFailure(const Failure& failure);
+    void Send(std::vector<char> frame) {
+        reply_(std::move(frame));
+        has_replied_ = true;
+    }
     // It shall know from now on whether the client still waits for this request's answer.
     void Attach(const std::shared_ptr<Utterance>& utterance);
     void Tell(ClientState state);
     bool IsClientGone();
 
     const std::string peer;
-    const Reply reply;
     const steady_clock::time_point start = steady_clock::now();
     LexoRequestMessage request;  // its audio is moved out when recognition begins
     ResultForm form;             // of the answer
@@ -61,6 +73,8 @@ struct RecognitionService::Exchange {
   private:
     void Steer() const;
 
+    const Reply reply_;
+    bool has_replied_ = false;
     std::mutex mutex_;
     ClientState client_ = ClientState::kThere;
     std::weak_ptr<Utterance> utterance_;
@@ -90,7 +104,7 @@ void RecognitionService::Exchange::Steer() const {
     if (client_ == ClientState::kGone) utterance->Abandon();
 }
 
-void RecognitionService::Exchange::AnswerFailure(const Failure& failure) const {
+void RecognitionService::Exchange::AnswerFailure(const Failure& failure) {
     ORVX_LOG_WARNING("refused: peer=%s identify=%s capability=%s chunk=%d error=%d (%s)",
                      peer.c_str(), Quote(request.identify()).c_str(),
                      Quote(request.cap_name()).c_str(), request.chunk_no(), failure.error_no,
@@ -157,11 +171,11 @@ void RecognitionService::Tell(const Ticket& ticket, ClientState state) {
 
 void RecognitionService::Serve(std::string_view body, const ExchangePtr& exchange) try {
     DecodedFrame frame = DecodeFrame(body);
-    if (std::holds_alternative<UndecodableFrame>(frame)) return exchange->reply({});
+    if (std::holds_alternative<UndecodableFrame>(frame)) return;  // its end tells
     if (const Failure* const failure = std::get_if<Failure>(&frame)) {
         ORVX_LOG_WARNING("refused: peer=%s access error=%d (%s)", exchange->peer.c_str(),
                          failure->error_no, failure->text.c_str());
-        return exchange->reply(BuildRefusal(*failure, Since(exchange->start)));
+        return exchange->Send(BuildRefusal(*failure, Since(exchange->start)));
     }
     exchange->request = std::move(std::get<LexoRequestMessage>(frame));
     if (const auto failure = Route(exchange)) exchange->AnswerFailure(*failure);
@@ -238,7 +252,6 @@ void RecognitionService::RecogniseRecording(const ExchangePtr& exchange,
     const auto utterance = MakeUtterance(task);
     std::string audio = std::move(*exchange->request.mutable_data());
     const std::size_t bytes = audio.size();
-    exchange->Attach(utterance);
     utterance->RecogniseRecording(
         std::move(audio), [exchange, bytes, heard = utterance.get()](const Outcome& outcome) {
             ORVX_LOG_INFO(
@@ -249,6 +262,7 @@ void RecognitionService::RecogniseRecording(const ExchangePtr& exchange,
                 static_cast<long long>(Since(exchange->start).count()), Describe(outcome).c_str());
             exchange->Answer({}, outcome);
         });
+    exchange->Attach(utterance);
 }
 
 std::optional<Failure> RecognitionService::OpenStream(const ExchangePtr& exchange,
@@ -293,25 +307,25 @@ void RecognitionService::TakeChunk(const ExchangePtr& exchange, Store::Use use) 
     ++use->chunks;
     use->bytes += audio.size();
     const auto utterance = use->utterance;
-    exchange->Attach(utterance);
     auto shared_use = std::make_shared<Store::Use>(std::move(use));
     utterance->TakeChunk(number, is_closing, std::move(audio),
                          [this, exchange, shared_use](const Outcome& outcome) {
-                             FinishChunk(*exchange, *shared_use, outcome);
+                             FinishChunk(exchange.get(), *shared_use, outcome);
                          });
+    exchange->Attach(utterance);
 }
 
-void RecognitionService::FinishChunk(const Exchange& exchange, const Store::Use& use,
+void RecognitionService::FinishChunk(Exchange* exchange, const Store::Use& use,
                                      const Outcome& outcome) {
     if ((outcome.recog_status & kResultPresent) != 0) ++use->results;
-    ORVX_LOG_DEBUG("chunk: peer=%s identify=%s chunk=%d took=%lldms %s", exchange.peer.c_str(),
-                   Quote(use->identify).c_str(), exchange.request.chunk_no(),
-                   static_cast<long long>(Since(exchange.start).count()),
+    ORVX_LOG_DEBUG("chunk: peer=%s identify=%s chunk=%d took=%lldms %s", exchange->peer.c_str(),
+                   Quote(use->identify).c_str(), exchange->request.chunk_no(),
+                   static_cast<long long>(Since(exchange->start).count()),
                    Describe(outcome).c_str());
     if (outcome.is_over && utterances_.Remove(use.Token())) {
         use->Log(Describe(outcome));
     }
-    exchange.Answer(use.Token(), outcome);
+    exchange->Answer(use.Token(), outcome);
 }
 
 void RecognitionService::ExpireUtterances() {

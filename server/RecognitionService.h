@@ -41,7 +41,8 @@ class RecognitionService {
     using Ticket = std::weak_ptr<Exchange>;
     enum class ClientState { kThere, kSendsNoMore, kGone };
 
-    // Gets the answer's frame; an empty one if the request's frame is undecodable.
+    // Gets the answer's frame; an empty one if the request's frame is undecodable, or there is no
+    // answer for want of memory or because the service stops.
     using Reply = std::function<void(std::vector<char> frame)>;
 
     // Loads the decoders. Throws what the factory throws.
@@ -50,14 +51,13 @@ class RecognitionService {
     RecognitionService(const RecognitionService&) = delete;
     RecognitionService& operator=(const RecognitionService&) = delete;
 
-    // `body` must stay valid until `reply` is called, which happens once, on any thread; or until
-    // `reply` is destroyed uncalled, when the service stops. `peer` is for the log.
+    // `body` must stay valid until `reply` is called, which happens once, on any thread; where
+    // memory does not suffice even for that, it is destroyed uncalled. `peer` is for the log.
     Ticket Handle(std::string_view body, std::string peer, Reply reply);
 
-    // How the request's client stands. Where nothing but an answer to it can come of a request, it
-    // goes behind all others once its client sends no more, for then it may be gone, and is
-    // abandoned, and answered at once, when the client is gone. A chunk that others may follow, by
-    // other connections, is not affected.
+    // How the request's client stands. A request goes behind all others once its client sends no
+    // more, for then it may be gone. When it is gone, its recording, or the utterance of its chunk,
+    // is abandoned, and the request answered at once.
     static void Tell(const Ticket& ticket, ClientState state);
 
     // Gives up the real-time utterances that have been idle for too long.
@@ -82,7 +82,7 @@ class RecognitionService {
     std::optional<Failure> OpenStream(const ExchangePtr& exchange, const RecognitionTask& task);
     std::optional<Failure> ContinueStream(const ExchangePtr& exchange);
     void TakeChunk(const ExchangePtr& exchange, Store::Use use);
-    void FinishChunk(const Exchange& exchange, const Store::Use& use, const Outcome& outcome);
+    void FinishChunk(Exchange* exchange, const Store::Use& use, const Outcome& outcome);
     std::shared_ptr<Utterance> MakeUtterance(const RecognitionTask& task);
 
     const ServiceSettings settings_;

@@ -136,6 +136,29 @@ TEST_F(BadClientTest, HalfClosed) {
     EXPECT_EQ(engine_.Get().finished.back(), Words(2)) << "the others first";
 }
 
+TEST_F(BadClientTest, HalfClosedByEachChunkOfAStream) {
+    Start();
+    TestStream stream(server_->Port(), kPcm16 + ",stream_recog=continue");
+    stream.Send(Pause(500));
+    for (const bool is_closed : {true, false}) {
+        engine_.HoldUp();
+        TestClient first(server_->Port());
+        first.Send(GoodRequest());
+        engine_.WaitForHeldUp(1);
+        TestClient chunk(server_->Port());
+        chunk.Send(stream.NextRequest(Voice(2000) + Pause(1000)));
+        if (is_closed) chunk.CloseSendingSide();
+        EXPECT_FALSE(chunk.IsClosedByServer(250)) << "time in which the server looks at it";
+        TestClient other(server_->Port());
+        other.Send(MakeRequest(kPcm16, Voice(3000)));
+        EXPECT_FALSE(other.IsClosedByServer(250)) << "time in which its request arrives";
+        engine_.GoOn();
+        EXPECT_EQ(chunk.Receive()->Text(), Words(2));
+        EXPECT_EQ(other.Receive()->Text(), Words(3));
+        EXPECT_EQ(engine_.Get().finished.back(), Words(is_closed ? 2 : 3));
+    }
+}
+
 TEST_F(BadClientTest, TooManyConnectionsAndHangingUpDuringRecognition) {
     options_.max_connections = 2;
     Start();

@@ -1,6 +1,9 @@
 // What the server answers, over the socket, with an engine whose results are known beforehand.
 #include <gtest/gtest.h>
 
+#include <future>
+#include <new>
+
 #include "FakeEngine.h"
 #include "Server.h"
 #include "TestAudio.h"
@@ -100,6 +103,22 @@ TEST_F(ServerTest, OpenUtterancesAreLimitedAndIdleOnesGivenUp) {
         ASSERT_LT(std::chrono::steady_clock::now(), end);
     }
     ExpectRefused(stream.Send(Voice(1000)), LEXO_ERR_REALTIME_SESSION_TIMEOUT, "idle");
+}
+
+// Whoever waits for it would wait for ever.
+TEST_F(ServerTest, AnAnswerThatMemoryDoesNotHoldIsToldAsNone) {
+    RecognitionService service(options_.service, engine_.Factory());
+    for (const std::string& config : {kPcm16, std::string("nonsense"), kContinue}) {
+        const LexoRequestMessage request =
+            MakeRequest(config, Voice(1000), config == kContinue ? 1 : -1);
+        const std::string body = Wrap(request).SerializeAsString();
+        std::promise<void> none;
+        service.Handle(body, "peer", [&none](const std::vector<char>& frame) {
+            if (!frame.empty()) throw std::bad_alloc();
+            none.set_value();
+        });
+        EXPECT_EQ(none.get_future().wait_for(std::chrono::minutes(1)), std::future_status::ready);
+    }
 }
 
 TEST_F(ServerTest, ClientsAtTheSameTimeGetEachTheirOwnAnswers) {
