@@ -26,7 +26,8 @@
  *             function: a C++ host may catch it and go on, a C host ends.
  *   Strings   NUL-terminated bytes; the library converts no encoding. A null string argument reads
  *             as "". Arguments are read during the call only, and what is kept is copied.
- *   Pointers  A null output pointer gives LEXO_ERR_PARAM_INVALID and has no effect.
+ *   Pointers  A null output pointer has no effect and gives LEXO_ERR_PARAM_INVALID, unless
+ *             something else is refused first.
  *   Outputs   Left as they were on failure, unless a function says otherwise.
  *   Records   What the library hands out belongs to it and goes back through the release function
  *             named beside it. The host neither frees nor changes it.
@@ -380,7 +381,8 @@ LEXO_API Lexo_ErrCode orvx_proxy_SessionStop(Lexo_Handle hSession);
 /* Sends nDataLen bytes of audio to the server, as they are, and waits for the answer.
  * One-shot session: each call is a complete utterance, and bIsDataOver has no effect. Real-time
  * session: the calls of one utterance form a stream; the call with bIsDataOver = 1 closes it and
- * sends no audio, whatever pData holds.
+ * sends no audio, whatever pData holds. Close an open utterance before LEXO_PARAM_STREAM or
+ * LEXO_PARAM_MODE makes the session a one-shot one: the server refuses to go on with it later.
  * *pRecogStatus is 1 as soon as the arguments are accepted, and the server's status when it answers
  * with NONE or NO_VOICE_INPUT, also if the result is then of an unknown kind. While a result waits,
  * every call returns RESULT_NOT_FREE. A live but silent server is waited for as long as 2147483 ms;
@@ -414,8 +416,8 @@ LEXO_API Lexo_ErrCode orvx_proxy_SetParam(Lexo_Handle hSession, Lexo_ParamKey nP
 
 /* Reads a parameter. Text is the session's own buffer: read it, do not free it; a later SetParam
  * overwrites it, and SessionStop frees it.
- * Returns NONE; SESSION_INVALID; PARAM_INVALID (null); NOT_SUPPORT (the session does not have it).
- */
+ * Returns NONE; SESSION_INVALID; PARAM_INVALID (null); NOT_SUPPORT (the session does not have it);
+ * MEMORY (SessionStart got no memory for the texts). */
 LEXO_API Lexo_ErrCode orvx_proxy_GetParam(Lexo_Handle hSession, Lexo_ParamKey nParam,
                                           Lexo_ParamValue* pParamValue);
 

@@ -136,8 +136,8 @@ void Connection::ChargeFrame() {
     if (frame_bytes_ <= kFreeBytes) return;
     received_->total += frame_bytes_ - charged_;
     charged_ = frame_bytes_;
-    while (received_->total > limits_.max_received_bytes && state_ != State::kClosed) {
-        received_->close_largest();
+    while (received_->total > limits_.max_received_bytes && state_ != State::kClosed &&
+           received_->close_largest()) {
     }
 }
 

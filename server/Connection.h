@@ -29,8 +29,8 @@ struct ConnectionLimits {
 struct ReceivedBytes {
     std::size_t total = 0;
     // Closes the connection that has received most of a frame that is not complete: whoever asks
-    // for little is not cut off because others ask for much.
-    std::function<void()> close_largest;
+    // for little is not cut off because others ask for much. False if each has less than its share.
+    std::function<bool()> close_largest;
 };
 
 // All members, and everything that is called back, run on the socket's one network thread.

@@ -28,7 +28,7 @@ void NameEndpoint(const asio::ip::tcp::endpoint& endpoint, Action action) try {
 Listener::Listener(asio::io_context* context, const asio::ip::tcp::endpoint& endpoint,
                    std::size_t max_connections, const ConnectionLimits& limits)
     : max_connections_(max_connections), limits_(limits), acceptor_(*context), retry_(*context) {
-    received_.close_largest = [this] { CloseLargest(); };
+    received_.close_largest = [this] { return CloseLargest(); };
     NameEndpoint(endpoint, [&] {
         acceptor_.open(endpoint.protocol());
         acceptor_.set_option(asio::socket_base::reuse_address(true));
@@ -73,13 +73,17 @@ void Listener::Admit(asio::ip::tcp::socket socket) try {
     ORVX_LOG_ERROR("connection refused: out of memory");
 }
 
-void Listener::CloseLargest() {
+bool Listener::CloseLargest() {
     const auto largest = std::max_element(
         connections_.begin(), connections_.end(),
         [](const auto& a, const auto& b) { return a->UnfinishedBytes() < b->UnfinishedBytes(); });
     // A copy: closing takes it out.  NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
     const auto connection = *largest;
+    // What is being served may take all there is: that is not the fault of who asks for little.
+    const std::size_t share = limits_.max_received_bytes / max_connections_;
+    if (connection->UnfinishedBytes() <= share) return false;
     connection->Close("too many bytes of unfinished frames in all, the most of them here");
+    return true;
 }
 
 void Listener::OnClosed(const std::shared_ptr<Connection>& connection) {

@@ -35,7 +35,7 @@ class Listener {
   private:
     void Accept();
     void Admit(asio::ip::tcp::socket socket);
-    void CloseLargest();
+    bool CloseLargest();
     void OnClosed(const std::shared_ptr<Connection>& connection);
 
     const std::size_t max_connections_;

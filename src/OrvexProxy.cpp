@@ -11,6 +11,7 @@
 #include "CallerState.h"
 #include "FuncTracer.h"
 #include "Logger.h"
+#include "StreamPrint.h"
 #include "test_connection_state.h"
 
 namespace {
@@ -54,18 +55,18 @@ Lexo_ErrCode OrvexProxy::InitUnlocked(const std::string& argument) {
     const CallerState caller;  // standard output may be a pipe that nobody reads
     const char* const home = std::getenv("QUORLAN_HOME");
     if (home == nullptr) {
-        std::puts("fatal: env QUORLAN_HOME is not found, pls set QUORLAN_HOME first, try again");
+        PrintOn(stdout,
+                "fatal: env QUORLAN_HOME is not found, pls set QUORLAN_HOME first, try again\n");
         return LEXO_ERR_ENV_NOT_FOUND;
     }
     if (::access(home, F_OK) != 0) {
-        std::printf("fatal: env QUORLAN_HOME is not valid, %s\n", home);
+        PrintOn(stdout, std::string("fatal: env QUORLAN_HOME is not valid, ") + home + "\n");
         return LEXO_ERR_ENV_NOT_VALID;
     }
     const std::string conf_folder =
         std::string(home) + (std::string_view(home).ends_with('/') ? "" : "/") + "conf/";
     const std::string log_configuration = conf_folder + "Lexo_SDK_log.xml";
-    std::printf("conf_file=%s\n", log_configuration.c_str());
-    std::fflush(stdout);  // before the probe's lines, which an operator reads through a pipe
+    PrintOn(stdout, "conf_file=" + log_configuration + "\n");
     g_logger.Init(log_configuration.c_str(), "Lexo_SDK");
     std::srand(static_cast<unsigned int>(std::time(nullptr)));
     return InitLocked(argument, conf_folder);

@@ -6,6 +6,7 @@
 #include "FuncTracer.h"
 #include "Logger.h"
 #include "OrvexProxy.h"
+#include "StreamPrint.h"
 
 namespace {
 
@@ -39,7 +40,7 @@ void OrvexProxy::ClearEngineList() {
 bool OrvexProxy::ReadConfig(const char* path) {
     ConfigFile config;
     if (!config.LoadFromFile(path)) {
-        std::printf("config file load from (%s) failed\n", path);
+        PrintOn(stdout, std::string("config file load from (") + path + ") failed\n");
         return false;
     }
     ParseEngineInfo(&config);

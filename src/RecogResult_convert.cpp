@@ -8,6 +8,7 @@
 
 #include "LexoMessage.pb.h"
 #include "RecogResult.h"
+#include "StreamPrint.h"
 
 namespace {
 
@@ -21,7 +22,7 @@ void ConvertList(int count, const Field& field, Record** list, Convert convert) 
         return;
     }
     if (count > field.size()) {
-        std::fputs("CHECK failed: (index) < (size()): \n", stderr);
+        PrintOn(stderr, "CHECK failed: (index) < (size()): \n");
         std::abort();
     }
     *list = new Record[static_cast<std::size_t>(count)]();

@@ -9,24 +9,30 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
+#include <string>
 
 #include "OwnSocket.h"
+#include "StreamPrint.h"
 
 namespace {
 
 constexpr int kWaitMilliseconds = 300;
 
-void Tell(const char* label, int error) {
-    std::printf("%s fire. connect error, errno = %d\n", label, error);
-    std::fflush(stdout);
+void Tell(const std::string& label, int error) {
+    PrintOn(stdout, label + " fire. connect error, errno = " + std::to_string(error) + "\n");
+}
+
+// As perror().
+void TellFailure(const std::string& text) {
+    PrintOn(stderr, text + ": " + std::strerror(errno) + "\n");
 }
 
 // Reads and thereby clears the socket's pending error, and prints it behind `label`.
 bool ReadError(int sockfd, const char* label, int* error) {
     socklen_t length = sizeof *error;
     if (::getsockopt(sockfd, SOL_SOCKET, SO_ERROR, error, &length) != 0) {
-        std::puts("getsockopt error.");
-        std::fflush(stdout);
+        PrintOn(stdout, "getsockopt error.\n");
         return false;
     }
     Tell(label, *error);
@@ -39,7 +45,7 @@ int select_version(const OwnSocket& socket, const sockaddr_in& address) {
     const int connected =
         ::connect(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
     if (connected != 0 && errno != EINPROGRESS) {
-        std::perror("connect remote server fail.\n");
+        TellFailure("connect remote server fail.\n");
         return connected;
     }
     pollfd entry{socket.Get(), POLLIN | POLLOUT, 0};
@@ -47,7 +53,7 @@ int select_version(const OwnSocket& socket, const sockaddr_in& address) {
     int result = 0;
     if (ready == 0) {
         errno = ETIMEDOUT;
-        std::perror("select timeout.\n");
+        TellFailure("select timeout.\n");
         result = ETIMEDOUT;
     }
     if (socket.IsConnectedToItself()) {  // nobody listens there
@@ -76,16 +82,16 @@ int test_connection_state(const char* ip, int port) {
     OwnSocket socket;
     socket.Open(AF_INET, SOCK_STREAM, IPPROTO_TCP);
     if (!socket.IsOpen()) {
-        std::perror("create socket fail.\n");
+        TellFailure("create socket fail.\n");
         return kProbeWithoutSocket;
     }
     const int flags = ::fcntl(socket.Get(), F_GETFL, 0);
     if (flags < 0) {
-        std::perror("get socket flags fail.\n");
+        TellFailure("get socket flags fail.\n");
         return -1;
     }
     if (::fcntl(socket.Get(), F_SETFL, flags | O_NONBLOCK) < 0) {
-        std::perror("set socket O_NONBLOCK fail.\n");
+        TellFailure("set socket O_NONBLOCK fail.\n");
         return -1;
     }
     return select_version(socket, address);

@@ -1,6 +1,12 @@
 #include "LogAppenders.h"
 
+#include <log4cxx/helpers/transcoder.h>
+
+#include <cstdio>
+#include <string>
 #include <utility>
+
+#include "StreamPrint.h"
 
 AppenderWithoutThread::AppenderWithoutThread(const log4cxx::AsyncAppender& async,
                                              std::vector<log4cxx::AppenderPtr> behind)
@@ -16,6 +22,15 @@ void AppenderWithoutThread::close() {
 void AppenderWithoutThread::append(const log4cxx::spi::LoggingEventPtr& event,
                                    log4cxx::helpers::Pool& pool) {
     for (const log4cxx::AppenderPtr& appender : behind_) appender->doAppend(event, pool);
+}
+
+void ErrorStreamAppender::append(const log4cxx::spi::LoggingEventPtr& event,
+                                 log4cxx::helpers::Pool& pool) {
+    log4cxx::LogString line;
+    getLayout()->format(line, event, pool);
+    std::string bytes;
+    log4cxx::helpers::Transcoder::encodeUTF8(line, bytes);
+    PrintOn(stderr, bytes);
 }
 
 LastingFileAppender::LastingFileAppender(log4cxx::FileAppenderPtr file) : file_(std::move(file)) {}

@@ -30,6 +30,16 @@ class AppenderWithoutThread : public FrontAppender {
     const std::vector<log4cxx::AppenderPtr> behind_;
 };
 
+// On standard error, with the given layout.
+class ErrorStreamAppender : public FrontAppender {
+  public:
+    explicit ErrorStreamAppender(const log4cxx::LayoutPtr& layout) { setLayout(layout); }
+    void close() override {}
+
+  protected:
+    void append(const log4cxx::spi::LoggingEventPtr& event, log4cxx::helpers::Pool& pool) override;
+};
+
 // A file that is opened again, once in a second, where log4cxx would write no more: when it was
 // full and there was, for a moment, no descriptor or no room for the next one.
 class LastingFileAppender : public FrontAppender {

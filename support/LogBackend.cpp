@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <locale.h>
-#include <log4cxx/consoleappender.h>
 #include <log4cxx/file.h>
 #include <log4cxx/fileappender.h>
 #include <log4cxx/patternlayout.h>
@@ -12,6 +11,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <new>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -20,6 +21,7 @@
 #include "LogAppenders.h"
 #include "RegularFile.h"
 #include "StandardStreams.h"
+#include "StreamPrint.h"
 
 namespace {
 
@@ -44,8 +46,9 @@ class Utf8Scope {
 };
 
 // A log that fails has no log to say so.
-void Complain(const char* subject, const char* reason) {
-    std::fprintf(stderr, "orvx: %s: %s\n", subject, reason);
+void Complain(const char* subject, const char* reason) try {
+    PrintOn(stderr, std::string("orvx: ") + subject + ": " + reason + "\n");
+} catch (const std::bad_alloc&) {  // nobody can be told
 }
 
 // Reading a FIFO or a terminal would wait for ever. A missing file is left to log4cxx to report.
@@ -77,12 +80,6 @@ bool IsWritable(const log4cxx::FileAppender& file) {
 
 log4cxx::LayoutPtr UsualLayout() {
     return std::make_shared<log4cxx::PatternLayout>("%d %-5p [%t] %m%n");
-}
-
-log4cxx::AppenderPtr StandardError() {
-    const auto appender = std::make_shared<log4cxx::ConsoleAppender>(UsualLayout(), "System.err");
-    appender->setEncoding("UTF-8");
-    return appender;
 }
 
 log4cxx::LoggerList AllLoggers(const log4cxx::HierarchyPtr& hierarchy) {
@@ -200,7 +197,7 @@ log4cxx::AppenderPtr LogBackend::MakeFit(const log4cxx::AppenderPtr& appender) {
     const auto file = log4cxx::cast<log4cxx::FileAppender>(appender);
     if (!file) return appender;
     if (IsWritable(*file)) return std::make_shared<LastingFileAppender>(file);
-    return StandardError();
+    return std::make_shared<ErrorStreamAppender>(UsualLayout());
 }
 
 bool LogBackend::HasAppender() const {

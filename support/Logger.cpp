@@ -13,6 +13,7 @@
 
 #include "CallerState.h"
 #include "LogBackend.h"
+#include "StreamPrint.h"
 
 constinit Logger g_logger;
 static_assert(std::is_trivially_destructible_v<Logger>);
@@ -67,13 +68,6 @@ __attribute__((format(printf, 3, 0))) std::string FormatLine(const char* file, i
     return line;
 }
 
-// Through the stream, so that the line keeps its place among what the host itself prints.
-void PrintLine(std::string line) {
-    line.push_back('\n');
-    std::fwrite(line.data(), 1, line.size(), stdout);
-    std::fflush(stdout);
-}
-
 }  // namespace
 
 bool Logger::Init(const char* configuration_file, const char* logger_name) noexcept {
@@ -110,7 +104,9 @@ void Logger::Write(LogLevel level, const char* file, int line, const char* forma
     try {
         HandOn(level, FormatLine(file, line, format, args));
     } catch (const std::exception& error) {  // out of memory: the message is lost
-        std::fprintf(stderr, "orvx: logging: %s\n", error.what());
+        char text[128];
+        std::snprintf(text, sizeof text, "orvx: logging: %s\n", error.what());
+        PrintOn(stderr, text);
     }
     va_end(args);
 }
@@ -120,5 +116,6 @@ void Logger::HandOn(LogLevel level, std::string line) {
         const Work work(kReadLockAction);
         if (backend_ && !is_closed_) return backend_->Append(level, line);
     }
-    PrintLine(std::move(line));
+    line.push_back('\n');
+    PrintOn(stdout, line);
 }

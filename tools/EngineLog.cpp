@@ -111,7 +111,8 @@ EngineLog::~EngineLog() {
 
 void EngineLog::MakeHome(const std::filesystem::path& home) {
     std::string name = TemporaryFolder() / "orvx-recognize-XXXXXX";
-    if (::mkdtemp(name.data()) == nullptr) {
+    const bool is_pattern = name.find("${") != name.npos;  // to log4cxx, of another name
+    if (is_pattern || ::mkdtemp(name.data()) == nullptr) {
         return;
     }
     folder_ = name;

@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "FreshProcess.h"
 #include "TestHost.h"
 
 namespace {
@@ -112,6 +113,64 @@ TEST_F(HostFaultsTest, WithStandardStreamsThatNobodyReads) {
     EXPECT_THAT(
         codes, ::testing::ElementsAre(LEXO_ERR_NONE, LEXO_ERR_PARAM_INVALID, LEXO_ERR_INIT_FAILED));
     for (const int fd : {ends[1], former[0], former[1]}) ::close(fd);
+}
+
+// A stream of the host's, for the time of the scope a pipe that is full and that nobody empties.
+class FullPipe {
+  public:
+    explicit FullPipe(int stream) : stream_(stream), former_(::dup(stream)) {
+        EXPECT_EQ(::pipe(ends_), 0);
+        const std::string name = "/proc/self/fd/" + std::to_string(ends_[1]);
+        const int filler = ::open(name.c_str(), O_WRONLY | O_NONBLOCK);
+        while (::write(filler, "full", 4) > 0) continue;
+        ::close(filler);
+        ::dup2(ends_[1], stream_);
+    }
+    ~FullPipe() {
+        ::dup2(former_, stream_);
+        for (const int fd : {former_, ends_[0], ends_[1]}) ::close(fd);
+    }
+    FullPipe(const FullPipe&) = delete;
+    FullPipe& operator=(const FullPipe&) = delete;
+
+  private:
+    const int stream_;
+    const int former_;
+    int ends_[2] = {};
+};
+
+TEST_F(HostFaultsTest, WithStandardStreamsThatNobodyEmpties) {
+    int codes[3] = {};
+    {
+        const FullPipe out(STDOUT_FILENO);
+        const FullPipe err(STDERR_FILENO);
+        codes[0] = orvx_proxy_Init("127.0.0.1:1");
+        codes[1] = orvx_proxy_Init("127.0.0.1:1,/nowhere");
+        codes[2] = orvx_proxy_Init(server_.Address().c_str());
+    }
+    EXPECT_THAT(
+        codes, ::testing::ElementsAre(LEXO_ERR_PARAM_INVALID, LEXO_ERR_INIT_FAILED, LEXO_ERR_NONE));
+    home_.WriteFile("conf/Lexo_SDK_log.xml", LogXml("/proc/none/log", "debug", "%m%n"));
+    ASSERT_EQ(InitProxy(server_.Address()).code, LEXO_ERR_NONE);
+    {
+        const FullPipe err(STDERR_FILENO);  // where the log goes
+        for (int i = 0; i < 20; ++i) EXPECT_EQ(Session("freetalk").Recognize(), kGood);
+    }
+    const scripted::CapturedOutput err(stderr);
+    EXPECT_EQ(Session("freetalk").Recognize(), kGood);
+    EXPECT_THAT(err.Text(), HasSubstr("Enter Recognize")) << "somebody reads again";
+}
+
+void LogWithoutReader() {
+    const scripted::TestHome home({.has_log = false});
+    scripted::ScriptedServer server;
+    const FullPipe out(STDOUT_FILENO);
+    EXPECT_EQ(orvx_proxy_Init(server.Address().c_str()), LEXO_ERR_NONE);
+    for (int i = 0; i < 20; ++i) EXPECT_EQ(Session("freetalk").Recognize(), kGood);
+}
+
+TEST(FreshHostFaultsTest, WithALogOnAStandardOutputThatNobodyEmpties) {
+    IN_FRESH_PROCESS(LogWithoutReader());
 }
 
 TEST_F(HostFaultsTest, WithTheDiskFullUnderTheLog) {

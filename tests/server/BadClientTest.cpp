@@ -87,6 +87,22 @@ TEST_F(BadClientTest, ManyUnfinishedLargeFrames) {
     AwaitService(MakeRequest(kPcm16, Pause(20000)));
 }
 
+TEST_F(BadClientTest, ALargeRequestThatIsServedLeavesTheOthersTheirShares) {
+    options_.connection.max_received_bytes = 1 << 20;
+    options_.max_connections = 4;
+    Start();
+    engine_.HoldUp();
+    TestClient large(server_->Port());
+    large.Send(MakeRequest(kPcm16, Voice(32000)));
+    engine_.WaitForHeldUp(1);
+    EXPECT_EQ(server_->Ask(MakeRequest(kPcm16, Pause(8000))).Error(), LEXO_ERR_NO_VOICE_INPUT);
+    TestClient greedy(server_->Port());
+    greedy.Send(MakeRequest(kPcm16, Pause(9000)));
+    EXPECT_TRUE(greedy.IsClosedByServer());
+    engine_.GoOn();
+    EXPECT_EQ(large.Receive()->Error(), 0);
+}
+
 TEST_F(BadClientTest, TooSlowOrIdleForTooLong) {
     options_.connection.idle_timeout = milliseconds(500);
     options_.connection.read_timeout = milliseconds(150);
