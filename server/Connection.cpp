@@ -131,7 +131,7 @@ void Connection::OnRead(std::size_t count) {
     Read();  // the deadline counts from the frame's first byte
 }
 
-// Closes this connection, too, if no other holds more.
+// Closes this connection, too, if no other holds more and it holds more than its share.
 void Connection::ChargeFrame() {
     if (frame_bytes_ <= kFreeBytes) return;
     received_->total += frame_bytes_ - charged_;

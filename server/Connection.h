@@ -19,7 +19,8 @@ namespace orvx {
 
 struct ConnectionLimits {
     std::size_t max_frame_bytes;
-    std::size_t max_received_bytes;           // of frames not answered, all connections together
+    // Of frames not answered, all connections together, but for the share of each.
+    std::size_t max_received_bytes;
     std::chrono::milliseconds idle_timeout;   // from one request to the next
     std::chrono::milliseconds read_timeout;   // for one whole frame, from its first byte on
     std::chrono::milliseconds write_timeout;  // for one whole answer
@@ -29,7 +30,7 @@ struct ConnectionLimits {
 struct ReceivedBytes {
     std::size_t total = 0;
     // Closes the connection that has received most of a frame that is not complete: whoever asks
-    // for little is not cut off because others ask for much. False if each has less than its share.
+    // for little is not cut off because others ask for much. False if none has more than its share.
     std::function<bool()> close_largest;
 };
 

@@ -162,7 +162,9 @@ void AddLimits(CLI::App* app, RawOptions* raw) {
     group.AddNumber("--max-frame-bytes", &raw->max_frame_bytes, kLeastFrameBytes, 1 << 30, "BYTES",
                     "Largest request");
     group.AddNumber("--max-received-bytes", &raw->max_received_bytes, kLeastFrameBytes, 1e12,
-                    "BYTES", "Of all requests above 64 KiB that are being received or served");
+                    "BYTES",
+                    "Of all requests above 64 KiB that are being received or served; in memory\n"
+                    "up to twice as many");
     timeout("--idle-timeout", &raw->idle_timeout, "From one request to the next");
     timeout("--read-timeout", &raw->read_timeout, "For a request to arrive, from its first byte");
     timeout("--write-timeout", &raw->write_timeout, "For an answer to be taken");

@@ -60,7 +60,8 @@ struct RecognitionService::Exchange {
         reply_(std::move(frame));
         has_replied_ = true;
     }
-    // It shall know from now on whether the client still waits for this request's answer.
+    // It shall know from now on whether the client still waits for this request's answer. Once it
+    // has got the request: with each it begins as for a client that does.
     void Attach(const std::shared_ptr<Utterance>& utterance);
     void Tell(ClientState state);
     bool IsClientGone();
@@ -97,11 +98,12 @@ bool RecognitionService::Exchange::IsClientGone() {
     return client_ == ClientState::kGone;
 }
 
-void RecognitionService::Exchange::Steer() const {
+void RecognitionService::Exchange::Steer() const try {
     const auto utterance = utterance_.lock();
     if (!utterance) return;
     if (client_ == ClientState::kSendsNoMore) utterance->Yield();
     if (client_ == ClientState::kGone) utterance->Abandon();
+} catch (const std::bad_alloc&) {  // it is worked on to its end
 }
 
 void RecognitionService::Exchange::AnswerFailure(const Failure& failure) {

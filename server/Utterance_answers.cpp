@@ -135,12 +135,13 @@ void Utterance::Fail(Failure failure) {
 void Utterance::Reply(const Outcome& outcome) {
     const Done done = std::move(current_->done);
     current_.reset();
-    done(outcome);
+    // First, as memory may not suffice for the answer; it runs behind this.
     if (!waiting_.empty()) {
         asio::post(strand_, Contained([self = shared_from_this()] {
                        if (!self->current_) self->TakeNextChunk();
                    }));
     }
+    done(outcome);
 }
 
 void Utterance::Release() {

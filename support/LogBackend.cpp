@@ -48,7 +48,7 @@ class Utf8Scope {
 // A log that fails has no log to say so.
 void Complain(const char* subject, const char* reason) try {
     PrintOn(stderr, std::string("orvx: ") + subject + ": " + reason + "\n");
-} catch (const std::bad_alloc&) {  // nobody can be told
+} catch (const std::bad_alloc&) {  // nor is there any to tell it with
 }
 
 // Reading a FIFO or a terminal would wait for ever. A missing file is left to log4cxx to report.

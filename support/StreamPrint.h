@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <string_view>
 
-// Through `stream`, standard output or standard error, so that the text keeps its place among what
-// the host itself prints; flushed. What a full pipe does not take within a second is lost, and
-// until it takes something again nothing waits for it.
+// On `stream`, standard output or standard error, behind what the host itself has printed there.
+// What a full pipe does not take within a second is lost, and until it takes something again
+// nothing waits for it.
 void PrintOn(std::FILE* stream, std::string_view text);

@@ -44,7 +44,7 @@ struct SystemFaults {
     int set_flags_error = 0;      // fcntl F_SETFL
     int socket_option_error = 0;  // getsockopt
     int set_option_error = 0;     // setsockopt
-    int poll_error = 0;
+    int poll_error = 0;            // the next poll
     int interface_list_error = 0;  // ioctl SIOCGIFCONF
     int open_error = 0;            // the next open
     int read_error = 0;            // every second read
@@ -148,7 +148,7 @@ int setsockopt(int fd, int level, int name, const void* value, socklen_t length)
 }
 
 int poll(pollfd* entries, nfds_t count, int timeout) {
-    return FailOrCall(g_faults.poll_error, SYS_poll, entries, count, timeout);
+    return FailOrCall(std::exchange(g_faults.poll_error, 0), SYS_poll, entries, count, timeout);
 }
 
 int open(const char* path, int flags, ...) {
