@@ -40,10 +40,10 @@ namespace {
 struct SystemFaults {
     // The call fails with this error number; 0 leaves it alone.
     int socket_error = 0;
-    int get_flags_error = 0;      // fcntl F_GETFL
-    int set_flags_error = 0;      // fcntl F_SETFL
-    int socket_option_error = 0;  // getsockopt
-    int set_option_error = 0;     // setsockopt
+    int get_flags_error = 0;       // fcntl F_GETFL
+    int set_flags_error = 0;       // fcntl F_SETFL
+    int socket_option_error = 0;   // getsockopt
+    int set_option_error = 0;      // setsockopt
     int poll_error = 0;            // the next poll
     int interface_list_error = 0;  // ioctl SIOCGIFCONF
     int open_error = 0;            // the next open
