@@ -5,6 +5,6 @@
 #include <string_view>
 
 // On `stream`, standard output or standard error, behind what the host itself has printed there.
-// What a full pipe does not take within a second is lost, and until it takes something again
-// nothing waits for it.
+// What finds a full pipe that takes nothing for a second is lost, and until it takes something
+// again nothing waits for it.
 void PrintOn(std::FILE* stream, std::string_view text);
