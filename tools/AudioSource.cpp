@@ -1,6 +1,7 @@
 #include "AudioSource.h"
 
-#include <string_view>
+#include <algorithm>
+#include <cctype>
 #include <utility>
 
 #include "ContainerSource.h"
@@ -11,8 +12,9 @@
 namespace recognize {
 
 bool IsRawName(const std::string& name) {
-    const std::string_view text(name);
-    return text.ends_with(".raw") || text.ends_with(".pcm");
+    std::string ending = name.substr(name.size() - std::min<std::size_t>(name.size(), 4));
+    std::ranges::transform(ending, ending.begin(), [](unsigned char c) { return std::tolower(c); });
+    return ending == ".raw" || ending == ".pcm";
 }
 
 std::unique_ptr<AudioSource> OpenAudio(const std::string& name, std::optional<int> raw_rate,

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <mutex>
 #include <string>
 #include <utility>
 
 #include "Errors.h"
+#include "WavStream.h"
 
 namespace recognize {
 
@@ -16,6 +18,7 @@ constexpr int kMaxChannels = 64;  // these bound the buffers for a nonsensical h
 constexpr int kMinRate = 1000;
 constexpr int kMaxRate = 768000;
 
+constexpr char kEndMissing[] = "is cut short: its end is missing";
 constexpr double kToleratedGap = 0.01;  // seconds; headers are not always exact
 
 // A header of a stream that was not finished claims at least this many samples, however wide.
@@ -24,7 +27,8 @@ constexpr sf_count_t kEndlessSamples = sf_count_t{1} << 28;
 const char* WhyUnreadable(int sndfile_error) {
     switch (sndfile_error) {
         case SF_ERR_UNRECOGNISED_FORMAT:
-            return "is no recording of a known form (WAV, FLAC, Ogg and others)";
+            return "is no recording of a known form (WAV, FLAC, Ogg and others), nor "
+                   "named .raw or .pcm, as raw samples are";
         case SF_ERR_MALFORMED_FILE:
             return "is no recording that can be read: its header is damaged";
         case SF_ERR_UNSUPPORTED_ENCODING:
@@ -59,13 +63,31 @@ void ContainerSource::Open(SF_INFO* info) {
     if (input_.IsLive() && !header_) {
         throw AudioError(WhyUnreadable(SF_ERR_MALFORMED_FILE));
     }
-    if (input_.IsLive() || (header_ && IsUnfinished(*header_, input_))) {
-        stream_ = std::make_unique<WavStream>(input_, *header_);
-        file_.reset(stream_->Open(info));
-        stream_->RethrowFailure();
-    } else {
-        file_.reset(::sf_open_fd(input_.Fd(), SFM_READ, info, SF_FALSE));
+    is_unfinished_ = !input_.IsLive() && header_ && IsUnfinished(*header_, input_);
+    if (input_.IsLive() || is_unfinished_) {
+        return OpenThrough(std::make_unique<WavStream>(input_, *header_), info);
     }
+    OpenThrough(std::make_unique<FileStream>(input_), info);
+    if ((info->format & SF_FORMAT_TYPEMASK) == SF_FORMAT_MPEG) {
+        OpenThrough(std::make_unique<Mp3Stream>(input_), info);
+        is_length_told_ = info->frames != SF_COUNT_MAX;
+        if (is_length_told_) {  // then a cut is told better with the file's end
+            OpenThrough(std::make_unique<FileStream>(input_), info);
+        }
+    }
+}
+
+void ContainerSource::OpenThrough(std::unique_ptr<SoundStream> stream, SF_INFO* info) {
+    static std::mutex opening;  // why is told of any thread's last opening
+    std::unique_lock lock(opening, std::defer_lock);
+    if (!input_.IsLive()) {  // which may be long in coming
+        lock.lock();
+    }
+    file_.reset();
+    stream_ = std::move(stream);
+    *info = {};
+    file_.reset(stream_->Open(info));
+    stream_->RethrowFailure();
     if (file_ == nullptr) {
         throw AudioError(WhyUnreadable(::sf_error(nullptr)));
     }
@@ -80,9 +102,9 @@ void ContainerSource::RequireUsable(const SF_INFO& info) const {
                          std::to_string(kMinRate) + " to " + std::to_string(kMaxRate));
     }
     if (wanted_channels_ > 1 && static_cast<std::size_t>(info.channels) != wanted_channels_) {
-        throw AudioError("has " + std::to_string(info.channels) + " of the " +
-                         std::to_string(wanted_channels_) +
-                         " channels of a call: one for each speaker");
+        throw AudioError("has " + std::to_string(info.channels) +
+                         (info.channels == 1 ? " channel" : " channels") + "; a call needs " +
+                         std::to_string(wanted_channels_) + ", one for each speaker");
     }
 }
 
@@ -96,7 +118,7 @@ void ContainerSource::JudgeHeader(const SF_INFO& info) {
     if (info.frames != SF_COUNT_MAX) {
         seconds_ = static_cast<double>(info.frames) / rate_;
     }
-    if (stream_ != nullptr) {
+    if (is_unfinished_) {
         warning_ = "was never finished: its header announces no audio, " +
                    SecondsText(seconds_.value_or(0)) + " are there";
     } else if (header_ && !header_->IsEndless() && header_->BytesPerSecond() != 0) {
@@ -135,11 +157,12 @@ std::size_t ContainerSource::ReadFrames(std::size_t wanted) {
     interleaved_.resize(wanted * channels_);
     const sf_count_t frames =
         ::sf_readf_float(file_.get(), interleaved_.data(), static_cast<sf_count_t>(wanted));
-    if (stream_ != nullptr) {
-        stream_->RethrowFailure();
-    }
+    stream_->RethrowFailure();
     if (frames <= 0 && ::sf_error(file_.get()) != SF_ERR_NO_ERROR) {
-        throw AudioError("is damaged after " + SecondsText(SecondsRead()));
+        if (is_length_told_) {
+            throw AudioError("is damaged after " + SecondsText(SecondsRead()));
+        }
+        warning_ = kEndMissing;  // within its last frame
     }
     // What is no number would spread to all that the resampler makes of it.
     std::ranges::replace_if(
@@ -157,11 +180,11 @@ void ContainerSource::WarnOfCut(double present, double announced) {
 // At the end of the file: are there as many frames as announced?
 void ContainerSource::JudgeEnd() {
     const sf_count_t announced = frames_read_ + frames_left_;
-    if (!warning_.empty() || frames_left_ <= 0) {
+    if (!warning_.empty() || frames_left_ <= 0 || !is_length_told_) {
         return;
     }
     if (!input_.IsLive() && announced == SF_COUNT_MAX) {
-        warning_ = "is cut short: its end is missing";
+        warning_ = kEndMissing;
     } else if (announced < kEndlessSamples / static_cast<sf_count_t>(channels_)) {
         WarnOfCut(SecondsRead(), static_cast<double>(announced) / rate_);
     }

@@ -11,8 +11,8 @@
 
 #include "AudioSource.h"
 #include "InputFile.h"
+#include "SoundStream.h"
 #include "WavHeader.h"
-#include "WavStream.h"
 
 namespace recognize {
 
@@ -29,6 +29,7 @@ class ContainerSource : public AudioSource {
     };
 
     void Open(SF_INFO* info);
+    void OpenThrough(std::unique_ptr<SoundStream> stream, SF_INFO* info);
     void RequireUsable(const SF_INFO& info) const;
     void JudgeHeader(const SF_INFO& info);
     void JudgeEnd();
@@ -39,9 +40,11 @@ class ContainerSource : public AudioSource {
 
     InputFile input_;
     const std::size_t wanted_channels_;
-    std::size_t channels_ = 1;           // of the recording
-    std::optional<WavHeader> header_;    // of a WAV file
-    std::unique_ptr<WavStream> stream_;  // where the audio library reads through it
+    std::size_t channels_ = 1;         // of the recording
+    std::optional<WavHeader> header_;  // of a WAV file
+    bool is_unfinished_ = false;       // this header
+    bool is_length_told_ = true;       // by whatever header
+    std::unique_ptr<SoundStream> stream_;
     std::unique_ptr<SNDFILE, Closer> file_;
     sf_count_t frames_left_ = 0;  // by the header, which claims very many of an endless recording
     sf_count_t frames_read_ = 0;

@@ -145,7 +145,7 @@ class Recognition {
             is_over_ = is_over_ || mode_ == StreamMode::kSingle;
         } else if (code != LEXO_ERR_NONE) {
             const std::optional<std::string> words = job_.log->ServerWords();
-            is_refused_ = words.has_value();
+            is_refused_ = words.has_value() || !job_.log->IsRead();
             Fail({code, words.value_or("").empty() ? Explain(code) : "the server says: " + *words});
         }
     }
@@ -158,11 +158,10 @@ class Recognition {
                    ": it cannot be reached, or closed the connection, as a full server does, or is "
                    "no recognition server";
         }
-        const bool may_be_refused = is_refused_ || !job_.log->IsRead();
-        if (!may_be_refused || !IsRefusal(code) || !carries_resource_ || resource.empty()) {
+        if (!is_refused_ || !IsRefusal(code) || !carries_resource_ || resource.empty()) {
             return MeaningOf(code);
         }
-        return MeaningOf(code) + "; perhaps it does not take " + resource +
+        return MeaningOf(code) + "; perhaps the server does not take " + resource +
                (job_.log->IsRead() ? "" : " (the engine's log has the server's words)");
     }
 
@@ -192,7 +191,7 @@ class Recognition {
     bool has_begun_ = false;        // an utterance of a stream
     bool is_open_ = false;          // the same, and nothing has closed it
     bool is_over_ = false;          // no more audio is wanted
-    bool is_refused_ = false;       // the last failure is the server's word
+    bool is_refused_ = false;       // the last failure is the server's word, or may be
     bool carries_resource_ = true;  // the next request, if there is one
     bool has_result_ = false;
     bool has_text_ = false;

@@ -18,8 +18,6 @@ class InputFile {
     // Opens `name`. Throws AudioError.
     explicit InputFile(const std::string& name);
 
-    int Fd() const { return fd_.Get(); }
-
     // Whether bytes may be long in coming, and each can be read once.
     bool IsLive() const { return is_live_; }
 

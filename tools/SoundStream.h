@@ -1,0 +1,78 @@
+// A recording that the audio library reads through us, and whether it may know where it ends.
+#pragma once
+
+#include <sndfile.h>
+
+#include <cstddef>
+#include <exception>
+#include <span>
+
+#include "InputFile.h"
+
+namespace recognize {
+
+// Not by a descriptor: that of a file it cannot open the audio library closes, whatever it is told,
+// and another thread may have a file of that number by the time it is closed again.
+class SoundStream {
+  public:
+    SoundStream() = default;
+    virtual ~SoundStream() = default;
+    SoundStream(const SoundStream&) = delete;
+    SoundStream& operator=(const SoundStream&) = delete;
+
+    // For the caller to close, before the stream goes. Null as sf_open gives it.
+    SNDFILE* Open(SF_INFO* info);
+
+    // Throws what kept bytes from being read: AudioError, InterruptedError. The audio library, in
+    // between, cannot pass it on, and takes it for the end.
+    void RethrowFailure() const;
+
+  protected:
+    // Bytes as the audio library sees them; what it takes for the length if there is no end.
+    virtual sf_count_t Length() const = 0;
+    // Whether it may go to the end and back.
+    virtual bool HasKnownEnd() const { return true; }
+    // As InputFile::ReadAt.
+    virtual std::size_t ReadAt(sf_count_t position, std::span<char> bytes) = 0;
+
+    // Half the largest number, so that the audio library may add to it.
+    static constexpr sf_count_t kNoEnd = SF_COUNT_MAX / 2;
+
+    bool IsOpen() const { return is_open_; }
+
+  private:
+    sf_count_t Seek(sf_count_t offset, int whence);
+    sf_count_t Read(char* bytes, sf_count_t count);
+
+    sf_count_t position_ = 0;
+    bool is_open_ = false;
+    std::exception_ptr failure_;
+};
+
+// A file as it is. `input` must outlive it, and not be live.
+class FileStream : public SoundStream {
+  public:
+    explicit FileStream(InputFile& input) : input_(input) {}
+
+  protected:
+    sf_count_t Length() const override { return input_.Length(); }
+    std::size_t ReadAt(sf_count_t position, std::span<char> bytes) override {
+        return input_.ReadAt(position, bytes);
+    }
+
+  private:
+    InputFile& input_;
+};
+
+// The same for an MP3: unless that tells its length itself, which not all do, the audio library
+// would estimate it by that of the file and its first sounds, and read no further.
+class Mp3Stream : public FileStream {
+  public:
+    using FileStream::FileStream;
+
+  protected:
+    sf_count_t Length() const override { return kNoEnd; }
+    bool HasKnownEnd() const override { return false; }
+};
+
+}  // namespace recognize
