@@ -166,6 +166,7 @@ void Connection::Serve() {
 // ended before the next read.
 void Connection::WatchClient() {
     using ClientState = RecognitionService::ClientState;
+    if (state_ != State::kServing) return;  // it was already to run when the answer came
     pollfd entry{socket_.native_handle(), POLLRDHUP, 0};
     ::poll(&entry, 1, 0);
     if ((entry.revents & (POLLERR | POLLHUP)) != 0) return Close("hung up without its answer");

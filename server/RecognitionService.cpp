@@ -141,7 +141,8 @@ struct RecognitionService::OpenUtterance {
 RecognitionService::RecognitionService(const ServiceSettings& settings,
                                        const RecogniserFactory& factory)
     : settings_(settings),
-      request_threads_(settings.request_threads),
+      turns_(settings.request_threads),
+      request_threads_(settings.request_threads + 1),
       decoders_(factory, settings.decoders),
       resources_(settings.dictionary, settings.resource_dir),
       utterances_(settings.max_utterances, settings.utterance_idle_timeout) {}
@@ -152,6 +153,7 @@ RecognitionService::~RecognitionService() {
 
 void RecognitionService::Stop() {
     decoders_.Stop();
+    turns_.Close();
     for (asio::thread_pool* const threads :
          {&short_resources_, &large_resources_, &request_threads_}) {
         threads->stop();
@@ -172,6 +174,7 @@ void RecognitionService::Tell(const Ticket& ticket, ClientState state) {
 }
 
 void RecognitionService::Serve(std::string_view body, const ExchangePtr& exchange) try {
+    if (exchange->IsClientGone()) return;
     DecodedFrame frame = DecodeFrame(body);
     if (std::holds_alternative<UndecodableFrame>(frame)) return;  // its end tells
     if (const Failure* const failure = std::get_if<Failure>(&frame)) {
@@ -246,7 +249,8 @@ std::optional<Failure> RecognitionService::CheckTask(const LexoRequestMessage& r
 }
 
 std::shared_ptr<Utterance> RecognitionService::MakeUtterance(const RecognitionTask& task) {
-    return std::make_shared<Utterance>(task, settings_.utterance, &request_threads_, &decoders_);
+    return std::make_shared<Utterance>(task, settings_.utterance, &request_threads_, &turns_,
+                                       &decoders_);
 }
 
 void RecognitionService::RecogniseRecording(const ExchangePtr& exchange,

@@ -86,6 +86,7 @@ class RecognitionService {
     std::shared_ptr<Utterance> MakeUtterance(const RecognitionTask& task);
 
     const ServiceSettings settings_;
+    TurnQueue turns_;                    // on the request threads, but for one of them
     asio::thread_pool request_threads_;  // outlives all that posts to it
     // Resources are read by threads of their own, so that those who bring none, or a short one, do
     // not wait for a large one.

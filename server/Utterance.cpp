@@ -38,11 +38,12 @@ SegmenterSettings MakeSegmenterSettings(const TaskParameters& parameters) {
 }  // namespace
 
 Utterance::Utterance(RecognitionTask task, const UtteranceLimits& limits,
-                     asio::thread_pool* request_threads, DecoderPool* decoders)
+                     asio::thread_pool* request_threads, TurnQueue* turns, DecoderPool* decoders)
     : task_(std::move(task)),
       limits_(limits),
       is_recording_(!task_.parameters.IsRealTime()),
       id_(NextId()),
+      turn_queue_(turns),
       decoders_(decoders),
       strand_(asio::make_strand(*request_threads)) {
     for (std::size_t i = 0; i < task_.parameters.Channels(); ++i) {
@@ -96,6 +97,7 @@ void Utterance::TakeNextChunk() {
     current_ = std::move(waiting_.front());
     waiting_.pop_front();
     audio_position_ = 0;
+    turns_ = 0;
     if (is_over_) {
         return Fail({LEXO_ERR_REALTIME_SESSION_TIMEOUT, "the utterance is over"});
     }
@@ -139,10 +141,13 @@ void Utterance::Advance() try {
 
 void Utterance::AdvanceLater() {
     is_to_advance_ = true;
-    asio::post(strand_, Contained([self = shared_from_this()] {
-                   self->is_to_advance_ = false;
-                   if (self->current_ && !self->is_over_ && !self->is_abandoned_) self->Advance();
-               }));
+    turn_queue_->Wait(turns_++, [self = shared_from_this()](const TurnQueue::Permit& permit) {
+        asio::post(self->strand_, Contained([self, permit] {
+                       self->is_to_advance_ = false;
+                       if (self->is_over_ || self->is_abandoned_) return;
+                       if (self->current_) self->Advance();
+                   }));
+    });
 }
 
 // Whether the decoders have to catch up before more is listened to.

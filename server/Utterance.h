@@ -25,6 +25,7 @@
 #include "RecognitionTask.h"
 #include "SilenceFinder.h"
 #include "SpeechChannel.h"
+#include "TurnQueue.h"
 
 namespace orvx {
 
@@ -39,9 +40,10 @@ class Utterance final : public std::enable_shared_from_this<Utterance>, private 
   public:
     using Done = std::function<void(const Outcome&)>;
 
-    // Borrows the pools. The request threads must outlive the decoders, and both the utterance.
+    // Borrows the rest. The request threads must outlive the decoders, and all of them the
+    // utterance.
     Utterance(RecognitionTask task, const UtteranceLimits& limits,
-              asio::thread_pool* request_threads, DecoderPool* decoders);
+              asio::thread_pool* request_threads, TurnQueue* turns, DecoderPool* decoders);
 
     // The whole of a recording. `done` is called once, by any thread.
     void RecogniseRecording(std::string audio, Done done);
@@ -107,6 +109,7 @@ class Utterance final : public std::enable_shared_from_this<Utterance>, private 
     const UtteranceLimits limits_;
     const bool is_recording_;  // one-shot
     const std::uint64_t id_;
+    TurnQueue* const turn_queue_;
     DecoderPool* const decoders_;
     asio::strand<asio::thread_pool::executor_type> strand_;
 
@@ -123,7 +126,8 @@ class Utterance final : public std::enable_shared_from_this<Utterance>, private 
     std::deque<SpeechChannel> channels_;
     std::size_t audio_position_ = 0;  // in the current chunk's bytes
     bool is_input_finished_ = false;
-    bool is_to_advance_ = false;  // Advance has been posted
+    int turns_ = 0;               // that the current chunk has had, but for the first
+    bool is_to_advance_ = false;  // in the next turn
 
     std::deque<Stretch> stretches_;    // that ended and are not answered yet
     std::uint64_t first_stretch_ = 0;  // number of the first of them

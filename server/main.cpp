@@ -114,7 +114,7 @@ std::size_t LimitConnections(const orvx::Options& options) {
 // Asio's pool of threads waits for ever when it gets some of its threads, but not all.
 void CheckThreads(const orvx::ServiceSettings& service) {
     constexpr std::size_t kOfDecoder = 3;  // two are in its own process
-    const std::size_t needed = service.request_threads + kOfDecoder * service.decoders + 2;
+    const std::size_t needed = service.request_threads + kOfDecoder * service.decoders + 3;
     std::promise<void> end;
     const std::shared_future<void> ended = end.get_future().share();
     std::vector<std::jthread> threads;

@@ -9,6 +9,7 @@
 #include <set>
 
 #include "GrammarEffort.h"
+#include "GrammarPaths.h"
 #include "LogText.h"
 #include "ResourceError.h"
 
@@ -19,6 +20,7 @@ constexpr std::size_t kMostArcs = 50000;
 constexpr std::size_t kMostEmptyArcs = 3000;
 constexpr int kMostSteps = 1000000;  // what cannot be said is followed, too, and gets no arc
 constexpr std::size_t kDeepestCall = 200;
+constexpr int kDeepest = 2000;  // of all that is nested; some 200 bytes of stack each
 constexpr std::size_t kMostRules = 2000;
 
 // Which rules call which.
@@ -85,6 +87,7 @@ class GrammarCompiler {
     };
 
     void Build(const Expansion& expansion, int from, int to, float probability);
+    void BuildKind(const Expansion& expansion, int from, int to, float probability);
     void BuildWord(const Expansion& word, int from, int to, float probability);
     void BuildCall(const std::string& rule, int line, int from, int to, float probability);
     void BuildSequence(const Expansion& sequence, int from, int to, float probability);
@@ -100,6 +103,7 @@ class GrammarCompiler {
     std::map<std::string, int> words_;
     std::size_t empty_arcs_ = 0;
     int steps_ = 0;
+    int depth_ = 0;
     std::vector<Call> calls_;  // those under way
 };
 
@@ -107,6 +111,7 @@ GrammarNetwork GrammarCompiler::Compile() {
     const float probability = 1.0F / static_cast<float>(grammar_.roots.size());
     for (const std::string& root : grammar_.roots) BuildCall(root, 0, 0, 1, probability);
     checker_.ThrowIfAnyIsMissing();
+    DropDeadEnds(&network_);
     CheckGrammarEffort(network_);
     return std::move(network_);
 }
@@ -127,6 +132,14 @@ void GrammarCompiler::Build(const Expansion& expansion, int from, int to, float 
     if (++steps_ > kMostSteps) {
         throw ResourceError(expansion.line, "the grammar has too many paths for this server");
     }
+    if (++depth_ > kDeepest) {
+        throw ResourceError(expansion.line, "rules and groups are nested too deeply");
+    }
+    BuildKind(expansion, from, to, probability);
+    --depth_;
+}
+
+void GrammarCompiler::BuildKind(const Expansion& expansion, int from, int to, float probability) {
     switch (expansion.kind) {
         case Expansion::Kind::kWord:
             return BuildWord(expansion, from, to, probability);

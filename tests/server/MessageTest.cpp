@@ -61,8 +61,8 @@ TEST(RequestDecoderTest, WhatIsMalformedIsRefusedWithAReason) {
         {"cap_name is missing", [](auto* r) { r->set_cap_name(""); }},
         {"chunk_no is missing", [](auto* r) { r->clear_chunk_no(); }},
         {"chunk_no is missing", [](auto* r) { r->set_chunk_no(INT_MIN); }},
-        {"task_config has 1048577 bytes",
-         [](auto* r) { r->set_task_config(std::string(1048577, 'c')); }},
+        {"task_config has 65537 bytes",
+         [](auto* r) { r->set_task_config(std::string(65537, 'c')); }},
         {"data_len is missing", [](auto* r) { r->clear_data_len(); }},
         {"data_len is 6, but data holds 5 bytes", [](auto* r) { r->set_data_len(6); }},
         {"data holds 0 bytes", [](auto* r) { r->clear_data(); }}};

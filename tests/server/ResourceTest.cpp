@@ -114,6 +114,16 @@ TEST_F(ResourceTest, JsgfLetsBeSaidWhatItsRulesSay) {
     EXPECT_EQ(ShowGrammar(kJsgf, "#JSGF V1.0;\rgrammar g;\r// comment\rpublic <x> = a;\r"), "a");
 }
 
+TEST_F(ResourceTest, WhatCannotBeSaidTakesNoPlaceInTheNetwork) {
+    const auto loaded = Load(
+        Capability::kGrammar, kJsgf,
+        "#JSGF V1.0;\npublic <x> = a b | <v> a | a <v>; <v> =" + Repeated(" <VOID> c", 1000) + ";");
+    EXPECT_EQ(Show(loaded), "a b");
+    const auto& network = std::get<GrammarNetwork>(std::get<ResourcePtr>(loaded)->content);
+    EXPECT_EQ(network.states, 3);
+    EXPECT_EQ(network.arcs.size(), 2U);
+}
+
 TEST_F(ResourceTest, WrongJsgfIsRefusedWithItsLine) {
     const std::pair<std::string, std::string> cases[] = {
         {"public <x> = a | ;", "line 2: a word or a rule expected, not \";\""},
@@ -148,6 +158,15 @@ TEST_F(ResourceTest, WrongJsgfIsRefusedWithItsLine) {
              return rules;
          }(),
          "too many paths"},
+        {[] {
+             std::string rules = "public <a0> = <a1>; <a150> = a;";
+             for (int i = 1; i < 150; ++i) {
+                 rules += "<a" + std::to_string(i) + "> = " + Repeated("(", 20) + "<a" +
+                          std::to_string(i + 1) + ">" + Repeated(")++++++++++", 20) + ";";
+             }
+             return rules;
+         }(),
+         "rules and groups are nested too deeply"},
         {"public <x> = a" + Repeated(" [b]", 100) + ";", "too many optional parts in a row"},
         {"public <x> = (a" + Repeated("|b", 4000) + ")+;", "too many words may follow too many"},
         {"public <x> = a" + Repeated(" b", 300000) + ";", "text is too long for this server"},

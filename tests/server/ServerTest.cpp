@@ -112,13 +112,37 @@ TEST_F(ServerTest, AnAnswerThatMemoryDoesNotHoldIsToldAsNone) {
         const LexoRequestMessage request =
             MakeRequest(config, Voice(1000), config == kContinue ? 1 : -1);
         const std::string body = Wrap(request).SerializeAsString();
-        std::promise<void> none;
-        service.Handle(body, "peer", [&none](const std::vector<char>& frame) {
+        const auto none = std::make_shared<std::promise<void>>();
+        service.Handle(body, "peer", [none](const std::vector<char>& frame) {
             if (!frame.empty()) throw std::bad_alloc();
-            none.set_value();
+            none->set_value();
         });
-        EXPECT_EQ(none.get_future().wait_for(std::chrono::minutes(1)), std::future_status::ready);
+        EXPECT_EQ(none->get_future().wait_for(std::chrono::minutes(1)), std::future_status::ready);
     }
+}
+
+// Its work would keep the places of a crowd that only asks and resets.
+TEST_F(ServerTest, ARequestWhoseClientHasGoneIsNotEvenRead) {
+    options_.service.request_threads = 1;  // and one more
+    RecognitionService service(options_.service, engine_.Factory());
+    std::promise<void> go_on;
+    const std::shared_future<void> held_up = go_on.get_future().share();
+    const std::string body = Wrap(MakeRequest("vad_tail=x", "audio")).SerializeAsString();
+    for (int i = 0; i < 2; ++i) {
+        service.Handle(body, "peer", [held_up](const auto& /*frame*/) { held_up.wait(); });
+    }
+    std::vector<std::future<bool>> has_answer;
+    for (const bool is_gone : {true, false}) {
+        const auto answered = std::make_shared<std::promise<bool>>();
+        has_answer.push_back(answered->get_future());
+        const auto ticket = service.Handle(
+            body, "peer",
+            [answered](const std::vector<char>& frame) { answered->set_value(!frame.empty()); });
+        if (is_gone) RecognitionService::Tell(ticket, RecognitionService::ClientState::kGone);
+    }
+    go_on.set_value();
+    EXPECT_FALSE(has_answer[0].get());
+    EXPECT_TRUE(has_answer[1].get());
 }
 
 TEST_F(ServerTest, ClientsAtTheSameTimeGetEachTheirOwnAnswers) {

@@ -22,7 +22,7 @@ class UtteranceTest : public testing::Test {
             task.resource = std::make_shared<Resource>(Resource{1, KeywordList{{"Key", "key", 0}}});
         }
         ASSERT_FALSE(ParseTaskParameters(kPcm16 + "," + task_config, &task.parameters));
-        utterance_ = std::make_shared<Utterance>(task, limits, &threads_, &decoders_);
+        utterance_ = std::make_shared<Utterance>(task, limits, &threads_, &turns_, &decoders_);
         number_ = 0;
     }
     std::future<Outcome> Post(const std::string& audio, bool is_closing = false) {
@@ -41,6 +41,7 @@ class UtteranceTest : public testing::Test {
     Outcome Close(const std::string& audio = "") { return Await(Post(audio, true)); }
 
     FakeEngine engine_;
+    TurnQueue turns_{1};
     asio::thread_pool threads_{2};
     DecoderPool decoders_{engine_.Factory(), 2};
     std::shared_ptr<Utterance> utterance_;

@@ -1,0 +1,76 @@
+// Who has the next turn.
+#include <gtest/gtest.h>
+
+#include <asio/post.hpp>
+#include <asio/thread_pool.hpp>
+#include <atomic>
+#include <deque>
+#include <string>
+
+#include "TurnQueue.h"
+
+namespace orvx::test {
+namespace {
+
+class TurnQueueTest : public testing::Test {
+  protected:
+    void Wait(int turns_had, char name) {
+        queue_.Wait(turns_had, [this, name](const TurnQueue::Permit& permit) {
+            begun_ += name;
+            under_way_.push_back(permit);
+        });
+    }
+
+    std::string begun_;
+    TurnQueue queue_{2};
+    std::deque<TurnQueue::Permit> under_way_;
+};
+
+TEST_F(TurnQueueTest, GoesToWhoHadTheFewestAndInOrderAmongEqualOnes) {
+    const std::pair<int, char> waiting[] = {{9, 'a'}, {0, 'b'}, {5, 'c'}, {1, 'd'},
+                                            {5, 'e'}, {0, 'f'}, {1, 'g'}};
+    for (const auto& [turns_had, name] : waiting) Wait(turns_had, name);
+    EXPECT_EQ(begun_, "ab") << "two at a time";
+    while (!under_way_.empty()) under_way_.pop_front();
+    EXPECT_EQ(begun_, "abfdgce");
+    Wait(7, 'h');
+    Wait(7, 'i');
+    Wait(7, 'j');
+    EXPECT_EQ(begun_, "abfdgcehi") << "those that ended are free again";
+}
+
+TEST_F(TurnQueueTest, NoneBeginsOnceItIsClosed) {
+    const auto held = std::make_shared<int>();
+    for (int i = 0; i < 3; ++i) Wait(i, 'a');
+    queue_.Wait(0, [held](const TurnQueue::Permit&) { ADD_FAILURE() << "begun"; });
+    queue_.Close();
+    EXPECT_EQ(held.use_count(), 1) << "what waits is dropped";
+    Wait(0, 'b');
+    under_way_.clear();
+    EXPECT_EQ(begun_, "aa");
+}
+
+TEST_F(TurnQueueTest, TurnsOfManyThreads) {
+    asio::thread_pool threads(4);
+    std::atomic<int> under_way{0};
+    std::atomic<int> most{0};
+    std::atomic<int> ended{0};
+    const auto turn = [&](const TurnQueue::Permit& permit) {
+        asio::post(threads, [&, permit] {
+            const int now = ++under_way;
+            for (int seen = most; seen < now && !most.compare_exchange_weak(seen, now);) {
+            }
+            --under_way;
+            ++ended;
+        });
+    };
+    for (int i = 0; i < 4000; ++i) {
+        asio::post(threads, [&, i] { queue_.Wait(i % 7, turn); });
+    }
+    threads.join();
+    EXPECT_EQ(ended, 4000);
+    EXPECT_LE(most, 2);
+}
+
+}  // namespace
+}  // namespace orvx::test
