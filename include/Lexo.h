@@ -36,7 +36,9 @@
  *             SessionStart, SessionStop, LoadResource, UnloadResource, Init and End wait until the
  *             exchanges in progress have returned, and calls that come later wait behind them.
  *   Forks     A child may call Init and work on; the connections of its parent stay its parent's.
- *             Not if another thread was within Init when it was forked, and not with sessions on
+ *             Not if another thread was within Init when it was forked, or in the C library with
+ *             the time zone, random numbers or the locale (localtime, mktime, strftime, rand,
+ *             setlocale): the child may wait for ever for its lock. And not with sessions on
  *             which other threads were working. The host's own fork handlers may call the library,
  *             or take locks that the host holds over calls of it, if they were registered after
  *             it was loaded: others wait for ever for a call that waits for the end of the fork.
