@@ -181,6 +181,30 @@ TEST(FreshHostFaultsTest, WithALogOnAStandardOutputThatNobodyEmpties) {
     IN_FRESH_PROCESS(LogWithoutReader());
 }
 
+// The child of a fork in the middle of a line prints its own all the same.
+void ForkWhileALineWaits() {
+    const scripted::TestHome home({.has_log = false});
+    scripted::ScriptedServer server;
+    ASSERT_EQ(InitProxy(server.Address()).code, LEXO_ERR_NONE);
+    const FullPipe pipe(STDOUT_FILENO);
+    std::jthread waiting([] { EXPECT_EQ(Session("freetalk").Recognize(), kGood); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::alarm(20);
+        const scripted::CapturedOutput out(stdout);
+        Session("bogus");
+        ::_exit(out.Text().empty() ? 1 : 0);
+    }
+    int status = -1;
+    EXPECT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
+TEST(FreshHostFaultsTest, WithAForkWhileALineWaits) {
+    IN_FRESH_PROCESS(ForkWhileALineWaits());
+}
+
 TEST_F(HostFaultsTest, WithTheDiskFullUnderTheLog) {
     const std::string folder = home_.Path() + "/log";
     std::filesystem::create_directory(folder);
