@@ -166,6 +166,11 @@ void PrintOn(std::FILE* stream, std::string_view text) {
     if (!Put(fd, kind, text, patience, &state)) state.is_stuck = true;
 }
 
+bool HasRoomNow(std::FILE* stream) {
+    pollfd entry{::fileno(stream), POLLOUT, 0};
+    return entry.fd < 0 || ::poll(&entry, 1, 0) != 0;
+}
+
 void GoOnPrintingInChild() {
     for (StreamState* const state : {&g_out, &g_error}) std::construct_at(&state->turn);
 }
