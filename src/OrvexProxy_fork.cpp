@@ -9,6 +9,7 @@
 #include "OrvexProxy.h"
 #include "OwnSocket.h"
 #include "StandardStreams.h"
+#include "StreamPrint.h"
 #include "proxy_session.h"
 #include "proxy_uuid.h"
 
@@ -45,6 +46,7 @@ void OrvexProxy::AfterForkInParent() {
 // child that was forked by another thread in the middle of it must not use the engine.
 void OrvexProxy::AfterForkInChild() {
     if (Logger::IsAtWorkHere()) return;
+    GoOnPrintingInChild();
     StandardStreams::GoOnInChild();
     g_logger.GoOnInChild();
     g_uuid_lock.Renew();

@@ -4,6 +4,7 @@
 #include <locale.h>
 #include <log4cxx/file.h>
 #include <log4cxx/fileappender.h>
+#include <log4cxx/helpers/loglog.h>
 #include <log4cxx/patternlayout.h>
 #include <log4cxx/xml/domconfigurator.h>
 #include <sys/stat.h>
@@ -19,6 +20,7 @@
 
 #include "FileDescriptor.h"
 #include "LogAppenders.h"
+#include "MutexLock.h"
 #include "RegularFile.h"
 #include "StandardStreams.h"
 #include "StreamPrint.h"
@@ -43,6 +45,33 @@ class Utf8Scope {
     }
 
     const locale_t former_;
+};
+
+// What log4cxx itself says, of a file that cannot be rolled say, it prints on standard error with
+// locks held that every line of the log needs. While nobody empties that, it is to say nothing.
+// What the host may have set it to cannot be asked for; a standard error with room costs one look.
+class QuietIfUnheard {
+  public:
+    QuietIfUnheard() : is_quiet_(!HasRoomNow(stderr)) {
+        if (is_quiet_) Count(1);
+    }
+    ~QuietIfUnheard() {
+        if (is_quiet_) Count(-1);
+    }
+    QuietIfUnheard(const QuietIfUnheard&) = delete;
+    QuietIfUnheard& operator=(const QuietIfUnheard&) = delete;
+
+  private:
+    // Never over a fork: the logger holds its own lock meanwhile, and that over a fork.
+    static void Count(int change) {
+        static constinit MutexLock lock;
+        static constinit int quiet_ones = 0;
+        const MutexGuard guard(lock);
+        quiet_ones += change;
+        log4cxx::helpers::LogLog::setQuietMode(quiet_ones > 0);
+    }
+
+    const bool is_quiet_;
 };
 
 // A log that fails has no log to say so.
@@ -110,6 +139,7 @@ LogBackend::LogBackend(log4cxx::HierarchyPtr hierarchy, const char* logger_name)
 // perhaps its own new ones by now, and some wait for a thread that only the parent has.
 void LogBackend::Close() noexcept {
     if (getpid() != owner_) return;
+    const QuietIfUnheard quiet;
     const Utf8Scope utf8;
     try {
         for (const log4cxx::LoggerPtr& logger : AllLoggers(hierarchy_)) {
@@ -135,6 +165,7 @@ std::unique_ptr<LogBackend> LogBackend::Load(const char* path, const char* logge
     }
     StandardStreams::LookAgain();
     const StandardStreams::Taken taken;
+    const QuietIfUnheard quiet;
     const Utf8Scope utf8;
     try {
         return Configure(path, logger_name);
@@ -216,6 +247,7 @@ int LogBackend::Threshold() const {
 
 void LogBackend::Append(LogLevel level, const std::string& line) noexcept {
     const StandardStreams::Taken taken;  // a file that is full makes room for a new one
+    const QuietIfUnheard quiet;
     const Utf8Scope utf8;
     try {
         if (!logger_->isEnabledFor(levels_[level])) return;

@@ -8,3 +8,9 @@
 // What finds a full pipe that takes nothing for a second is lost, and until it takes something
 // again nothing waits for it.
 void PrintOn(std::FILE* stream, std::string_view text);
+
+// Whether a short text that others print there, without this care, would not wait.
+bool HasRoomNow(std::FILE* stream);
+
+// In the child of a fork: the threads that printed are gone.
+void GoOnPrintingInChild();

@@ -181,6 +181,60 @@ TEST(FreshHostFaultsTest, WithALogOnAStandardOutputThatNobodyEmpties) {
     IN_FRESH_PROCESS(LogWithoutReader());
 }
 
+// The child of a fork in the middle of a line prints its own all the same.
+void ForkWhileALineWaits() {
+    const scripted::TestHome home({.has_log = false});
+    scripted::ScriptedServer server;
+    ASSERT_EQ(InitProxy(server.Address()).code, LEXO_ERR_NONE);
+    const FullPipe pipe(STDOUT_FILENO);
+    std::jthread waiting([] { EXPECT_EQ(Session("freetalk").Recognize(), kGood); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::alarm(20);
+        const scripted::CapturedOutput out(stdout);
+        Session("bogus");
+        ::_exit(out.Text().empty() ? 1 : 0);
+    }
+    int status = -1;
+    EXPECT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
+TEST(FreshHostFaultsTest, WithAForkWhileALineWaits) {
+    IN_FRESH_PROCESS(ForkWhileALineWaits());
+}
+
+// What log4cxx itself says of it must not wait for a reader.
+void LogThatCannotBeRolled() {
+    ::alarm(20);
+    const scripted::TestHome home;
+    scripted::ScriptedServer server;
+    const std::string folder = home.Path() + "/log";
+    home.WriteFile("conf/Lexo_SDK_log.xml",
+                   LogXml(folder + "/sdk.log", "debug", "%m%n",
+                          R"(<param name="MaxFileSize" value="1KB"/>)", "RollingFileAppender"));
+    EXPECT_EQ(InitProxy(server.Address()).code, LEXO_ERR_NONE);
+    const auto put_in_the_way = [&] {
+        std::filesystem::remove_all(folder);
+        home.WriteFile("log", "in the way");
+    };
+    put_in_the_way();
+    EXPECT_EQ(GoodOnesWithFull(STDERR_FILENO), 20);
+    std::filesystem::remove(folder);
+    std::this_thread::sleep_for(std::chrono::seconds(1));  // until it is tried again
+    EXPECT_EQ(Session("freetalk").Recognize(), kGood);
+    EXPECT_NE(ReadAll(folder + "/sdk.log"), "");
+    put_in_the_way();
+    const scripted::CapturedOutput err(stderr);
+    for (int i = 0; i < 20; ++i) EXPECT_EQ(Session("freetalk").Recognize(), kGood);
+    EXPECT_THAT(err.Text(), HasSubstr("log4cxx: ")) << "somebody reads again";
+}
+
+TEST(FreshHostFaultsTest, WithALogThatCannotBeRolledAndNobodyToTell) {
+    IN_FRESH_PROCESS(LogThatCannotBeRolled());
+}
+
 TEST_F(HostFaultsTest, WithTheDiskFullUnderTheLog) {
     const std::string folder = home_.Path() + "/log";
     std::filesystem::create_directory(folder);

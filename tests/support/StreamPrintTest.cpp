@@ -1,6 +1,10 @@
-// Printing on standard streams that are pipes.
+// Printing on standard streams: what many threads print, and what nobody reads.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,48 +15,159 @@
 #include <thread>
 #include <vector>
 
+#include "ChildProcess.h"
 #include "StreamPrint.h"
+#include "Threads.h"
 
 namespace {
 
-// The other end is read until this one is closed, a little at a time.
-std::string ReadSlowly(int pipe) {
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+const std::string kLine = std::string(99, 'x') + "\n";
+
+// What standard output is for the time of the scope; takes the descriptor.
+class OutputTo {
+  public:
+    explicit OutputTo(int fd) : former_(::dup(STDOUT_FILENO)) {
+        std::fflush(stdout);
+        ::dup2(fd, STDOUT_FILENO);
+        ::close(fd);
+    }
+    ~OutputTo() {
+        ::dup2(former_, STDOUT_FILENO);
+        ::close(former_);
+    }
+    OutputTo(const OutputTo&) = delete;
+    OutputTo& operator=(const OutputTo&) = delete;
+
+  private:
+    const int former_;
+};
+
+struct Pipe {
+    Pipe() {
+        EXPECT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+        ::fcntl(ends[1], F_SETPIPE_SZ, 16384);
+    }
+    int ends[2];
+};
+
+// Until the other end is closed, a little at a time with so long a rest in between.
+std::string ReadAllOf(int pipe, milliseconds rest) {
     std::string text;
     char bytes[4096];
     for (ssize_t count = 0; (count = ::read(pipe, bytes, sizeof bytes)) > 0;) {
         text.append(bytes, static_cast<std::size_t>(count));
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        std::this_thread::sleep_for(rest);
     }
+    ::close(pipe);
     return text;
+}
+
+milliseconds TimeToPrint(const std::string& text) {
+    const auto start = Clock::now();
+    PrintOn(stdout, text);
+    return std::chrono::duration_cast<milliseconds>(Clock::now() - start);
 }
 
 // They wait for longer than a second, but the reader never rests for so long.
 TEST(StreamPrintTest, ASlowReaderLosesNothingOfManyThreads) {
-    constexpr std::size_t kThreads = 8;
+    constexpr int kThreads = 8;
     constexpr std::size_t kLines = 60;
-    const std::string line = std::string(99, 'x') + "\n";
-    int ends[2];
-    ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
-    ::fcntl(ends[1], F_SETPIPE_SZ, 16384);
-    const int former = ::dup(STDOUT_FILENO);
-    std::fflush(stdout);
-    ::dup2(ends[1], STDOUT_FILENO);
-    ::close(ends[1]);
+    const Pipe pipe;
     std::string text;
-    std::thread reader([&] { text = ReadSlowly(ends[0]); });
-    std::vector<std::thread> threads;
-    for (std::size_t i = 0; i < kThreads; ++i) {
-        threads.emplace_back([&line] {
-            for (std::size_t k = 0; k < kLines; ++k) PrintOn(stdout, line);
+    std::thread reader([&] { text = ReadAllOf(pipe.ends[0], milliseconds(300)); });
+    {
+        const OutputTo output(pipe.ends[1]);
+        InThreads(kThreads, [](int) {
+            for (std::size_t k = 0; k < kLines; ++k) PrintOn(stdout, kLine);
         });
     }
-    for (std::thread& thread : threads) thread.join();
-    ::dup2(former, STDOUT_FILENO);
-    ::close(former);
     reader.join();
-    ::close(ends[0]);
-    EXPECT_EQ(text.size(), kThreads * kLines * line.size());
+    EXPECT_EQ(text.size(), kThreads * kLines * kLine.size());
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), kThreads * kLines) << "lines are whole";
+}
+
+TEST(StreamPrintTest, AReaderThatComesBackLosesNothingMore) {
+    constexpr int kThreads = 8;
+    constexpr std::size_t kLines = 60;
+    const std::string whole(20000, 'y');
+    const Pipe pipe;
+    std::string text;
+    std::thread reader;
+    {
+        const OutputTo output(pipe.ends[1]);
+        EXPECT_GE(TimeToPrint(std::string(20000, '.')), milliseconds(1000));
+        EXPECT_LT(TimeToPrint("lost"), milliseconds(500)) << "nothing waits for it now";
+        reader = std::thread([&] { text = ReadAllOf(pipe.ends[0], milliseconds(20)); });
+        pollfd room{STDOUT_FILENO, POLLOUT, 0};
+        EXPECT_EQ(::poll(&room, 1, 10000), 1);
+        PrintOn(stdout, whole);
+        InThreads(kThreads, [](int) {
+            for (std::size_t k = 0; k < kLines; ++k) PrintOn(stdout, kLine);
+        });
+    }
+    reader.join();
+    EXPECT_EQ(std::count(text.begin(), text.end(), 'y'), whole.size());
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), kThreads * kLines);
+}
+
+// Were each to look again and again whether it may print, they would keep one another from it.
+TEST(StreamPrintTest, HundredsOfThreadsWaitAtRest) {
+    constexpr int kThreads = 200;
+    const Pipe pipe;
+    rusage before{};
+    rusage after{};
+    std::string text;
+    {
+        const OutputTo output(pipe.ends[1]);
+        PrintOn(stdout, std::string(16384, '.'));  // all that it holds
+        ::getrusage(RUSAGE_SELF, &before);
+        std::thread reader([&] {
+            std::this_thread::sleep_for(milliseconds(600));
+            ::getrusage(RUSAGE_SELF, &after);
+            text = ReadAllOf(pipe.ends[0], milliseconds(0));
+        });
+        InThreads(kThreads, [](int) { PrintOn(stdout, kLine); });
+        ::close(STDOUT_FILENO);
+        reader.join();
+    }
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), kThreads);
+    EXPECT_LT(after.ru_nvcsw - before.ru_nvcsw, 20 * kThreads) << "rests";
+}
+
+// With little room left poll() says that there is some, and write() waits for more.
+void PrintOnSmallSocket() {
+    ::alarm(20);
+    const int listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int peer = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int receive = 1;
+    const int send = 10000;
+    ::setsockopt(listener, SOL_SOCKET, SO_RCVBUF, &receive, sizeof receive);
+    ::setsockopt(peer, SOL_SOCKET, SO_SNDBUF, &send, sizeof send);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    auto* const where = reinterpret_cast<sockaddr*>(&address);
+    if (::bind(listener, where, size) != 0 || ::listen(listener, 1) != 0 ||
+        ::getsockname(listener, where, &size) != 0 || ::connect(peer, where, size) != 0)
+        return;
+    int slow = 0;
+    {
+        const OutputTo output(peer);
+        for (int i = 0; i < 100; ++i) {
+            if (TimeToPrint(std::string(4000, 'x')) > milliseconds(500)) ++slow;
+        }
+    }
+    std::printf("%d waited", slow);
+}
+
+TEST(StreamPrintTest, ASocketThatTakesLessThanItSaysHoldsNothing) {
+    const ChildResult child = RunInChild(PrintOnSmallSocket);
+    EXPECT_TRUE(child.exited_normally);
+    EXPECT_EQ(child.out, "1 waited");
 }
 
 }  // namespace
