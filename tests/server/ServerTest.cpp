@@ -124,10 +124,10 @@ TEST_F(ServerTest, AnAnswerThatMemoryDoesNotHoldIsToldAsNone) {
 // Its work would keep the places of a crowd that only asks and resets.
 TEST_F(ServerTest, ARequestWhoseClientHasGoneIsNotEvenRead) {
     options_.service.request_threads = 1;  // and one more
+    const std::string body = Wrap(MakeRequest("vad_tail=x", "audio")).SerializeAsString();
     RecognitionService service(options_.service, engine_.Factory());
     std::promise<void> go_on;
     const std::shared_future<void> held_up = go_on.get_future().share();
-    const std::string body = Wrap(MakeRequest("vad_tail=x", "audio")).SerializeAsString();
     for (int i = 0; i < 2; ++i) {
         service.Handle(body, "peer", [held_up](const auto& /*frame*/) { held_up.wait(); });
     }
