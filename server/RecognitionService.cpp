@@ -174,7 +174,6 @@ void RecognitionService::Tell(const Ticket& ticket, ClientState state) {
 }
 
 void RecognitionService::Serve(std::string_view body, const ExchangePtr& exchange) try {
-    if (exchange->IsClientGone()) return;
     DecodedFrame frame = DecodeFrame(body);
     if (std::holds_alternative<UndecodableFrame>(frame)) return;  // its end tells
     if (const Failure* const failure = std::get_if<Failure>(&frame)) {
@@ -183,6 +182,8 @@ void RecognitionService::Serve(std::string_view body, const ExchangePtr& exchang
         return exchange->Send(BuildRefusal(*failure, Since(exchange->start)));
     }
     exchange->request = std::move(std::get<LexoRequestMessage>(frame));
+    // But for a chunk, with which its utterance ends.
+    if (exchange->IsClientGone() && exchange->request.result_token().empty()) return;
     if (const auto failure = Route(exchange)) exchange->AnswerFailure(*failure);
 } catch (const std::exception& error) {  // out of memory, above all
     exchange->AnswerFailure({LEXO_ERR_RECOG_FAILED, FailureText(error)});

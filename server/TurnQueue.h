@@ -2,15 +2,19 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
+#include <utility>
 
 namespace orvx {
 
-// Few turns are under way at a time, those of the work that has had the fewest before the others.
-// So what takes no turns, or few, is never behind the many of a crowd of long recordings. Every
+// Few turns are under way at a time. Every fourth goes to the work that has had the fewest, so that
+// what takes no turns, or few, is never behind the many of a crowd of long recordings; the others
+// to what has waited longest, so that those do not wait for ever for a crowd of short ones. Every
 // member may be called by any thread.
 class TurnQueue {
   public:
@@ -22,20 +26,29 @@ class TurnQueue {
     TurnQueue(const TurnQueue&) = delete;
     TurnQueue& operator=(const TurnQueue&) = delete;
 
-    // Calls `begin`, which only hands the turn's work to a thread: at once, or when it is the turn
-    // of a work that has had so many.
+    // Calls `begin`, which only hands the turn's work to a thread, of a work that has had so many
+    // turns: at once, or when it is its turn.
     void Wait(int turns_had, Turn begin);
     // Those who wait are dropped, and no more turns begin.
     void Close();
 
   private:
+    struct Waiting {
+        int turns_had;
+        Turn begin;
+    };
+
     void Begin(const Turn& begin);
     void End();
+    Turn TakeNext();
 
     std::mutex mutex_;
     std::size_t free_;
     bool is_closed_ = false;
-    std::multimap<int, Turn> waiting_;  // by the turns they had; equal ones as they came
+    std::uint64_t arrivals_ = 0;
+    std::map<std::uint64_t, Waiting> waiting_;          // as they came
+    std::set<std::pair<int, std::uint64_t>> by_turns_;  // the same by the turns they had
+    unsigned taken_ = 0;
 };
 
 }  // namespace orvx

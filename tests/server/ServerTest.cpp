@@ -5,6 +5,7 @@
 #include <new>
 
 #include "FakeEngine.h"
+#include "FrameCodec.h"
 #include "Server.h"
 #include "TestAudio.h"
 #include "TestServer.h"
@@ -121,28 +122,73 @@ TEST_F(ServerTest, AnAnswerThatMemoryDoesNotHoldIsToldAsNone) {
     }
 }
 
-// Its work would keep the places of a crowd that only asks and resets.
-TEST_F(ServerTest, ARequestWhoseClientHasGoneIsNotEvenRead) {
-    options_.service.request_threads = 1;  // and one more
-    const std::string body = Wrap(MakeRequest("vad_tail=x", "audio")).SerializeAsString();
+// The threads of a service with one thread, and one more, while the object lives.
+class HeldUpThreads {
+  public:
+    HeldUpThreads(RecognitionService* service, const std::string& body) {
+        for (int i = 0; i < 2; ++i) {
+            service->Handle(body, "peer",
+                            [held_up = held_up_](const auto& /*frame*/) { held_up.wait(); });
+        }
+    }
+    ~HeldUpThreads() { go_on_.set_value(); }
+    HeldUpThreads(const HeldUpThreads&) = delete;
+    HeldUpThreads& operator=(const HeldUpThreads&) = delete;
+
+  private:
+    std::promise<void> go_on_;
+    const std::shared_future<void> held_up_ = go_on_.get_future().share();
+};
+
+std::string BodyOf(const LexoRequestMessage& request) {
+    return Wrap(request).SerializeAsString();
+}
+
+// Hands it to the service; the client may be gone before it is read.
+std::future<std::string> Handle(RecognitionService* service, const std::string& body,
+                                bool is_client_gone = false) {
+    const auto answered = std::make_shared<std::promise<std::string>>();
+    const auto ticket = service->Handle(body, "peer", [answered](const std::vector<char>& frame) {
+        answered->set_value({frame.begin(), frame.end()});
+    });
+    if (is_client_gone) RecognitionService::Tell(ticket, RecognitionService::ClientState::kGone);
+    return answered->get_future();
+}
+
+// What is begun for a crowd that only asks and resets would keep its places.
+TEST_F(ServerTest, ARequestWhoseClientHasGoneBeginsNothing) {
+    options_.service.request_threads = 1;
+    const std::string body = BodyOf(MakeRequest("vad_tail=x", "audio"));
     RecognitionService service(options_.service, engine_.Factory());
-    std::promise<void> go_on;
-    const std::shared_future<void> held_up = go_on.get_future().share();
-    for (int i = 0; i < 2; ++i) {
-        service.Handle(body, "peer", [held_up](const auto& /*frame*/) { held_up.wait(); });
+    std::future<std::string> gone;
+    std::future<std::string> there;
+    {
+        const HeldUpThreads threads(&service, body);
+        gone = Handle(&service, body, true);
+        there = Handle(&service, body);
     }
-    std::vector<std::future<bool>> has_answer;
-    for (const bool is_gone : {true, false}) {
-        const auto answered = std::make_shared<std::promise<bool>>();
-        has_answer.push_back(answered->get_future());
-        const auto ticket = service.Handle(
-            body, "peer",
-            [answered](const std::vector<char>& frame) { answered->set_value(!frame.empty()); });
-        if (is_gone) RecognitionService::Tell(ticket, RecognitionService::ClientState::kGone);
+    EXPECT_EQ(gone.get(), "");
+    EXPECT_NE(there.get(), "");
+}
+
+TEST_F(ServerTest, AChunkWhoseClientHasGoneEndsItsUtterance) {
+    options_.service.request_threads = 1;
+    LexoRequestMessage request = MakeRequest(kContinue, Voice(1000), 1);
+    const std::string first = BodyOf(request);
+    request.set_chunk_no(2);
+    std::string second;
+    RecognitionService service(options_.service, engine_.Factory());
+    const std::string answer = Handle(&service, first).get();
+    request.set_result_token(ParseAnswer(answer.substr(kFramePrefixBytes)).response.result_token());
+    second = BodyOf(request);
+    EXPECT_EQ(service.OpenUtterances(), 1U);
+    std::future<std::string> gone;
+    {
+        const HeldUpThreads threads(&service, first);
+        gone = Handle(&service, second, true);
     }
-    go_on.set_value();
-    EXPECT_FALSE(has_answer[0].get());
-    EXPECT_TRUE(has_answer[1].get());
+    gone.get();
+    EXPECT_EQ(service.OpenUtterances(), 2U) << "those of the requests that held the threads up";
 }
 
 TEST_F(ServerTest, ClientsAtTheSameTimeGetEachTheirOwnAnswers) {

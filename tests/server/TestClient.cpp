@@ -114,8 +114,12 @@ std::optional<Answer> TestClient::Receive() {
     if (prefix.size() < kFramePrefixBytes) return std::nullopt;
     std::size_t bytes = 0;
     for (const char c : prefix) bytes = bytes << 8 | static_cast<unsigned char>(c);
+    return ParseAnswer(ReceiveBytes(bytes));
+}
+
+Answer ParseAnswer(const std::string& body) {
     Answer answer;
-    EXPECT_TRUE(answer.header.ParseFromString(ReceiveBytes(bytes)));
+    EXPECT_TRUE(answer.header.ParseFromString(body));
     answer.access = answer.header.GetExtension(capbility::capbility_access_response_message);
     EXPECT_EQ(answer.access.data_len(), static_cast<int>(answer.access.data().size()));
     EXPECT_TRUE(answer.response.ParseFromString(answer.access.data()));

@@ -39,6 +39,7 @@ MessageHeader Wrap(const LexoRequestMessage& request);
 std::string Frame(const MessageHeader& header);
 std::string Frame(const std::string& body);
 std::string Prefix(std::size_t body_bytes);
+Answer ParseAnswer(const std::string& body);
 
 class TestClient {
   public:

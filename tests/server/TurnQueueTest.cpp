@@ -26,17 +26,27 @@ class TurnQueueTest : public testing::Test {
     std::deque<TurnQueue::Permit> under_way_;
 };
 
-TEST_F(TurnQueueTest, GoesToWhoHadTheFewestAndInOrderAmongEqualOnes) {
+TEST_F(TurnQueueTest, GoesToWhoHadTheFewestAndToWhoHasWaitedLongest) {
     const std::pair<int, char> waiting[] = {{9, 'a'}, {0, 'b'}, {5, 'c'}, {1, 'd'},
                                             {5, 'e'}, {0, 'f'}, {1, 'g'}};
     for (const auto& [turns_had, name] : waiting) Wait(turns_had, name);
     EXPECT_EQ(begun_, "ab") << "two at a time";
     while (!under_way_.empty()) under_way_.pop_front();
-    EXPECT_EQ(begun_, "abfdgce");
+    EXPECT_EQ(begun_, "abfcdeg") << "every fourth by their number, the others by their age";
     Wait(7, 'h');
     Wait(7, 'i');
     Wait(7, 'j');
-    EXPECT_EQ(begun_, "abfdgcehi") << "those that ended are free again";
+    EXPECT_EQ(begun_, "abfcdeghi") << "those that ended are free again";
+}
+
+TEST_F(TurnQueueTest, ACrowdOfNewOnesKeepsNobodyFromIt) {
+    for (int i = 0; i < 10; ++i) Wait(0, '-');
+    Wait(99, 'x');
+    for (int i = 0; i < 30; ++i) {
+        Wait(0, '-');
+        under_way_.pop_front();
+    }
+    EXPECT_LT(begun_.find('x'), 20U) << begun_;
 }
 
 TEST_F(TurnQueueTest, NoneBeginsOnceItIsClosed) {
