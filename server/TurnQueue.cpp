@@ -1,5 +1,8 @@
 #include "TurnQueue.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "Contained.h"
 
 namespace orvx {
@@ -15,8 +18,7 @@ void TurnQueue::Wait(int turns_had, Turn begin) {
         const std::lock_guard lock(mutex_);
         if (is_closed_) return;
         if (free_ == 0) {
-            by_turns_.emplace(turns_had, ++arrivals_);
-            waiting_.emplace(arrivals_, Waiting{turns_had, std::move(begin)});
+            waiting_.push_back({turns_had, std::move(begin)});
             return;
         }
         --free_;
@@ -25,11 +27,10 @@ void TurnQueue::Wait(int turns_had, Turn begin) {
 }
 
 void TurnQueue::Close() {
-    std::map<std::uint64_t, Waiting> dropped;  // goes without the lock: with them much may end
+    std::deque<Waiting> dropped;  // goes without the lock: with them much may end
     const std::lock_guard lock(mutex_);
     is_closed_ = true;
     dropped.swap(waiting_);
-    by_turns_.clear();
 }
 
 void TurnQueue::Begin(const Turn& begin) {
@@ -51,9 +52,9 @@ void TurnQueue::End() {
 
 TurnQueue::Turn TurnQueue::TakeNext() {
     const bool is_of_fewest = taken_++ % kOfFewest == 0;
-    const auto taken = is_of_fewest ? waiting_.find(by_turns_.begin()->second) : waiting_.begin();
-    by_turns_.erase({taken->second.turns_had, taken->first});
-    Turn next = std::move(taken->second.begin);
+    const auto taken = is_of_fewest ? std::ranges::min_element(waiting_, {}, &Waiting::turns_had)
+                                    : waiting_.begin();
+    Turn next = std::move(taken->begin);
     waiting_.erase(taken);
     return next;
 }

@@ -2,13 +2,10 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
+#include <deque>
 #include <functional>
-#include <map>
 #include <memory>
 #include <mutex>
-#include <set>
-#include <utility>
 
 namespace orvx {
 
@@ -45,9 +42,7 @@ class TurnQueue {
     std::mutex mutex_;
     std::size_t free_;
     bool is_closed_ = false;
-    std::uint64_t arrivals_ = 0;
-    std::map<std::uint64_t, Waiting> waiting_;          // as they came
-    std::set<std::pair<int, std::uint64_t>> by_turns_;  // the same by the turns they had
+    std::deque<Waiting> waiting_;  // as they came
     unsigned taken_ = 0;
 };
 
