@@ -14,6 +14,7 @@ namespace {
 
 class TurnQueueTest : public testing::Test {
   protected:
+    void TearDown() override { queue_.Close(); }
     void Wait(int turns_had, char name) {
         queue_.Wait(turns_had, [this, name](const TurnQueue::Permit& permit) {
             begun_ += name;
