@@ -51,10 +51,10 @@ constexpr Phase kPhases[] = {{"connected at once", ManyAtOnce, 500, 500},
                              {"utterances abandoned", Abandoning, 10000, 1000}};
 
 // Limits that the crowds reach within seconds.
-const std::vector<std::string> kServerOptions = {
-    "--workers=2",        "--max-connections=600",     "--max-received-bytes=67108864",
-    "--read-timeout=4",   "--write-timeout=2",         "--max-utterances=500",
-    "--idle-timeout=120", "--utterance-idle-timeout=1"};
+const char* const kServerOptions =
+    "--workers=2 --max-connections=600 --max-received-bytes=67108864 --read-timeout=4 "
+    "--write-timeout=2 --max-utterances=500 --idle-timeout=120 --utterance-idle-timeout=1 "
+    "2>/dev/null";
 
 // The largest that the server's process becomes while this exists.
 class Watch {
@@ -87,7 +87,7 @@ class Watch {
 
 class Load {
   public:
-    explicit Load(const ServerProcess& server) : server_(server), healthy_(server.Port()) {}
+    Load(pid_t server, std::uint16_t port) : server_(server), port_(port), healthy_(port) {}
 
     // Waits until the server has met every kind of request once.
     void WarmUp();
@@ -98,7 +98,8 @@ class Load {
     HealthyClients::Tally AwaitHealthy(long answers);
     bool Check(bool is_good, const char* what);
 
-    const ServerProcess& server_;
+    const pid_t server_;
+    const std::uint16_t port_;
     HealthyClients healthy_;
     ProcessSize base_;
     const Phase* phase_ = nullptr;
@@ -106,7 +107,7 @@ class Load {
 
 void Load::WarmUp() {
     AwaitHealthy(kWarmUpAnswers);
-    base_ = ProcessSize::Of(server_.Pid());
+    base_ = ProcessSize::Of(server_);
     std::printf("before: %.0f MiB, %d descriptors\n\n", base_.resident_kib / 1024,
                 base_.descriptors);
     std::printf("%-28s %13s %8s %11s %11s %13s %15s\n", "crowd", "as they must", "seconds",
@@ -116,11 +117,11 @@ void Load::WarmUp() {
 // What it holds when the crowd was dealt with, or at the end of patience.
 ProcessSize Load::Settle() const {
     const auto end = Clock::now() + kLongestSettling;
-    ProcessSize size = ProcessSize::Of(server_.Pid());
+    ProcessSize size = ProcessSize::Of(server_);
     while (Clock::now() < end && (size.descriptors > base_.descriptors ||
                                   size.resident_kib > base_.resident_kib + kMostLeftKib)) {
         std::this_thread::sleep_for(milliseconds(50));
-        size = ProcessSize::Of(server_.Pid());
+        size = ProcessSize::Of(server_);
     }
     return size;
 }
@@ -146,9 +147,9 @@ bool Load::Run(const Phase& phase, int crowd) {
     phase_ = &phase;
     const auto start = Clock::now();
     HeldConnections held;
-    Watch watch(server_.Pid());
+    Watch watch(server_);
     healthy_.Take();
-    const int right = phase.run(server_.Port(), crowd, &held);
+    const int right = phase.run(port_, crowd, &held);
     const ProcessSize most = watch.End();
     // Whoever was answered may stay; all others must have been closed by the server.
     if (phase.run != Deaf) held.clear();
@@ -184,17 +185,18 @@ int main(int argc, char** argv) {
     const bool is_quick = argc == 2 && std::strcmp(argv[1], "--quick") == 0;
     if (argc > 1 && !is_quick) return std::fprintf(stderr, "orvx_server_load [--quick]\n"), 2;
     AllowManyDescriptors();
-    ServerProcess server(kServerOptions, "/dev/null");
-    if (server.Port() == 0) return std::fprintf(stderr, "the server does not start\n"), 2;
+    ServerProcess server(kServerOptions);
+    const std::uint16_t port = server.AwaitReady();
+    if (port == 0) return std::fprintf(stderr, "the server does not start\n"), 2;
     bool is_good = true;
     {
-        Load load(server);
+        Load load(server.Pid(), port);
         load.WarmUp();
         for (const Phase& phase : kPhases) {
             is_good &= load.Run(phase, is_quick ? phase.quick_crowd : phase.crowd);
         }
     }
-    is_good &= server.Terminate() == 0;
+    is_good &= server.End(SIGTERM) == 0;
     std::printf("%s\n", is_good ? "passed" : "FAILED");
     return is_good ? 0 : 1;
 }

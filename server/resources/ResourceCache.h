@@ -8,12 +8,10 @@
 #include <string>
 #include <string_view>
 
-#include "LexoMessage.pb.h"
 #include "Resource.h"
+#include "ResourceFormat.h"
 
 namespace orvx {
-
-using ResourceFormat = quorlan::protocol::LexoRequestMessage::ResourceFormat;
 
 // Every member may be called by any thread at any time.
 class ResourceCache {

@@ -27,14 +27,6 @@ constexpr std::size_t kMostCachedBytes = std::size_t{64} << 20;
 constexpr std::size_t kLargestFile = std::size_t{64} << 20;
 constexpr std::size_t kLongestName = 200;
 
-constexpr ResourceFormat kKeywordList = LexoRequestMessage::LEXO_RESOURCE_KEYWORD_LIST;
-constexpr ResourceFormat kWordList = LexoRequestMessage::LEXO_RESOURCE_GRAMMAR_WORDLIST;
-constexpr ResourceFormat kAbnf = LexoRequestMessage::LEXO_RESOURCE_GRAMMAR_ABNF;
-constexpr ResourceFormat kJsgf = LexoRequestMessage::LEXO_RESOURCE_GRAMMAR_JSGF;
-constexpr ResourceFormat kArpa = LexoRequestMessage::LEXO_RESOURCE_GRAMMAR_ARPA;
-constexpr ResourceFormat kWfst = LexoRequestMessage::LEXO_RESOURCE_GRAMMAR_WFST;
-constexpr ResourceFormat kUserWords = LexoRequestMessage::LEXO_RESOURCE_FREETALK_USERWORD;
-
 // What each capability takes, and the endings of its built-in files, first choice first.
 struct Accepted {
     ResourceFormat format;

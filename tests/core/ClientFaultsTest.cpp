@@ -1,6 +1,5 @@
 // One client against peers that behave badly: what depends on time, signals and broken connections.
 #include <gtest/gtest.h>
-#include <malloc.h>
 #include <pthread.h>
 
 #include <chrono>
@@ -11,6 +10,7 @@
 #include <vector>
 
 #include "Deadline.h"
+#include "Footprint.h"
 #include "MessageHeader.pb.h"
 #include "Reactions.h"
 #include "RecognitionMessages.h"
@@ -93,13 +93,9 @@ TEST_F(ClientFaultsTest, TheTimeOutHoldsHoweverThePeerIsSlow) {
 // Each answer has its one long text at another place. What messages keep of that would add up.
 TEST_F(ClientFaultsTest, AnswersOfEverOtherShapesDoNotAddUp) {
     const std::string text(200'000, 'a');
-    const auto used = [] {
-        const auto info = ::mallinfo2();
-        return info.uordblks + info.hblkhd;
-    };
     server_.StopRecording();
     EXPECT_EQ(Exchange(), kTcpOK);
-    const std::size_t before = used();
+    const std::size_t before = scripted::BytesInUse();
     for (int place = 0; place < 200; ++place) {
         server_.Then(scripted::Answer(scripted::Echo([&](auto& response) {
             auto* const segment = response.mutable_sfreetalkresult()->add_psegmentlist();
@@ -112,7 +108,7 @@ TEST_F(ClientFaultsTest, AnswersOfEverOtherShapesDoNotAddUp) {
         ASSERT_TRUE(client_.recognition_->response.ParseFromString(access.data()));
     }
     client_.Reset();
-    EXPECT_LT(used(), before + (std::size_t{8} << 20));
+    EXPECT_LT(scripted::BytesInUse(), before + (std::size_t{8} << 20));
 }
 
 // A peer that goes away while the request is still on its way, with a reset alone or with a reset

@@ -1,6 +1,5 @@
 // What many threads share: the pool and the request counter.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "ChildProcess.h"
 #include "DateTime.h"
 #include "Logger.h"
 #include "OrvexProxy.h"
@@ -80,10 +80,8 @@ TEST(IdentityConcurrencyTest, AChildForkedWhileTimesAreConverted) {
                 ::alarm(20);
                 ::_exit(ProxySessionTestAccess::NewIdentify().empty() ? 1 : 0);
             }
-            int status = -1;
-            EXPECT_EQ(::waitpid(child, &status, 0), child);
-            EXPECT_EQ(status, 0) << "in fork " << i;
-            is_over = status != 0;
+            EXPECT_EQ(StatusOf(child), 0) << "in fork " << i;
+            is_over = is_over || testing::Test::HasFailure();
         }
         is_over = true;
     });

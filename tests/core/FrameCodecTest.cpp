@@ -1,11 +1,11 @@
 #include <google/protobuf/message_lite.h>
 #include <gtest/gtest.h>
-#include <malloc.h>
 
 #include <climits>
 #include <cstring>
 #include <string>
 
+#include "Footprint.h"
 #include "FrameCodec.h"
 
 namespace {
@@ -77,16 +77,10 @@ TEST(FrameReaderTest, SplitAtEveryByte) {
     }
 }
 
-// Of sanitizers' allocators nothing is seen.
-std::size_t AllocatedBytes() {
-    const auto heap = ::mallinfo2();
-    return heap.uordblks + heap.hblkhd;
-}
-
 TEST(FrameReaderTest, GrowsWithWhatArrived) {
     const std::string body(0x308090, 'b');  // a length with high bits in its bytes
     const std::string frame = Frame(body);
-    const std::size_t allocated = AllocatedBytes();
+    const std::size_t allocated = scripted::BytesInUse();
     FrameReader reader;
     std::size_t arrived = 0;
     while (arrived < frame.size()) {
@@ -107,7 +101,8 @@ TEST(FrameReaderTest, GrowsWithWhatArrived) {
     reader.Clear();
     EXPECT_TRUE(reader.IsEmpty());
     EXPECT_EQ(reader.GetStatus(), Status::kNeedMore);
-    EXPECT_LT(AllocatedBytes(), allocated + (std::size_t{64} << 10)) << "a rare size is not kept";
+    EXPECT_LT(scripted::BytesInUse(), allocated + (std::size_t{64} << 10))
+        << "a rare size is not kept";
 }
 
 }  // namespace

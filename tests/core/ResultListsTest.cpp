@@ -1,12 +1,12 @@
 // The lists of a result: their counts against what the server sent, and their release.
 #include <gtest/gtest.h>
-#include <malloc.h>
 
 #include <climits>
 #include <csignal>
 #include <functional>
 #include <string>
 
+#include "Footprint.h"
 #include "LexoMessage.pb.h"
 #include "RecogResult.h"
 #include "ResultBuilders.h"
@@ -78,9 +78,9 @@ TEST(ResultListsTest, ConversionOverUnreleasedResultsGrowsNothing) {
     for (int round = 0; round < 1000; ++round) {
         for (const LexoResponseMessage* response : {&kFreetalk, &kGrammar, &kKeywords, &kAnalysis})
             ASSERT_TRUE(ParseResponse(*response, &result));
-        if (round == 0) in_use_before = ::mallinfo2().uordblks;
+        if (round == 0) in_use_before = scripted::BytesInUse();
     }
-    EXPECT_LT(::mallinfo2().uordblks, in_use_before + 10000);
+    EXPECT_LT(scripted::BytesInUse(), in_use_before + 10000);
     EXPECT_TRUE(ReleaseResult(&result));
 }
 

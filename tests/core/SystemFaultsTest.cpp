@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <net/if.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/ioctl.h>
@@ -21,6 +20,7 @@
 #include <string>
 #include <utility>
 
+#include "BoundSocket.h"
 #include "CapturedOutput.h"
 #include "FileDescriptor.h"
 #include "Footprint.h"
@@ -210,14 +210,7 @@ TEST(ProbeFaultsTest, FailedCalls) {
 
 // A port of the range for clients that nobody uses.
 int FreePort() {
-    const FileDescriptor socket(::socket(AF_INET, SOCK_STREAM, 0));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    EXPECT_EQ(::bind(socket.Get(), reinterpret_cast<sockaddr*>(&address), length), 0);
-    ::getsockname(socket.Get(), reinterpret_cast<sockaddr*>(&address), &length);
-    return ntohs(address.sin_port);
+    return PortOf(FileDescriptor(BoundSocket()).Get());
 }
 
 // The third finds the port as free as the first.

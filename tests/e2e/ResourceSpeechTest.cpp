@@ -1,113 +1,12 @@
 // Grammars, keywords, user words and call analysis on recorded human speech.
 #include <algorithm>
 
+#include "SpeechSession.h"
 #include "SpeechTest.h"
 
 namespace {
 
 const std::string kKeywords = "cold hearted\nforward\nselfish\ndisposed\nten meters\ntelephone\n";
-
-// What the results of one recording say; texts and roles by segment, in the order of the audio.
-struct Heard {
-    std::string Text() const {
-        std::string all;
-        for (const std::string& text : texts) all.append(all.empty() ? "" : " ").append(text);
-        return all;
-    }
-
-    int code = LEXO_ERR_NONE;
-    int results = 0;
-    std::vector<std::string> texts;
-    std::vector<int> roles;
-    std::vector<float> rates;
-    std::vector<Lexo_Keyword> keywords;
-    std::vector<std::pair<int, int>> speech;
-    std::vector<std::pair<int, int>> silences;
-};
-
-void Add(const Lexo_Grammar_Result& result, Heard* heard) {
-    for (int i = 0; i < result.nSegmentCount; ++i) {
-        const auto& segment = result.pSegmentResults[i];
-        heard->texts.emplace_back(segment.pSentenceResults[0].pszText);
-    }
-}
-
-void Add(const Lexo_Freetalk_Result& result, Heard* heard) {
-    for (int i = 0; i < result.nSegmentCount; ++i) {
-        heard->texts.emplace_back(result.pSegmentList[i].pSentenceResults[0].pszText);
-    }
-}
-
-void Add(const Lexo_Analysis_Result& result, Heard* heard) {
-    for (int i = 0; i < result.nSilenceCount; ++i) {
-        const auto& silence = result.pSilenceResults[i];
-        heard->silences.emplace_back(silence.nStartTime, silence.nEndTime);
-    }
-    for (int i = 0; i < result.nSegmentCount; ++i) {
-        const auto& segment = result.pSegmentResults[i];
-        heard->texts.emplace_back(segment.pSentenceResults[0].pszText);
-        heard->rates.push_back(segment.pSentenceResults[0].fSpeed);
-        heard->roles.push_back(segment.nRole);
-        heard->speech.emplace_back(segment.nStartTime, segment.nEndTime);
-        heard->keywords.insert(heard->keywords.end(), segment.pKeywordResults,
-                               segment.pKeywordResults + segment.nKeywordCount);
-        EXPECT_EQ(segment.nEmotionCount, 0);
-        EXPECT_EQ(static_cast<std::size_t>(segment.pElementListResults[0].nElementCount),
-                  Words(heard->texts.back()).size());
-    }
-}
-
-void Add(const Lexo_RecogResult& result, Heard* heard) {
-    ++heard->results;
-    if (result.nEngineType == LEXO_ENGINE_FREETALK) return Add(result.sFreetalkResult, heard);
-    if (result.nEngineType == LEXO_ENGINE_GRAMMAR) return Add(result.sGrammarResult, heard);
-    if (result.nEngineType == LEXO_ENGINE_ANALYSIS) return Add(result.sAnalysisResult, heard);
-    const Lexo_Keywordspot_Result& spotted = result.sKeywordspotResult;
-    heard->keywords.insert(heard->keywords.end(), spotted.pKeywordResults,
-                           spotted.pKeywordResults + spotted.nKeywordCount);
-}
-
-class Session {
-  public:
-    explicit Session(const char* capability) {
-        EXPECT_EQ(orvx_proxy_SessionStart(capability, &handle_), LEXO_ERR_NONE);
-        Set(LEXO_PARAM_AUDIOFORMAT, kPcm16k16bit);
-    }
-    ~Session() {
-        orvx_proxy_DeactiveResource(handle_);
-        EXPECT_EQ(orvx_proxy_SessionStop(handle_), LEXO_ERR_NONE);
-    }
-    Session(const Session&) = delete;
-    Session& operator=(const Session&) = delete;
-
-    void Set(Lexo_ParamKey key, int value) {
-        EXPECT_EQ(orvx_proxy_SetParam(handle_, key, Number(value)), LEXO_ERR_NONE);
-    }
-    Lexo_Handle Handle() const { return handle_; }
-
-    Heard Recognise(const std::string& audio, bool is_streamed = false) {
-        Heard heard;
-        for (std::size_t at = 0; is_streamed && at < audio.size(); at += kChunkBytes) {
-            Exchange(audio.substr(at, kChunkBytes), 0, &heard);
-        }
-        Exchange(is_streamed ? "" : audio, 1, &heard);
-        return heard;
-    }
-
-  private:
-    void Exchange(const std::string& audio, int is_over, Heard* heard) {
-        Lexo_RecogStatus status = 0;
-        heard->code = orvx_proxy_Recognize(handle_, audio.data(), static_cast<int>(audio.size()),
-                                           is_over, &status);
-        if ((status & kBitResult) == 0) return;
-        Lexo_RecogResult* result = nullptr;
-        ASSERT_EQ(orvx_proxy_GetRecogResult(handle_, &result), LEXO_ERR_NONE);
-        Add(*result, heard);
-        EXPECT_EQ(orvx_proxy_FreeRecogResult(handle_, &result), LEXO_ERR_NONE);
-    }
-
-    Lexo_Handle handle_ = nullptr;
-};
 
 // Loaded for a capability until the end of its life; sessions that use it end before.
 class Resource {
@@ -145,7 +44,7 @@ int CardsRight(Session* session) {
 TEST(GrammarTest, CardsComeBackAsSaidHoweverTheirGrammarIsBound) {
     const std::string path = kRecordings + "cards/cards.gram";
     const Resource file("grammar", path, LEXO_RESOURCE_GRAMMAR_JSGF, LEXO_RESOURCE_FILE);
-    const Resource buffer("grammar", ReadFile(path), LEXO_RESOURCE_GRAMMAR_JSGF);
+    const Resource buffer("grammar", ReadAll(path), LEXO_RESOURCE_GRAMMAR_JSGF);
     Session session("grammar");
     file.BindTo(session);
     EXPECT_GE(CardsRight(&session), 4) << "as a file";

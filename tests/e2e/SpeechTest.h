@@ -13,25 +13,14 @@
 
 #include "Lexo.h"
 #include "ServerProcess.h"
+#include "TempDir.h"
 #include "TestHome.h"
 
 inline const std::string kRecordings = "/usr/share/pocketsphinx/test/data/";
-constexpr std::size_t kChunkBytes = 3200;  // 100 ms
-constexpr int kPcm16k16bit = 6;
-constexpr int kBitResult = 2;
-
-inline Lexo_ParamValue Number(std::intptr_t number) {
-    return reinterpret_cast<Lexo_ParamValue>(number);
-}
-
-inline std::string ReadFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
 
 inline std::string ReadAudio(const std::string& name) {
     constexpr std::size_t kWavHeaderBytes = 44;
-    const std::string bytes = ReadFile(kRecordings + name);
+    const std::string bytes = ReadAll(kRecordings + name);
     return name.ends_with(".wav") ? bytes.substr(kWavHeaderBytes) : bytes;
 }
 
@@ -74,14 +63,15 @@ class SpeechEnvironment : public testing::Environment {
   public:
     void SetUp() override {
         home_ = std::make_unique<scripted::TestHome>();
-        home_->WriteFile("cards.jsgf", ReadFile(kRecordings + "cards/cards.gram"));
-        const std::vector<std::string> options{"--resource-dir=" + home_->Path()};
-        server_ = std::make_unique<ServerProcess>(options);
-        ASSERT_EQ(orvx_proxy_Init(server_->Address().c_str()), LEXO_ERR_NONE);
+        home_->WriteFile("cards.jsgf", ReadAll(kRecordings + "cards/cards.gram"));
+        server_ =
+            std::make_unique<ServerProcess>("--workers 2 --resource-dir '" + home_->Path() + "'");
+        const std::string address = "127.0.0.1:" + std::to_string(server_->AwaitReady());
+        ASSERT_EQ(orvx_proxy_Init(address.c_str()), LEXO_ERR_NONE);
     }
     void TearDown() override {
         EXPECT_EQ(orvx_proxy_End(), LEXO_ERR_NONE);
-        EXPECT_EQ(server_->Terminate(), 0);
+        EXPECT_EQ(server_->End(SIGTERM), 0);
     }
 
   private:

@@ -2,26 +2,20 @@
 // drops what comes, as a firewall would.
 #pragma once
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <vector>
 
+#include "BoundSocket.h"
+
 class FullListener {
   public:
-    FullListener() : sockets_{::socket(AF_INET, SOCK_STREAM, 0)} {
-        address_.sin_family = AF_INET;
-        address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof address_;
-        auto* const address = reinterpret_cast<sockaddr*>(&address_);
-        ::bind(sockets_[0], address, length);
-        ::getsockname(sockets_[0], address, &length);
+    FullListener() : sockets_{BoundSocket()} {
         ::listen(sockets_[0], 0);
         for (int i = 0; i < 4; ++i) {
             sockets_.push_back(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0));
-            ::connect(sockets_.back(), address, length);
+            ConnectTo(sockets_[0], sockets_.back());
         }
     }
     ~FullListener() {
@@ -30,9 +24,8 @@ class FullListener {
     FullListener(const FullListener&) = delete;
     FullListener& operator=(const FullListener&) = delete;
 
-    int Port() const { return ntohs(address_.sin_port); }
+    int Port() const { return PortOf(sockets_[0]); }
 
   private:
     std::vector<int> sockets_;
-    sockaddr_in address_{};
 };

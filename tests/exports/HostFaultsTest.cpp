@@ -4,7 +4,6 @@
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -17,6 +16,7 @@
 #include <thread>
 #include <vector>
 
+#include "ChildProcess.h"
 #include "FreshProcess.h"
 #include "TestHost.h"
 
@@ -196,9 +196,7 @@ void ForkWhileALineWaits() {
         Session("bogus");
         ::_exit(out.Text().empty() ? 1 : 0);
     }
-    int status = -1;
-    EXPECT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(StatusOf(child), 0);
 }
 
 TEST(FreshHostFaultsTest, WithAForkWhileALineWaits) {
@@ -288,9 +286,7 @@ TEST_F(HostFaultsTest, WithALogThatForksOrWantsAThread) {
             for (int i = 0; i < 20; ++i) Session("freetalk").Recognize();
             ::_exit(InitProxy(server_.Address()).code);
         }
-        int status = -1;
-        EXPECT_EQ(::waitpid(child, &status, 0), child);
-        EXPECT_EQ(status, 0) << appender;
+        EXPECT_EQ(StatusOf(child), 0) << appender;
     };
     use(R"(<param name="Port" value="0"/>)", "TelnetAppender");
     use(gzip, "rolling.RollingFileAppender");
@@ -314,9 +310,7 @@ TEST_F(HostFaultsTest, AsADaemonThatClosedTheDescriptors) {
         }
         ::_exit(orvx_proxy_Init(server_.Address().c_str()));
     }
-    int status = -1;
-    EXPECT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(StatusOf(child), 0);
     EXPECT_THAT(ReadAll(log), HasSubstr(std::to_string(child) + " : (OrvexProxy"));
 }
 
@@ -348,9 +342,7 @@ TEST_F(HostFaultsTest, AsADaemonWithoutStandardStreams) {
         for (const int fd : {0, 1, 2}) wrong += ::fcntl(fd, F_GETFD) < 0 ? 0 : 100;
         ::_exit(wrong);
     }
-    int status = -1;
-    EXPECT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(StatusOf(child), 0);
     EXPECT_TRUE(std::filesystem::exists(home_.Path() + "/test.log.1"));
 }
 

@@ -1,8 +1,6 @@
 // The connections as the server and the log see them: reuse, order, and kept connections that went
 // bad while idle.
-#include <malloc.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -12,6 +10,7 @@
 #include <future>
 #include <string>
 
+#include "ChildProcess.h"
 #include "TestHost.h"
 #include "Threads.h"
 
@@ -65,7 +64,7 @@ TEST_F(PoolTest, AChildKeepsNoConnectionOpen) {
     EXPECT_EQ(orvx_proxy_End(), LEXO_ERR_NONE);
     EXPECT_TRUE(server_.WaitForOpenConnections(0)) << "the server sees its end";
     ::kill(child, SIGKILL);
-    ::waitpid(child, nullptr, 0);
+    StatusOf(child);
 }
 
 TEST_F(PoolTest, AChildGetsNoSocketThatAsksForTheMachine) {
@@ -84,8 +83,7 @@ TEST_F(PoolTest, AChildGetsNoSocketThatAsksForTheMachine) {
                 count += type == SOCK_DGRAM ? 1 : 0;
             }
             if (child == 0) ::_exit(count);
-            ::waitpid(child, &count, 0);
-            inherited += count;
+            inherited += StatusOf(child);
         }
         if (i == 0) is_over = true;
     });
@@ -150,10 +148,6 @@ TEST_F(PoolTest, BytesThatNobodyAskedForNeverReachTheNextRequest) {
 
 // An idle connection keeps its messages, but not what a long name has taken in them.
 TEST_F(PoolTest, ALargeRequestLeavesNoMemoryTaken) {
-    const auto in_use = [] {
-        const auto info = ::mallinfo2();
-        return info.uordblks + info.hblkhd;
-    };
     server_.StopRecording();
     const auto recognize_with = [](const std::string& name) {
         Session session("grammar");
@@ -161,10 +155,10 @@ TEST_F(PoolTest, ALargeRequestLeavesNoMemoryTaken) {
         EXPECT_EQ(session.Recognize(), kGood);
     };
     recognize_with("small");
-    const std::size_t before = in_use();
+    const std::size_t before = BytesInUse();
     recognize_with(std::string(8 << 20, 'n'));
     recognize_with("small");  // by then the server has dropped its copy
-    EXPECT_LT(in_use(), before + (1 << 20));
+    EXPECT_LT(BytesInUse(), before + (1 << 20));
 }
 
 }  // namespace

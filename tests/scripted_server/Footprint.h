@@ -13,6 +13,13 @@
 
 namespace scripted {
 
+// What is allocated. Sanitizers have an allocator of their own: they see leaks, and this sees
+// nothing.
+inline std::size_t BytesInUse() {
+    const auto info = ::mallinfo2();
+    return info.uordblks + info.hblkhd;
+}
+
 // Fails the test at its end if there are more descriptors or threads than at its start, or clearly
 // more memory. The log's file, which stays open, is not counted.
 class Footprint {
@@ -24,7 +31,7 @@ class Footprint {
         for (int i = 0; i < 1000 && Threads() > threads_; ++i)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         EXPECT_LE(Threads(), threads_);
-        EXPECT_LT(Bytes(), bytes_ + kUnrestBytes);
+        EXPECT_LT(BytesInUse(), bytes_ + kUnrestBytes);
     }
     Footprint(const Footprint&) = delete;
     Footprint& operator=(const Footprint&) = delete;
@@ -48,15 +55,10 @@ class Footprint {
         return Threads();
     }
     static long Threads() { return std::distance(Entries("/proc/self/task"), Entries()); }
-    // Sanitizers have an allocator of their own: they see leaks, and this sees nothing.
-    static std::size_t Bytes() {
-        const auto info = ::mallinfo2();
-        return info.uordblks + info.hblkhd;
-    }
 
     const int descriptors_ = Descriptors();
     const long threads_ = ThreadsAtStart();
-    const std::size_t bytes_ = Bytes();
+    const std::size_t bytes_ = BytesInUse();
 };
 
 }  // namespace scripted

@@ -1,15 +1,13 @@
 #include "ScriptedServer.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
-#include <stdexcept>
 
+#include "BoundSocket.h"
 #include "FrameCodec.h"
 #include "Reactions.h"
 
@@ -20,29 +18,6 @@ namespace protocol = quorlan::protocol;
 
 constexpr std::chrono::seconds kPatience{10};
 constexpr int kBacklog = 512;
-
-// Bound to the port, or to a free one when `port` is 0.
-int BoundSocket(const std::string& ip, int port) {
-    const int bound = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const int on = 1;
-    ::setsockopt(bound, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    address.sin_addr.s_addr = ::inet_addr(ip.c_str());
-    if (::bind(bound, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
-        ::close(bound);
-        throw std::runtime_error("scripted server: cannot bind");
-    }
-    return bound;
-}
-
-int PortOf(int bound) {
-    sockaddr_in address = {};
-    socklen_t length = sizeof(address);
-    ::getsockname(bound, reinterpret_cast<sockaddr*>(&address), &length);
-    return ntohs(address.sin_port);
-}
 
 Request ParseRequest(int connection, std::string_view body) {
     Request request;

@@ -38,6 +38,25 @@ class BadClientTest : public testing::Test {
             is_served = client.Receive().has_value();
         }
     }
+    // What is decoded last of the request, which says Words(2), and another one that comes later.
+    std::string LastDecoded(const LexoRequestMessage& request, bool is_half_closed) {
+        engine_.HoldUp();
+        TestClient first(server_->Port());
+        first.Send(GoodRequest());
+        engine_.WaitForHeldUp(1);
+        TestClient client(server_->Port());
+        client.Send(request);
+        if (is_half_closed) client.CloseSendingSide();
+        EXPECT_FALSE(client.IsClosedByServer(250)) << "time in which the server looks at it";
+        TestClient other(server_->Port());
+        other.Send(MakeRequest(kPcm16, Voice(3000)));
+        EXPECT_FALSE(other.IsClosedByServer(250)) << "time in which its request arrives";
+        engine_.GoOn();
+        EXPECT_EQ(client.Receive()->Text(), Words(2));
+        EXPECT_EQ(client.IsClosedByServer(is_half_closed ? 60000 : 0), is_half_closed);
+        EXPECT_EQ(other.Receive()->Text(), Words(3));
+        return engine_.Get().finished.back();
+    }
 
     FakeEngine engine_;
     Options options_ = DefaultOptions(1);
@@ -135,21 +154,8 @@ TEST_F(BadClientTest, HalfClosed) {
     within_a_frame.Send(Prefix(1000) + "abc");
     within_a_frame.CloseSendingSide();
     EXPECT_TRUE(within_a_frame.IsClosedByServer());
-    engine_.HoldUp();
-    TestClient first(server_->Port());
-    first.Send(GoodRequest());
-    engine_.WaitForHeldUp(1);
-    TestClient waits(server_->Port());
-    waits.Send(MakeRequest(kPcm16, Voice(2000)));
-    waits.CloseSendingSide();
-    EXPECT_FALSE(waits.IsClosedByServer(250)) << "time in which the server looks at it";
-    TestClient other(server_->Port());
-    other.Send(MakeRequest(kPcm16, Voice(3000)));
-    EXPECT_FALSE(other.IsClosedByServer(250)) << "time in which its request arrives";
-    engine_.GoOn();
-    EXPECT_EQ(waits.Receive()->Text(), Words(2));
-    EXPECT_TRUE(waits.IsClosedByServer());
-    EXPECT_EQ(engine_.Get().finished.back(), Words(2)) << "the others first";
+    EXPECT_EQ(LastDecoded(MakeRequest(kPcm16, Voice(2000)), /*is_half_closed=*/true), Words(2))
+        << "the others first";
 }
 
 TEST_F(BadClientTest, HalfClosedByEachChunkOfAStream) {
@@ -157,21 +163,8 @@ TEST_F(BadClientTest, HalfClosedByEachChunkOfAStream) {
     TestStream stream(server_->Port(), kPcm16 + ",stream_recog=continue");
     stream.Send(Pause(500));
     for (const bool is_closed : {true, false}) {
-        engine_.HoldUp();
-        TestClient first(server_->Port());
-        first.Send(GoodRequest());
-        engine_.WaitForHeldUp(1);
-        TestClient chunk(server_->Port());
-        chunk.Send(stream.NextRequest(Voice(2000) + Pause(1000)));
-        if (is_closed) chunk.CloseSendingSide();
-        EXPECT_FALSE(chunk.IsClosedByServer(250)) << "time in which the server looks at it";
-        TestClient other(server_->Port());
-        other.Send(MakeRequest(kPcm16, Voice(3000)));
-        EXPECT_FALSE(other.IsClosedByServer(250)) << "time in which its request arrives";
-        engine_.GoOn();
-        EXPECT_EQ(chunk.Receive()->Text(), Words(2));
-        EXPECT_EQ(other.Receive()->Text(), Words(3));
-        EXPECT_EQ(engine_.Get().finished.back(), Words(is_closed ? 2 : 3));
+        const auto chunk = stream.NextRequest(Voice(2000) + Pause(1000));
+        EXPECT_EQ(LastDecoded(chunk, is_closed), Words(is_closed ? 2 : 3));
     }
 }
 

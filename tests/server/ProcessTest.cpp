@@ -4,83 +4,28 @@
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <regex>
 #include <thread>
 
 #include "Children.h"
-#include "TempDir.h"
+#include "ServerProcess.h"
 #include "TestAudio.h"
 #include "TestServer.h"
 
 namespace orvx::test {
 namespace {
 
-// Fails the test if `condition` does not come true within two minutes.
-template <typename Condition>
-void Await(Condition condition) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(2);
-    while (!condition()) {
-        ASSERT_LT(std::chrono::steady_clock::now(), end);
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
+// Leaves it this many bytes of addresses besides those that it has.
+[[maybe_unused]] void LimitMemory(const ServerProcess& server, rlim_t bytes) {
+    rlim_t pages = 0;
+    std::ifstream("/proc/" + std::to_string(server.Pid()) + "/statm") >> pages;
+    const rlim_t most = pages * static_cast<rlim_t>(::getpagesize()) + bytes;
+    const rlimit limit{most, most};
+    ASSERT_EQ(::prlimit(server.Pid(), RLIMIT_AS, &limit, nullptr), 0);
 }
 
-// orvx-server as a child process.
-class ServerProcess {
-  public:
-    // With one decoder and on a free port, unless `options` say otherwise. Its standard error goes
-    // to the descriptor `errors`, if there is one, or else where Errors finds it.
-    explicit ServerProcess(std::string options = "", int errors = -1) {
-        if (options.find("--listen") == std::string::npos) options += " --listen 127.0.0.1:0";
-        if (options.find("--workers") == std::string::npos) options += " --workers 1";
-        const std::string command = "exec " ORVX_SERVER_PATH " " + options + " >" + Output();
-        pid_ = ::fork();
-        if (pid_ != 0) return;
-        ::dup2(errors >= 0 ? errors : ::creat(Errors().c_str(), 0600), STDERR_FILENO);
-        ::execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
-        ::_exit(127);
-    }
-    ~ServerProcess() {
-        if (pid_ > 0) End(SIGKILL);
-    }
-    ServerProcess(const ServerProcess&) = delete;
-    ServerProcess& operator=(const ServerProcess&) = delete;
-
-    // Waits until the server's line says the port.
-    std::uint16_t AwaitReady() const {
-        Await([this] { return ReadAll(Output()).ends_with('\n'); });
-        const std::string line = ReadAll(Output());
-        return static_cast<std::uint16_t>(std::stoi(line.substr(line.rfind(':') + 1)));
-    }
-    pid_t Pid() const { return pid_; }
-    void Signal(int signal) const { ::kill(pid_, signal); }
-    // Leaves it this many bytes of addresses besides those that it has.
-    void LimitMemory(rlim_t bytes) const {
-        rlim_t pages = 0;
-        std::ifstream("/proc/" + std::to_string(pid_) + "/statm") >> pages;
-        const rlim_t most = pages * static_cast<rlim_t>(::getpagesize()) + bytes;
-        const rlimit limit{most, most};
-        ASSERT_EQ(::prlimit(pid_, RLIMIT_AS, &limit, nullptr), 0);
-    }
-    // Sends it a signal, if not 0, and waits for its end: its status, or minus the signal of that.
-    int End(int signal = 0) {
-        Signal(signal);
-        int status = 0;
-        Await([&] { return ::waitpid(pid_, &status, WNOHANG) != 0; });
-        pid_ = -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-    }
-    // Where it writes to.
-    std::string Output() const { return dir_.Path("out"); }
-    std::string Errors() const { return dir_.Path("err"); }
-
-  private:
-    const TempDir dir_;
-    pid_t pid_ = -1;
-};
 TEST(ProcessTest, ServesLogsWhatItDoesAndEndsWithStatus0) {
     const TempDir dir;
     ServerProcess server("--port-file " + dir.Path("port"));
@@ -183,7 +128,7 @@ TEST(ProcessTest, NobodyNeedsToReadItsLog) {
 TEST(ProcessTest, ARequestThatMemoryDoesNotHoldCostsItsConnectionAlone) {
     ServerProcess server;
     const std::uint16_t port = server.AwaitReady();
-    server.LimitMemory(20 << 20);
+    LimitMemory(server, 20 << 20);
     TestClient large(port);
     large.Send(Prefix(60 << 20) + std::string(60 << 20, 'x'), 10000);
     EXPECT_TRUE(large.IsClosedByServer());

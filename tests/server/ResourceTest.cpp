@@ -86,13 +86,6 @@ std::string Repeated(const std::string& text, int times) {
     return all;
 }
 
-constexpr ResourceFormat kKeywords = LexoRequestMessage::LEXO_RESOURCE_KEYWORD_LIST;
-constexpr ResourceFormat kWordList = LexoRequestMessage::LEXO_RESOURCE_GRAMMAR_WORDLIST;
-constexpr ResourceFormat kAbnf = LexoRequestMessage::LEXO_RESOURCE_GRAMMAR_ABNF;
-constexpr ResourceFormat kJsgf = LexoRequestMessage::LEXO_RESOURCE_GRAMMAR_JSGF;
-constexpr ResourceFormat kArpa = LexoRequestMessage::LEXO_RESOURCE_GRAMMAR_ARPA;
-constexpr ResourceFormat kUserWords = LexoRequestMessage::LEXO_RESOURCE_FREETALK_USERWORD;
-
 TEST_F(ResourceTest, JsgfLetsBeSaidWhatItsRulesSay) {
     const std::pair<std::string, std::string> cases[] = {
         {"public <x> = a B | c;", "a b|c"},
@@ -222,7 +215,7 @@ TEST_F(ResourceTest, ListsAreReadLineByLine) {
     EXPECT_EQ(ShowGrammar(kWordList, "\n#\n"), "17 resource: the list of phrases is empty");
     EXPECT_EQ(ShowGrammar(kWordList, "a\nb x\n"),
               "17 resource: not in the dictionary: \"x\" (line 2)");
-    const auto loaded = Load(Capability::kKeywordSpot, kKeywords, "A  b /1e-20/\nc\n");
+    const auto loaded = Load(Capability::kKeywordSpot, kKeywordList, "A  b /1e-20/\nc\n");
     const auto& keywords = std::get<KeywordList>(std::get<ResourcePtr>(loaded)->content);
     ASSERT_EQ(keywords.size(), 2U);
     EXPECT_EQ(keywords[0].text + "," + keywords[0].words + "," + keywords[1].text, "A b,a b,c");
@@ -233,12 +226,12 @@ TEST_F(ResourceTest, ListsAreReadLineByLine) {
     EXPECT_EQ(words.at(0).text + "," + words[0].phones + "," + words.at(1).text, "dad,D AH D,a");
 
     const std::tuple<Capability, ResourceFormat, std::string, std::string> wrong[] = {
-        {Capability::kKeywordSpot, kKeywords, "a\nb c\nB  C\n",
+        {Capability::kKeywordSpot, kKeywordList, "a\nb c\nB  C\n",
          "line 3: \"B C\" is in the list twice"},
-        {Capability::kKeywordSpot, kKeywords, "a /x/", "line 1: \"/x/\" is no threshold"},
-        {Capability::kKeywordSpot, kKeywords, "/1/", "line 1: a threshold without a keyword"},
-        {Capability::kAnalysis, kKeywords, "z", "not in the dictionary: \"z\" (line 1)"},
-        {Capability::kKeywordSpot, kKeywords,
+        {Capability::kKeywordSpot, kKeywordList, "a /x/", "line 1: \"/x/\" is no threshold"},
+        {Capability::kKeywordSpot, kKeywordList, "/1/", "line 1: a threshold without a keyword"},
+        {Capability::kAnalysis, kKeywordList, "z", "not in the dictionary: \"z\" (line 1)"},
+        {Capability::kKeywordSpot, kKeywordList,
          [] {
              std::string text;
              for (int i = 0; i < 128; ++i) text += "a ";

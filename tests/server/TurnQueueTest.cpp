@@ -1,10 +1,8 @@
 // Who has the next turn.
 #include <gtest/gtest.h>
 
-#include <asio/post.hpp>
-#include <asio/thread_pool.hpp>
-#include <atomic>
 #include <deque>
+#include <memory>
 #include <string>
 
 #include "TurnQueue.h"
@@ -59,28 +57,6 @@ TEST_F(TurnQueueTest, NoneBeginsOnceItIsClosed) {
     Wait(0, 'b');
     under_way_.clear();
     EXPECT_EQ(begun_, "aa");
-}
-
-TEST_F(TurnQueueTest, TurnsOfManyThreads) {
-    asio::thread_pool threads(4);
-    std::atomic<int> under_way{0};
-    std::atomic<int> most{0};
-    std::atomic<int> ended{0};
-    const auto turn = [&](const TurnQueue::Permit& permit) {
-        asio::post(threads, [&, permit] {
-            const int now = ++under_way;
-            for (int seen = most; seen < now && !most.compare_exchange_weak(seen, now);) {
-            }
-            --under_way;
-            ++ended;
-        });
-    };
-    for (int i = 0; i < 4000; ++i) {
-        asio::post(threads, [&, i] { queue_.Wait(i % 7, turn); });
-    }
-    threads.join();
-    EXPECT_EQ(ended, 4000);
-    EXPECT_LE(most, 2);
 }
 
 }  // namespace

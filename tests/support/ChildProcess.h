@@ -20,6 +20,14 @@ struct ChildResult {
     std::string err;       // standard error
 };
 
+// Waits for its end: 0 when it was normal and with status 0.
+inline int StatusOf(pid_t child) {
+    int status = -1;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return status;
+}
+
 // The child ends through exit(0) after `body`; the alarm ends it if it hangs.
 inline ChildResult RunInChild(const std::function<void()>& body) {
     const TempDir dir;
@@ -34,8 +42,5 @@ inline ChildResult RunInChild(const std::function<void()>& body) {
         body();
         std::exit(0);
     }
-    int status = -1;
-    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-    }
-    return {WIFEXITED(status) && WEXITSTATUS(status) == 0, ReadAll(out), ReadAll(err)};
+    return {StatusOf(pid) == 0, ReadAll(out), ReadAll(err)};
 }

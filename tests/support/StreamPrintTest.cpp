@@ -1,9 +1,7 @@
 // Printing on standard streams: what many threads print, and what nobody reads.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <poll.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -15,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "BoundSocket.h"
 #include "ChildProcess.h"
 #include "StreamPrint.h"
 #include "Threads.h"
@@ -113,47 +112,16 @@ TEST(StreamPrintTest, AReaderThatComesBackLosesNothingMore) {
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), kThreads * kLines);
 }
 
-// Were each to look again and again whether it may print, they would keep one another from it.
-TEST(StreamPrintTest, HundredsOfThreadsWaitAtRest) {
-    constexpr int kThreads = 200;
-    const Pipe pipe;
-    rusage before{};
-    rusage after{};
-    std::string text;
-    {
-        const OutputTo output(pipe.ends[1]);
-        PrintOn(stdout, std::string(16384, '.'));  // all that it holds
-        ::getrusage(RUSAGE_SELF, &before);
-        std::thread reader([&] {
-            std::this_thread::sleep_for(milliseconds(600));
-            ::getrusage(RUSAGE_SELF, &after);
-            text = ReadAllOf(pipe.ends[0], milliseconds(0));
-        });
-        InThreads(kThreads, [](int) { PrintOn(stdout, kLine); });
-        ::close(STDOUT_FILENO);
-        reader.join();
-    }
-    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), kThreads);
-    EXPECT_LT(after.ru_nvcsw - before.ru_nvcsw, 20 * kThreads) << "rests";
-}
-
 // With little room left poll() says that there is some, and write() waits for more.
 void PrintOnSmallSocket() {
     ::alarm(20);
-    const int listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int listener = BoundSocket();
     const int peer = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const int receive = 1;
     const int send = 10000;
     ::setsockopt(listener, SOL_SOCKET, SO_RCVBUF, &receive, sizeof receive);
     ::setsockopt(peer, SOL_SOCKET, SO_SNDBUF, &send, sizeof send);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto* const where = reinterpret_cast<sockaddr*>(&address);
-    if (::bind(listener, where, size) != 0 || ::listen(listener, 1) != 0 ||
-        ::getsockname(listener, where, &size) != 0 || ::connect(peer, where, size) != 0)
-        return;
+    if (::listen(listener, 1) != 0 || ConnectTo(listener, peer) != 0) return;
     int slow = 0;
     {
         const OutputTo output(peer);
