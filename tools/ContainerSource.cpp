@@ -4,10 +4,12 @@
 #include <cmath>
 #include <cstdio>
 #include <mutex>
+#include <shared_mutex>
 #include <string>
 #include <utility>
 
 #include "Errors.h"
+#include "Id3Tag.h"
 #include "WavStream.h"
 
 namespace recognize {
@@ -24,11 +26,13 @@ constexpr double kToleratedGap = 0.01;  // seconds; headers are not always exact
 // A header of a stream that was not finished claims at least this many samples, however wide.
 constexpr sf_count_t kEndlessSamples = sf_count_t{1} << 28;
 
+std::shared_mutex g_openings;  // of any thread's files
+
 const char* WhyUnreadable(int sndfile_error) {
     switch (sndfile_error) {
         case SF_ERR_UNRECOGNISED_FORMAT:
-            return "is no recording of a known form (WAV, FLAC, Ogg and others), nor "
-                   "named .raw or .pcm, as raw samples are";
+            return "is no recording of a known form (WAV, FLAC, Ogg and others); raw samples need "
+                   "a name in .raw or .pcm, or --rate HZ on standard input";
         case SF_ERR_MALFORMED_FILE:
             return "is no recording that can be read: its header is damaged";
         case SF_ERR_UNSUPPORTED_ENCODING:
@@ -49,8 +53,12 @@ std::string SecondsText(double seconds) {
 ContainerSource::ContainerSource(InputFile input, std::size_t wanted_channels)
     : input_(std::move(input)), wanted_channels_(wanted_channels) {
     input_.PrepareForHeader();
-    if (!input_.IsLive() && input_.Length() == 0) {
-        throw AudioError("is empty");
+    if (!input_.IsLive()) {
+        if (input_.Length() == 0) {
+            throw AudioError("is empty");
+        }
+        // The audio library would pass it over, and then miss as many bytes of what is behind it.
+        input_.BeginAt(BytesOfForeignTag(input_));
     }
     header_ = ReadWavHeader(input_);
     SF_INFO info{};
@@ -60,12 +68,11 @@ ContainerSource::ContainerSource(InputFile input, std::size_t wanted_channels)
 }
 
 void ContainerSource::Open(SF_INFO* info) {
-    if (input_.IsLive() && !header_) {
-        throw AudioError(WhyUnreadable(SF_ERR_MALFORMED_FILE));
-    }
-    is_unfinished_ = !input_.IsLive() && header_ && IsUnfinished(*header_, input_);
-    if (input_.IsLive() || is_unfinished_) {
+    if (header_) {
         return OpenThrough(std::make_unique<WavStream>(input_, *header_), info);
+    }
+    if (input_.IsLive()) {
+        throw AudioError(WhyUnreadable(SF_ERR_MALFORMED_FILE));
     }
     OpenThrough(std::make_unique<FileStream>(input_), info);
     if ((info->format & SF_FORMAT_TYPEMASK) == SF_FORMAT_MPEG) {
@@ -78,19 +85,28 @@ void ContainerSource::Open(SF_INFO* info) {
 }
 
 void ContainerSource::OpenThrough(std::unique_ptr<SoundStream> stream, SF_INFO* info) {
-    static std::mutex opening;  // why is told of any thread's last opening
-    std::unique_lock lock(opening, std::defer_lock);
-    if (!input_.IsLive()) {  // which may be long in coming
-        lock.lock();
-    }
     file_.reset();
     stream_ = std::move(stream);
     *info = {};
-    file_.reset(stream_->Open(info));
+    {
+        std::shared_lock lock(g_openings, std::defer_lock);
+        if (!input_.IsLive()) {  // which may be long in coming
+            lock.lock();
+        }
+        file_.reset(stream_->Open(info));
+    }
     stream_->RethrowFailure();
     if (file_ == nullptr) {
-        throw AudioError(WhyUnreadable(::sf_error(nullptr)));
+        throw AudioError(WhyUnreadable(input_.IsLive() ? ::sf_error(nullptr) : WhyNotOpened()));
     }
+}
+
+// The audio library tells it of any thread's last opening, so this one is made again, alone.
+int ContainerSource::WhyNotOpened() const {
+    const std::unique_lock lock(g_openings);
+    SF_INFO info{};
+    const std::unique_ptr<SNDFILE, Closer> file(stream_->Open(&info));
+    return ::sf_error(nullptr);
 }
 
 void ContainerSource::RequireUsable(const SF_INFO& info) const {
@@ -118,16 +134,28 @@ void ContainerSource::JudgeHeader(const SF_INFO& info) {
     if (info.frames != SF_COUNT_MAX) {
         seconds_ = static_cast<double>(info.frames) / rate_;
     }
-    if (is_unfinished_) {
+    if (header_ && header_->is_unfinished) {
         warning_ = "was never finished: its header announces no audio, " +
                    SecondsText(seconds_.value_or(0)) + " are there";
-    } else if (header_ && !header_->IsEndless() && header_->BytesPerSecond() != 0) {
-        const auto rate = static_cast<double>(header_->BytesPerSecond());
-        const double announced = static_cast<double>(header_->data_bytes) / rate;
-        const double present = static_cast<double>(input_.Length() - header_->data_begin) / rate;
-        if (present + kToleratedGap < announced) {
-            WarnOfCut(present, announced);
-        }
+    } else if (header_ && !header_->is_endless) {
+        JudgeLength(info);
+    }
+}
+
+// Of a WAV file.
+void ContainerSource::JudgeLength(const SF_INFO& info) {
+    const auto announced_bytes = static_cast<double>(header_->data_bytes);
+    const auto bytes = static_cast<double>(input_.Length() - header_->data_begin);
+    if (bytes >= announced_bytes) {
+        return;
+    }
+    const double present = static_cast<double>(info.frames) / rate_;
+    // Not every program writes the true rate into the header of a coding with blocks.
+    const double bytes_per_second =
+        present > 0 ? bytes / present : static_cast<double>(header_->BytesPerSecond());
+    const double announced = bytes_per_second > 0 ? announced_bytes / bytes_per_second : 0;
+    if (present + kToleratedGap < announced) {
+        WarnOfCut(present, announced);
     }
 }
 
@@ -158,18 +186,29 @@ std::size_t ContainerSource::ReadFrames(std::size_t wanted) {
     const sf_count_t frames =
         ::sf_readf_float(file_.get(), interleaved_.data(), static_cast<sf_count_t>(wanted));
     stream_->RethrowFailure();
-    if (frames <= 0 && ::sf_error(file_.get()) != SF_ERR_NO_ERROR) {
-        if (is_length_told_) {
-            throw AudioError("is damaged after " + SecondsText(SecondsRead()));
-        }
-        warning_ = kEndMissing;  // within its last frame
+    const sf_count_t count = std::max<sf_count_t>(frames, 0);
+    frames_left_ -= count;
+    frames_read_ += count;
+    if (count < static_cast<sf_count_t>(wanted) && ::sf_error(file_.get()) != SF_ERR_NO_ERROR) {
+        JudgeFault();
     }
     // What is no number would spread to all that the resampler makes of it.
     std::ranges::replace_if(
         interleaved_, [](float sample) { return !std::isfinite(sample); }, 0.0F);
-    frames_left_ -= frames;
-    frames_read_ += frames;
-    return static_cast<std::size_t>(std::max<sf_count_t>(frames, 0));
+    return static_cast<std::size_t>(count);
+}
+
+// Where the audio library can read no further. What it has read counts, as of a recording that was
+// cut short.
+void ContainerSource::JudgeFault() {
+    if (frames_read_ == 0) {
+        throw AudioError(WhyUnreadable(SF_ERR_MALFORMED_FILE));
+    }
+    if (!stream_->HasRunOut()) {
+        warning_ = "is damaged after " + SecondsText(SecondsRead()) + ": the rest is not heard";
+    } else if (!is_length_told_) {
+        warning_ = kEndMissing;  // within its last frame
+    }
 }
 
 void ContainerSource::WarnOfCut(double present, double announced) {

@@ -30,8 +30,11 @@ class ContainerSource : public AudioSource {
 
     void Open(SF_INFO* info);
     void OpenThrough(std::unique_ptr<SoundStream> stream, SF_INFO* info);
+    int WhyNotOpened() const;
     void RequireUsable(const SF_INFO& info) const;
     void JudgeHeader(const SF_INFO& info);
+    void JudgeLength(const SF_INFO& info);
+    void JudgeFault();
     void JudgeEnd();
     void WarnOfCut(double present, double announced);
     double SecondsRead() const { return static_cast<double>(frames_read_) / rate_; }
@@ -42,7 +45,6 @@ class ContainerSource : public AudioSource {
     const std::size_t wanted_channels_;
     std::size_t channels_ = 1;         // of the recording
     std::optional<WavHeader> header_;  // of a WAV file
-    bool is_unfinished_ = false;       // this header
     bool is_length_told_ = true;       // by whatever header
     std::unique_ptr<SoundStream> stream_;
     std::unique_ptr<SNDFILE, Closer> file_;

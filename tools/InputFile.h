@@ -32,6 +32,9 @@ class InputFile {
     // not go back. Throws AudioError, InterruptedError.
     std::size_t ReadAt(std::int64_t at, std::span<char> bytes);
 
+    // What stands before `at` belongs to it no more. Not of a live recording.
+    void BeginAt(std::int64_t at) { begin_ += at; }
+
     // Makes the recording readable by its header. A WAV file of plain samples is left to flow
     // through its pipe, so that a microphone is heard at once. Whatever else comes by a pipe is
     // first copied, whole, to a temporary file: its header cannot be read without jumping about.

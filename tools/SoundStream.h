@@ -20,12 +20,16 @@ class SoundStream {
     SoundStream(const SoundStream&) = delete;
     SoundStream& operator=(const SoundStream&) = delete;
 
-    // For the caller to close, before the stream goes. Null as sf_open gives it.
+    // For the caller to close, before the stream goes. Null as sf_open gives it; then it may be
+    // tried again, unless the recording is live.
     SNDFILE* Open(SF_INFO* info);
 
     // Throws what kept bytes from being read: AudioError, InterruptedError. The audio library, in
     // between, cannot pass it on, and takes it for the end.
     void RethrowFailure() const;
+
+    // Whether the audio library, since it was opened, wanted more bytes than there are.
+    bool HasRunOut() const { return has_run_out_; }
 
   protected:
     // Bytes as the audio library sees them; what it takes for the length if there is no end.
@@ -46,6 +50,7 @@ class SoundStream {
 
     sf_count_t position_ = 0;
     bool is_open_ = false;
+    bool has_run_out_ = false;
     std::exception_ptr failure_;
 };
 

@@ -5,6 +5,7 @@
 #include <cctype>
 #include <cstddef>
 #include <cstring>
+#include <string_view>
 
 namespace recognize {
 
@@ -15,13 +16,16 @@ constexpr std::int64_t kEndless = 0x7FFF0000;  // recorders write such numbers
 constexpr std::int64_t kMinFormatBytes = 16;
 constexpr std::int64_t kMaxFormatBytes = 4096;
 constexpr std::size_t kBytesPerSecondAt = 16;  // in the chunk with its name and length
-constexpr std::size_t kBytesOfBlockAt = 20;    // two bytes
+constexpr std::size_t kBytesOfBlockAt = 20;
+constexpr std::int64_t kLengthElsewhere = 0xFFFFFFFF;  // in the chunk "ds64", its second number
 
-std::int64_t Number(const char* bytes) {
-    std::array<unsigned char, 4> digits;
-    std::memcpy(digits.data(), bytes, digits.size());
-    return digits[0] | digits[1] << 8 | digits[2] << 16 |
-           static_cast<std::int64_t>(digits[3]) << 24;
+std::int64_t Number(std::string_view bytes, bool is_big_endian) {
+    std::uint64_t number = 0;
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        const char byte = bytes[is_big_endian ? i : bytes.size() - 1 - i];
+        number = number << 8 | static_cast<unsigned char>(byte);
+    }
+    return static_cast<std::int64_t>(number);
 }
 
 struct Chunk {
@@ -34,14 +38,14 @@ struct Chunk {
     std::int64_t Next() const { return begin + bytes + bytes % 2; }
 };
 
-std::optional<Chunk> ReadChunk(InputFile& input, std::int64_t at) {
+std::optional<Chunk> ReadChunk(InputFile& input, std::int64_t at, bool is_big_endian) {
     Chunk chunk;
     auto& head = chunk.name_and_length;
     if (input.ReadAt(at, head) != head.size()) {
         return std::nullopt;
     }
     chunk.begin = at + static_cast<std::int64_t>(head.size());
-    chunk.bytes = Number(&head[4]);
+    chunk.bytes = Number(std::string_view(&head[4], 4), is_big_endian);
     return chunk;
 }
 
@@ -56,15 +60,22 @@ std::string ReadFormat(InputFile& input, const Chunk& chunk) {
     return std::string(chunk.name_and_length.begin(), chunk.name_and_length.end()) + content;
 }
 
+// The bytes of the samples, as the chunk tells them; nothing that would be negative.
+std::int64_t ReadLongLength(InputFile& input, const Chunk& chunk) {
+    std::array<char, 16> lengths = {};
+    input.ReadAt(chunk.begin, lengths);
+    return std::max<std::int64_t>(Number(std::string_view(&lengths[8], 8), false), 0);
+}
+
 bool IsName(const Chunk& chunk) {
     return std::all_of(chunk.name_and_length.begin(), chunk.name_and_length.begin() + 4,
                        [](unsigned char letter) { return std::isprint(letter) != 0; });
 }
 
 // Whether chunk follows on chunk from `at` to the end of the file.
-bool AreChunksFrom(std::int64_t at, InputFile& input) {
+bool AreChunksFrom(std::int64_t at, bool is_big_endian, InputFile& input) {
     for (int count = 0; count < kMaxChunks && at < input.Length(); ++count) {
-        const auto chunk = ReadChunk(input, at);
+        const auto chunk = ReadChunk(input, at, is_big_endian);
         if (!chunk || !IsName(*chunk) || chunk->begin + chunk->bytes > input.Length()) {
             return false;
         }
@@ -73,45 +84,51 @@ bool AreChunksFrom(std::int64_t at, InputFile& input) {
     return at >= input.Length();
 }
 
+bool IsUnfinished(const WavHeader& header, InputFile& input) {
+    return !input.IsLive() && header.data_bytes == 0 &&
+           input.Length() - header.data_begin >= header.BytesOfBlock() &&
+           !AreChunksFrom(header.data_begin, header.is_big_endian, input);
+}
+
 }  // namespace
 
 std::int64_t WavHeader::BytesPerSecond() const {
-    return Number(&format[kBytesPerSecondAt]);
+    return Number(std::string_view(format).substr(kBytesPerSecondAt, 4), is_big_endian);
 }
 
 std::int64_t WavHeader::BytesOfBlock() const {
-    return Number(&format[kBytesOfBlockAt]) & 0xFFFF;
-}
-
-bool WavHeader::IsEndless() const {
-    return data_bytes >= kEndless;
+    return Number(std::string_view(format).substr(kBytesOfBlockAt, 2), is_big_endian);
 }
 
 std::optional<WavHeader> ReadWavHeader(InputFile& input) {
     std::array<char, 12> riff = {};
-    if (input.ReadAt(0, riff) != riff.size() || std::memcmp(&riff[0], "RIFF", 4) != 0 ||
+    const bool is_read = input.ReadAt(0, riff) == riff.size();
+    const std::string_view name(riff.data(), 4);
+    if (!is_read || (name != "RIFF" && name != "RIFX" && name != "RF64") ||
         std::memcmp(&riff[8], "WAVE", 4) != 0) {
         return std::nullopt;
     }
     WavHeader header;
-    std::optional<Chunk> chunk = ReadChunk(input, riff.size());
-    for (int count = 0; chunk && count < kMaxChunks; ++count) {
-        if (chunk->Is("data")) {
-            header.data_begin = chunk->begin;
-            header.data_bytes = chunk->bytes;
-            return header.format.empty() ? std::nullopt : std::optional(header);
-        }
+    header.is_big_endian = name == "RIFX";
+    std::int64_t long_length = 0;
+    auto chunk = ReadChunk(input, riff.size(), header.is_big_endian);
+    for (int count = 0; chunk && !chunk->Is("data") && count < kMaxChunks; ++count) {
         if (chunk->Is("fmt ")) {
             header.format = ReadFormat(input, *chunk);
+        } else if (chunk->Is("ds64") && name == "RF64") {
+            long_length = ReadLongLength(input, *chunk);
         }
-        chunk = ReadChunk(input, chunk->Next());
+        chunk = ReadChunk(input, chunk->Next(), header.is_big_endian);
     }
-    return std::nullopt;
-}
-
-bool IsUnfinished(const WavHeader& header, InputFile& input) {
-    return header.data_bytes == 0 && input.Length() - header.data_begin >= header.BytesOfBlock() &&
-           !AreChunksFrom(header.data_begin, input);
+    if (!chunk || !chunk->Is("data") || header.format.empty()) {
+        return std::nullopt;
+    }
+    const bool is_long = long_length > 0 && chunk->bytes == kLengthElsewhere;
+    header.data_begin = chunk->begin;
+    header.data_bytes = is_long ? long_length : chunk->bytes;
+    header.is_endless = !is_long && chunk->bytes >= kEndless;
+    header.is_unfinished = IsUnfinished(header, input);
+    return header;
 }
 
 }  // namespace recognize

@@ -1,5 +1,5 @@
-// A WAV recording that flows through a pipe, or whose header was never finished. The audio library
-// gets a header made anew, and behind it the samples.
+// A WAV recording, in a file or flowing through a pipe. The audio library gets a header made anew,
+// and behind it the samples and nothing else.
 #pragma once
 
 #include <cstddef>
@@ -29,8 +29,8 @@ class WavStream : public SoundStream {
     std::string begin_;  // what comes before the samples, for the audio library; while a live
                          // recording is being opened, the first samples too
     const sf_count_t header_bytes_;
-    const sf_count_t data_begin_;  // in the recording
-    sf_count_t next_;              // of the first byte that was not read yet
+    const WavHeader header_;
+    sf_count_t next_;  // of the first byte that was not read yet
 };
 
 }  // namespace recognize

@@ -66,7 +66,7 @@ TEST_F(Audio, ReadsContainersAndCodingsWholeOrCutFromFilesAndPipes) {
         {SF_FORMAT_WAV | SF_FORMAT_PCM_U8, 16000, 0.02, "announces 8.00 s, 4.00 s are there"},
         {SF_FORMAT_WAV | SF_FORMAT_ULAW, 11025, 0.05, "announces 8.00 s, 4.00 s are there"},
         {SF_FORMAT_WAV | SF_FORMAT_GSM610, 8000, 0.3, "announces 8."},
-        {SF_FORMAT_RF64 | SF_FORMAT_PCM_16, 96000, 0.01, ""},
+        {SF_FORMAT_RF64 | SF_FORMAT_PCM_16, 96000, 0.01, "announces 8.00 s, 4.00 s are there"},
         {SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 22050, 0.01, "announces 8.00 s, "},
         {SF_FORMAT_OGG | SF_FORMAT_VORBIS, 16000, 0.1, "its end is missing"},
         {SF_FORMAT_OGG | SF_FORMAT_OPUS, 16000, 0.1, "its end is missing"},
@@ -198,6 +198,40 @@ TEST_F(Audio, TakesWhatARecorderWritesAndHearsItBeforeTheEnd) {
     });
     EXPECT_EQ(Read("-"), Bytes(tone));
     ::dup2(saved.Get(), STDIN_FILENO);
+}
+
+// The audio library alone would look for the end of the damaged list for ever, miss as many samples
+// as there are bytes of the tag, and tell the seconds of the samples by a rate that is none.
+TEST_F(Audio, WhatStandsAroundTheSamplesHarmsNone) {
+    const Samples tone = Tone(16000, 1);
+    WriteWav(file_, tone);
+    const std::string wav = ReadAll(file_);
+    const std::string list("LIST\x18\0\0\0INFOIXYZ\xF8\xFF\xFF\xFFxxxxxxxxxxxx", 32);
+    const std::string tag = std::string("ID3\4\0\0\0\0\x20\0", 10) + std::string(4096, '\0');
+    for (const std::string& text :
+         {wav.substr(0, 36) + list + wav.substr(36), wav + list, tag + wav})
+        EXPECT_EQ(Read(dir_.Write("a.wav", text)), Bytes(tone));
+    WriteSound(file_, SF_FORMAT_AIFF | SF_FORMAT_PCM_16, 16000, 1, tone);
+    EXPECT_EQ(Read(dir_.Write("a.aiff", tag + ReadAll(file_))), Bytes(tone));
+    WriteSound(file_, SF_FORMAT_WAV | SF_FORMAT_IMA_ADPCM, 16000, 1, Tone(16000, 8));
+    std::string adpcm = ReadAll(file_);
+    adpcm.replace(28, 4, "\x80\x3E\0\0", 4);  // bytes a second: 16000
+    Read(dir_.Write("a.wav", adpcm.substr(0, adpcm.size() / 2)));
+    EXPECT_NE(warning_.find("announces 8.0"), std::string::npos) << warning_;
+}
+
+TEST_F(Audio, ReadsADamagedRecordingAsFarAsItGoes) {
+    WriteSound(file_, SF_FORMAT_MPEG | SF_FORMAT_MPEG_LAYER_III, 22050, 1, Tone(22050, 8));
+    std::string told = ReadAll(file_);
+    told.replace(told.size() / 2, 5000, 5000, '\0');
+    std::string untold = told;
+    untold.replace(untold.find("Xing"), 4, 4, '\0');
+    for (const std::string& text : {told, untold}) {
+        const double seconds = static_cast<double>(Read(dir_.Write("a.mp3", text)).size()) / 32000;
+        EXPECT_GT(seconds, 3);
+        EXPECT_LT(seconds, 5);
+        EXPECT_TRUE(warning_.starts_with("is damaged after ")) << warning_;
+    }
 }
 
 TEST_F(Audio, TellsWhatCannotBeRead) {
