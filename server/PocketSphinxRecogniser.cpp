@@ -266,9 +266,9 @@ void PocketSphinxRecogniser::End() {
 }
 
 std::vector<RecognisedSentence> PocketSphinxRecogniser::Sentences(std::size_t max_sentences) const {
-    const bool is_grammar =
-        task_.resource && std::holds_alternative<GrammarNetwork>(task_.resource->content);
-    return ReadSentences(decoder_.get(), is_grammar, max_sentences);
+    const auto* const grammar =
+        task_.resource ? std::get_if<GrammarNetwork>(&task_.resource->content) : nullptr;
+    return ReadSentences(decoder_.get(), grammar, max_sentences);
 }
 
 void PocketSphinxRecogniser::ReadAgain() {

@@ -7,9 +7,11 @@
 #include <cmath>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string_view>
 #include <utility>
 
+#include "GrammarPaths.h"
 #include "PocketSphinxSearches.h"
 
 namespace orvx {
@@ -29,8 +31,8 @@ int Percent(double probability) {
 
 class SentenceReader {
   public:
-    SentenceReader(ps_decoder_t* decoder, bool is_grammar)
-        : decoder_(decoder), is_grammar_(is_grammar) {}
+    SentenceReader(ps_decoder_t* decoder, const GrammarNetwork* grammar)
+        : decoder_(decoder), grammar_(grammar) {}
 
     std::vector<RecognisedSentence> Read(std::size_t max_sentences) const;
 
@@ -49,7 +51,7 @@ class SentenceReader {
                          std::vector<RecognisedSentence>* sentences) const;
 
     ps_decoder_t* const decoder_;
-    const bool is_grammar_;
+    const GrammarNetwork* const grammar_;
 };
 
 std::vector<RecognisedSentence> SentenceReader::Read(std::size_t max_sentences) const {
@@ -57,7 +59,7 @@ std::vector<RecognisedSentence> SentenceReader::Read(std::size_t max_sentences) 
     sentences.push_back(ReadPath(ps_seg_iter(decoder_), nullptr));
     const std::size_t words = sentences[0].words.size();
     if (words == 0) return {};
-    const PathScore score_of = is_grammar_ ? ScoreByAcoustics() : ScoreByProbability(words);
+    const PathScore score_of = grammar_ != nullptr ? ScoreByAcoustics() : ScoreByProbability(words);
     sentences[0].score = score_of(0);
     if (max_sentences > 1) AddAlternatives(max_sentences, score_of, &sentences);
     return sentences;
@@ -143,20 +145,21 @@ SentenceReader::WordProbability SentenceReader::LatticeProbabilities() const {
 void SentenceReader::AddAlternatives(std::size_t max_sentences, const PathScore& score_of,
                                      std::vector<RecognisedSentence>* sentences) const {
     const WordProbability probabilities = LatticeProbabilities();
+    // The engine takes for a sentence also what breaks off where the grammar goes on.
+    std::optional<GrammarAcceptor> grammar;
+    if (grammar_ != nullptr) grammar.emplace(*grammar_);
+    std::map<std::string, bool> counts{{"", false}, {sentences->front().text, true}};
+    std::optional<int32> best_score;
     ps_nbest_t* path = ps_nbest(decoder_);
-    int32 best_score = 0;
     for (int tried = 0; path != nullptr && tried < kMostPathsTried; ++tried) {
         int32 score = 0;
         ps_nbest_hyp(path, &score);
-        if (tried == 0) best_score = score;
         RecognisedSentence sentence = ReadPath(ps_nbest_seg(path), &probabilities);
-        const bool is_new =
-            !sentence.words.empty() && std::none_of(sentences->begin(), sentences->end(),
-                                                    [&](const RecognisedSentence& known) {
-                                                        return known.text == sentence.text;
-                                                    });
-        if (is_new) {
-            sentence.score = std::min(sentences->back().score, score_of(best_score - score));
+        const auto [seen, is_new] = counts.try_emplace(sentence.text);
+        if (is_new) seen->second = !grammar || grammar->Accepts(sentence.text);
+        if (seen->second && !best_score) best_score = score;
+        if (is_new && seen->second) {
+            sentence.score = std::min(sentences->back().score, score_of(*best_score - score));
             sentences->push_back(std::move(sentence));
             if (sentences->size() == max_sentences) break;
         }
@@ -167,9 +170,9 @@ void SentenceReader::AddAlternatives(std::size_t max_sentences, const PathScore&
 
 }  // namespace
 
-std::vector<RecognisedSentence> ReadSentences(ps_decoder_s* decoder, bool is_grammar,
+std::vector<RecognisedSentence> ReadSentences(ps_decoder_s* decoder, const GrammarNetwork* grammar,
                                               std::size_t max_sentences) {
-    return SentenceReader(decoder, is_grammar).Read(max_sentences);
+    return SentenceReader(decoder, grammar).Read(max_sentences);
 }
 
 }  // namespace orvx

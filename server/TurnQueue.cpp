@@ -13,21 +13,21 @@ constexpr unsigned kOfFewest = 4;
 
 }  // namespace
 
-void TurnQueue::Wait(int turns_had, Turn begin) {
+void TurnQueue::Wait(Work work) {
     {
         const std::lock_guard lock(mutex_);
         if (is_closed_) return;
         if (free_ == 0) {
-            waiting_.push_back({turns_had, std::move(begin)});
+            waiting_.push_back(std::move(work));
             return;
         }
         --free_;
     }
-    Begin(begin);
+    Begin(work.begin);
 }
 
 void TurnQueue::Close() {
-    std::deque<Waiting> dropped;  // goes without the lock: with them much may end
+    std::deque<Work> dropped;  // goes without the lock: with them much may end
     const std::lock_guard lock(mutex_);
     is_closed_ = true;
     dropped.swap(waiting_);
@@ -52,8 +52,9 @@ void TurnQueue::End() {
 
 TurnQueue::Turn TurnQueue::TakeNext() {
     const bool is_of_fewest = taken_++ % kOfFewest == 0;
-    const auto taken = is_of_fewest ? std::ranges::min_element(waiting_, {}, &Waiting::turns_had)
-                                    : waiting_.begin();
+    const auto taken = std::ranges::min_element(waiting_, {}, [=](const Work& work) {
+        return std::pair(work.yields->load(), is_of_fewest ? work.turns_had : 0);
+    });
     Turn next = std::move(taken->begin);
     waiting_.erase(taken);
     return next;

@@ -141,13 +141,14 @@ void Utterance::Advance() try {
 
 void Utterance::AdvanceLater() {
     is_to_advance_ = true;
-    turn_queue_->Wait(turns_++, [self = shared_from_this()](const TurnQueue::Permit& permit) {
+    const auto begin = [self = shared_from_this()](const TurnQueue::Permit& permit) {
         asio::post(self->strand_, Contained([self, permit] {
                        self->is_to_advance_ = false;
                        if (self->is_over_ || self->is_abandoned_) return;
                        if (self->current_) self->Advance();
                    }));
-    });
+    };
+    turn_queue_->Wait({turns_++, yields_, begin});
 }
 
 // Whether the decoders have to catch up before more is listened to.

@@ -1,7 +1,8 @@
 #include "GrammarPaths.h"
 
+#include <algorithm>
 #include <cstddef>
-#include <vector>
+#include <string>
 
 namespace orvx {
 namespace {
@@ -48,6 +49,53 @@ void DropDeadEnds(GrammarNetwork* network) {
     for (Arc& arc : network->arcs)
         arc = {number(arc.from), number(arc.to), arc.word, arc.probability};
     network->states = states;
+}
+
+GrammarAcceptor::GrammarAcceptor(const GrammarNetwork& network)
+    : arcs_(static_cast<std::size_t>(network.states)) {
+    for (const std::string& word : network.words) {
+        words_.emplace(word, static_cast<int>(words_.size()));
+    }
+    for (const Arc& arc : network.arcs) arcs_[static_cast<std::size_t>(arc.from)].push_back(&arc);
+}
+
+bool GrammarAcceptor::Accepts(std::string_view text) const {
+    States states;
+    std::vector<bool> is_reached(arcs_.size());
+    Follow(kStart, &states, &is_reached);
+    while (!text.empty()) {
+        const std::size_t blank = std::min(text.find(' '), text.size());
+        const auto word = words_.find(text.substr(0, blank));
+        if (word == words_.end()) return false;
+        states = Step(states, word->second);
+        text.remove_prefix(std::min(blank + 1, text.size()));
+    }
+    return std::ranges::find(states, kEnd) != states.end();
+}
+
+GrammarAcceptor::States GrammarAcceptor::Step(const States& from, int word) const {
+    States reached;
+    std::vector<bool> is_reached(arcs_.size());
+    for (const int state : from) {
+        for (const Arc* const arc : arcs_[static_cast<std::size_t>(state)]) {
+            if (arc->word == word) Follow(arc->to, &reached, &is_reached);
+        }
+    }
+    return reached;
+}
+
+void GrammarAcceptor::Follow(int state, States* reached, std::vector<bool>* is_reached) const {
+    States open{state};
+    while (!open.empty()) {
+        const auto next = static_cast<std::size_t>(open.back());
+        open.pop_back();
+        if ((*is_reached)[next]) continue;
+        (*is_reached)[next] = true;
+        reached->push_back(static_cast<int>(next));
+        for (const Arc* const arc : arcs_[next]) {
+            if (arc->word == GrammarNetwork::kNoWord) open.push_back(arc->to);
+        }
+    }
 }
 
 }  // namespace orvx

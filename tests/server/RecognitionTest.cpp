@@ -68,6 +68,27 @@ TEST(RecognitionTest, AlternativesAreDifferentAndBestFirst) {
     EXPECT_EQ(texts.size(), 5U);
 }
 
+// The engine's own alternatives may break off where the grammar goes on.
+TEST(RecognitionTest, AlternativesWithinAGrammarAreItsSentences) {
+    const auto hear = [](const std::string& recording, const std::string& rule) {
+        LexoRequestMessage request =
+            MakeRequest(kPcm16 + ",nbest_result=yes", Bytes(Load(recording)));
+        request.set_cap_name("asr.cloud.grammar");
+        request.set_resource_data("#JSGF V1.0;\npublic <x> = " + rule + ";");
+        request.set_resource_data_len(static_cast<int>(request.resource_data().size()));
+        request.set_resource_type(LexoRequestMessage::LEXO_RESOURCE_GRAMMAR_JSGF);
+        std::vector<std::string> heard;
+        const Answer answer = Server().Ask(request);
+        for (const auto& segment : answer.response.sgrammarresult().psegmentresults())
+            for (const auto& sentence : segment.psentenceresults())
+                heard.push_back(sentence.psztext());
+        return heard;
+    };
+    EXPECT_EQ(hear(kGoForward, "go forward ten meters [per second]"),
+              std::vector<std::string>{"go forward ten meters"});
+    EXPECT_GT(hear("numbers.raw", "(three | seven | zero) three four six").size(), 1U);
+}
+
 // What one client hears may depend neither on what others said before, nor on how busy the decoders
 // are, nor on how a stream is cut.
 TEST(RecognitionTest, TheSameAudioAlwaysGivesTheSameAnswer) {

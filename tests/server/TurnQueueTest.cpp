@@ -1,6 +1,7 @@
 // Who has the next turn.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <deque>
 #include <memory>
 #include <string>
@@ -13,11 +14,12 @@ namespace {
 class TurnQueueTest : public testing::Test {
   protected:
     void TearDown() override { queue_.Close(); }
-    void Wait(int turns_had, char name) {
-        queue_.Wait(turns_had, [this, name](const TurnQueue::Permit& permit) {
+    void Wait(int turns_had, char name, bool yields = false) {
+        const auto begin = [this, name](const TurnQueue::Permit& permit) {
             begun_ += name;
             under_way_.push_back(permit);
-        });
+        };
+        queue_.Wait({turns_had, std::make_shared<const std::atomic<bool>>(yields), begin});
     }
 
     std::string begun_;
@@ -36,6 +38,10 @@ TEST_F(TurnQueueTest, GoesToWhoHadTheFewestAndToWhoHasWaitedLongest) {
     Wait(7, 'i');
     Wait(7, 'j');
     EXPECT_EQ(begun_, "abfcdeghi") << "those that ended are free again";
+    Wait(0, 'y', /*yields=*/true);
+    Wait(9, 'k');
+    while (!under_way_.empty()) under_way_.pop_front();
+    EXPECT_EQ(begun_, "abfcdeghijky");
 }
 
 TEST_F(TurnQueueTest, ACrowdOfNewOnesKeepsNobodyFromIt) {
@@ -51,7 +57,8 @@ TEST_F(TurnQueueTest, ACrowdOfNewOnesKeepsNobodyFromIt) {
 TEST_F(TurnQueueTest, NoneBeginsOnceItIsClosed) {
     const auto held = std::make_shared<int>();
     for (int i = 0; i < 3; ++i) Wait(i, 'a');
-    queue_.Wait(0, [held](const TurnQueue::Permit&) { ADD_FAILURE() << "begun"; });
+    queue_.Wait({0, std::make_shared<const std::atomic<bool>>(false),
+                 [held](const TurnQueue::Permit&) { ADD_FAILURE() << "begun"; }});
     queue_.Close();
     EXPECT_EQ(held.use_count(), 1) << "what waits is dropped";
     Wait(0, 'b');
