@@ -33,6 +33,8 @@
  *             named beside it. The host neither frees nor changes it.
  *   Threads   Any thread may call any function at any time, with two promises of the host: at most
  *             one thread at a time works on one session, and End is called when no other call runs.
+ *             exit may be called while calls run, but not by a signal handler, nor while another
+ *             thread is within the first Init: the library that writes the log would crash.
  *             SessionStart, SessionStop, LoadResource, UnloadResource, Init and End wait until the
  *             exchanges in progress have returned, and calls that come later wait behind them.
  *   Forks     A child may call Init and work on; the connections of its parent stay its parent's.
