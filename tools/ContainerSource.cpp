@@ -26,6 +26,9 @@ constexpr double kToleratedGap = 0.01;  // seconds; headers are not always exact
 // A header of a stream that was not finished claims at least this many samples, however wide.
 constexpr sf_count_t kEndlessSamples = sf_count_t{1} << 28;
 
+// SF_COUNT_MAX, or what the audio library makes of a length that it does not know.
+constexpr sf_count_t kUnknownFrames = SF_COUNT_MAX >> 16;
+
 std::shared_mutex g_openings;  // of any thread's files
 
 const char* WhyUnreadable(int sndfile_error) {
@@ -34,12 +37,17 @@ const char* WhyUnreadable(int sndfile_error) {
             return "is no recording of a known form (WAV, FLAC, Ogg and others); raw samples need "
                    "a name in .raw or .pcm, or --rate HZ on standard input";
         case SF_ERR_MALFORMED_FILE:
-            return "is no recording that can be read: its header is damaged";
+            return kHeaderDamaged;
         case SF_ERR_UNSUPPORTED_ENCODING:
             return "is no recording that can be read: its coding is not supported";
         default:
             return "is no recording that can be read: it is damaged or of an unknown form";
     }
+}
+
+bool IsMpeg(const SF_INFO& info) {
+    const int coding = info.format & SF_FORMAT_SUBMASK;
+    return coding >= SF_FORMAT_MPEG_LAYER_I && coding <= SF_FORMAT_MPEG_LAYER_III;
 }
 
 std::string SecondsText(double seconds) {
@@ -67,21 +75,28 @@ ContainerSource::ContainerSource(InputFile input, std::size_t wanted_channels)
     JudgeHeader(info);
 }
 
-void ContainerSource::Open(SF_INFO* info) {
+std::unique_ptr<SoundStream> ContainerSource::MakeStream() {
     if (header_) {
-        return OpenThrough(std::make_unique<WavStream>(input_, *header_), info);
+        return std::make_unique<WavStream>(input_, *header_);
     }
-    if (input_.IsLive()) {
-        throw AudioError(WhyUnreadable(SF_ERR_MALFORMED_FILE));
-    }
-    OpenThrough(std::make_unique<FileStream>(input_), info);
-    if ((info->format & SF_FORMAT_TYPEMASK) == SF_FORMAT_MPEG) {
-        OpenThrough(std::make_unique<Mp3Stream>(input_), info);
-        is_length_told_ = info->frames != SF_COUNT_MAX;
-        if (is_length_told_) {  // then a cut is told better with the file's end
-            OpenThrough(std::make_unique<FileStream>(input_), info);
+    return std::make_unique<FileStream>(input_);
+}
+
+void ContainerSource::Open(SF_INFO* info) {
+    OpenThrough(MakeStream(), info);
+    if (IsMpeg(*info)) {
+        // Unless it tells its length itself, the audio library would estimate that by the length of
+        // the file and its first sounds, and read no further.
+        std::unique_ptr<SoundStream> stream = MakeStream();
+        stream->HideEnd();
+        OpenThrough(std::move(stream), info);
+        if (info->frames < kUnknownFrames) {  // then a cut is told better with the file's end
+            OpenThrough(MakeStream(), info);
         }
     }
+    // The end of an Ogg file tells it; an encoder of FLAC that could not go back told none.
+    const bool is_ogg = (info->format & SF_FORMAT_TYPEMASK) == SF_FORMAT_OGG;
+    is_length_told_ = is_ogg || info->frames < kUnknownFrames;
 }
 
 void ContainerSource::OpenThrough(std::unique_ptr<SoundStream> stream, SF_INFO* info) {
@@ -131,7 +146,7 @@ void ContainerSource::JudgeHeader(const SF_INFO& info) {
     if (input_.IsLive()) {
         return;
     }
-    if (info.frames != SF_COUNT_MAX) {
+    if (info.frames < kUnknownFrames) {
         seconds_ = static_cast<double>(info.frames) / rate_;
     }
     if (header_ && header_->is_unfinished) {
@@ -147,6 +162,10 @@ void ContainerSource::JudgeLength(const SF_INFO& info) {
     const auto announced_bytes = static_cast<double>(header_->data_bytes);
     const auto bytes = static_cast<double>(input_.Length() - header_->data_begin);
     if (bytes >= announced_bytes) {
+        return;
+    }
+    if (!is_length_told_) {
+        warning_ = kEndMissing;
         return;
     }
     const double present = static_cast<double>(info.frames) / rate_;
@@ -205,10 +224,14 @@ void ContainerSource::JudgeFault() {
         throw AudioError(WhyUnreadable(SF_ERR_MALFORMED_FILE));
     }
     if (!stream_->HasRunOut()) {
-        warning_ = "is damaged after " + SecondsText(SecondsRead()) + ": the rest is not heard";
+        WarnOfDamage();
     } else if (!is_length_told_) {
         warning_ = kEndMissing;  // within its last frame
     }
+}
+
+void ContainerSource::WarnOfDamage() {
+    warning_ = "is damaged after " + SecondsText(SecondsRead()) + ": the rest is not heard";
 }
 
 void ContainerSource::WarnOfCut(double present, double announced) {
@@ -216,13 +239,16 @@ void ContainerSource::WarnOfCut(double present, double announced) {
                SecondsText(present) + " are there";
 }
 
-// At the end of the file: are there as many frames as announced?
+// Where the audio library reads no further: have as many frames come as were announced?
 void ContainerSource::JudgeEnd() {
     const sf_count_t announced = frames_read_ + frames_left_;
-    if (!warning_.empty() || frames_left_ <= 0 || !is_length_told_) {
+    const double missing = static_cast<double>(frames_left_) / rate_;
+    if (!warning_.empty() || !is_length_told_ || missing <= kToleratedGap) {
         return;
     }
-    if (!input_.IsLive() && announced == SF_COUNT_MAX) {
+    if (!input_.IsLive() && !stream_->HasRunOut()) {
+        WarnOfDamage();
+    } else if (!input_.IsLive() && announced >= kUnknownFrames) {
         warning_ = kEndMissing;
     } else if (announced < kEndlessSamples / static_cast<sf_count_t>(channels_)) {
         WarnOfCut(SecondsRead(), static_cast<double>(announced) / rate_);

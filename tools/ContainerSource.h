@@ -28,6 +28,7 @@ class ContainerSource : public AudioSource {
         void operator()(SNDFILE* file) const { ::sf_close(file); }
     };
 
+    std::unique_ptr<SoundStream> MakeStream();
     void Open(SF_INFO* info);
     void OpenThrough(std::unique_ptr<SoundStream> stream, SF_INFO* info);
     int WhyNotOpened() const;
@@ -36,6 +37,7 @@ class ContainerSource : public AudioSource {
     void JudgeLength(const SF_INFO& info);
     void JudgeFault();
     void JudgeEnd();
+    void WarnOfDamage();
     void WarnOfCut(double present, double announced);
     double SecondsRead() const { return static_cast<double>(frames_read_) / rate_; }
     std::size_t ReadFrames(std::size_t wanted);
@@ -45,7 +47,7 @@ class ContainerSource : public AudioSource {
     const std::size_t wanted_channels_;
     std::size_t channels_ = 1;         // of the recording
     std::optional<WavHeader> header_;  // of a WAV file
-    bool is_length_told_ = true;       // by whatever header
+    bool is_length_told_ = true;       // where the end is cannot be judged otherwise
     std::unique_ptr<SoundStream> stream_;
     std::unique_ptr<SNDFILE, Closer> file_;
     sf_count_t frames_left_ = 0;  // by the header, which claims very many of an endless recording

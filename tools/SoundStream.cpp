@@ -6,7 +6,10 @@ namespace recognize {
 
 SNDFILE* SoundStream::Open(SF_INFO* info) {
     static SF_VIRTUAL_IO calls = {
-        [](void* self) { return static_cast<SoundStream*>(self)->Length(); },
+        [](void* self) {
+            const auto* const stream = static_cast<SoundStream*>(self);
+            return stream->is_end_hidden_ ? kNoEnd : stream->Length();
+        },
         [](sf_count_t offset, int whence, void* self) {
             return static_cast<SoundStream*>(self)->Seek(offset, whence);
         },
@@ -28,7 +31,7 @@ void SoundStream::RethrowFailure() const {
 }
 
 sf_count_t SoundStream::Seek(sf_count_t offset, int whence) {
-    if (whence == SEEK_END && !HasKnownEnd()) {
+    if (whence == SEEK_END && is_end_hidden_) {
         return -1;
     }
     const sf_count_t origin = whence == SEEK_SET ? 0 : whence == SEEK_CUR ? position_ : Length();

@@ -24,6 +24,9 @@ class SoundStream {
     // tried again, unless the recording is live.
     SNDFILE* Open(SF_INFO* info);
 
+    // To be called before Open: the audio library learns no length, so that it estimates none.
+    void HideEnd() { is_end_hidden_ = true; }
+
     // Throws what kept bytes from being read: AudioError, InterruptedError. The audio library, in
     // between, cannot pass it on, and takes it for the end.
     void RethrowFailure() const;
@@ -32,10 +35,8 @@ class SoundStream {
     bool HasRunOut() const { return has_run_out_; }
 
   protected:
-    // Bytes as the audio library sees them; what it takes for the length if there is no end.
+    // Bytes as the audio library sees them, kNoEnd where that is not known.
     virtual sf_count_t Length() const = 0;
-    // Whether it may go to the end and back.
-    virtual bool HasKnownEnd() const { return true; }
     // As InputFile::ReadAt.
     virtual std::size_t ReadAt(sf_count_t position, std::span<char> bytes) = 0;
 
@@ -49,6 +50,7 @@ class SoundStream {
     sf_count_t Read(char* bytes, sf_count_t count);
 
     sf_count_t position_ = 0;
+    bool is_end_hidden_ = false;
     bool is_open_ = false;
     bool has_run_out_ = false;
     std::exception_ptr failure_;
@@ -67,17 +69,6 @@ class FileStream : public SoundStream {
 
   private:
     InputFile& input_;
-};
-
-// The same for an MP3: unless that tells its length itself, which not all do, the audio library
-// would estimate it by that of the file and its first sounds, and read no further.
-class Mp3Stream : public FileStream {
-  public:
-    using FileStream::FileStream;
-
-  protected:
-    sf_count_t Length() const override { return kNoEnd; }
-    bool HasKnownEnd() const override { return false; }
 };
 
 }  // namespace recognize

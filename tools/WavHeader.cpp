@@ -7,6 +7,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "Errors.h"
+
 namespace recognize {
 
 namespace {
@@ -84,6 +86,12 @@ bool AreChunksFrom(std::int64_t at, bool is_big_endian, InputFile& input) {
     return at >= input.Length();
 }
 
+// Of a file that is as long as it says the length is true.
+bool IsEndless(const Chunk& data, bool is_big_endian, InputFile& input) {
+    return data.bytes >= kEndless && (input.IsLive() || input.Length() < data.begin + data.bytes ||
+                                      !AreChunksFrom(data.Next(), is_big_endian, input));
+}
+
 bool IsUnfinished(const WavHeader& header, InputFile& input) {
     return !input.IsLive() && header.data_bytes == 0 &&
            input.Length() - header.data_begin >= header.BytesOfBlock() &&
@@ -121,12 +129,12 @@ std::optional<WavHeader> ReadWavHeader(InputFile& input) {
         chunk = ReadChunk(input, chunk->Next(), header.is_big_endian);
     }
     if (!chunk || !chunk->Is("data") || header.format.empty()) {
-        return std::nullopt;
+        throw AudioError(kHeaderDamaged);
     }
     const bool is_long = long_length > 0 && chunk->bytes == kLengthElsewhere;
     header.data_begin = chunk->begin;
     header.data_bytes = is_long ? long_length : chunk->bytes;
-    header.is_endless = !is_long && chunk->bytes >= kEndless;
+    header.is_endless = !is_long && IsEndless(*chunk, header.is_big_endian, input);
     header.is_unfinished = IsUnfinished(header, input);
     return header;
 }

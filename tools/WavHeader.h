@@ -20,7 +20,8 @@ struct WavHeader {
     std::string format;  // the chunk "fmt ", with its name and its length
     std::int64_t data_begin = 0;
     std::int64_t data_bytes = 0;  // as the header tells it
-    // Whether a recorder left this length, which could not go back to write the true one.
+    // Whether a recorder left this length, which could not go back to write the true one: there may
+    // be more.
     bool is_endless = false;
     // Whether it tells of no samples, and there are some: its recorder died. Of a file only.
     bool is_unfinished = false;
@@ -30,8 +31,10 @@ struct WavHeader {
     std::int64_t BytesOfBlock() const;
 };
 
-// Reads up to the first sample. Empty for other files than WAV, and where samples or what they are
-// cannot be found. Throws AudioError, InterruptedError.
+inline constexpr char kHeaderDamaged[] = "is no recording that can be read: its header is damaged";
+
+// Reads up to the first sample. Empty for other files than WAV. Throws AudioError, also where
+// samples or what they are cannot be found, InterruptedError.
 std::optional<WavHeader> ReadWavHeader(InputFile& input);
 
 }  // namespace recognize

@@ -16,12 +16,13 @@ std::string FourBytes(std::uint32_t number, bool is_big_endian) {
 
 // With a length of 8 and no samples told, the audio library takes all that follows for samples.
 std::string HeaderLike(const WavHeader& header) {
-    const std::int64_t told = header.data_bytes > UINT32_MAX ? 0 : header.data_bytes;
+    const bool is_told = !header.is_endless && header.data_bytes <= UINT32_MAX;
     const auto number = [&](std::int64_t value) {
         return FourBytes(static_cast<std::uint32_t>(value), header.is_big_endian);
     };
     return (header.is_big_endian ? "RIFX" : "RIFF") + number(8) + "WAVE" + header.format +
-           std::string(header.format.size() % 2, '\0') + "data" + number(told);
+           std::string(header.format.size() % 2, '\0') + "data" +
+           number(is_told ? header.data_bytes : 0);
 }
 
 }  // namespace
@@ -38,7 +39,8 @@ sf_count_t WavStream::Length() const {
         return kNoEnd;
     }
     const sf_count_t there = std::max<sf_count_t>(input_.Length() - header_.data_begin, 0);
-    return header_bytes_ + (header_.is_unfinished ? there : std::min(there, header_.data_bytes));
+    const bool is_all = header_.is_unfinished || header_.is_endless;
+    return header_bytes_ + (is_all ? there : std::min(there, header_.data_bytes));
 }
 
 std::size_t WavStream::ReadAt(sf_count_t position, std::span<char> bytes) {
