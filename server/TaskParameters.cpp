@@ -135,6 +135,21 @@ std::optional<Failure> CheckIsNoAnalysis(const TaskParameters& parameters) {
     return std::nullopt;
 }
 
+std::optional<Failure> CheckAnalysis(const TaskParameters& parameters) {
+    if (parameters.stream != StreamMode::kNo) {
+        return NotBuilt(
+            "stream_recog belongs to the other capabilities; "
+            "asr.cloud.analysis streams with analysis_mode online");
+    }
+    const AudioFormatInfo& format = DescribeAudioFormat(parameters.audio_format);
+    if (parameters.Channels() > 1 && format.block_samples > 1) {
+        return NotBuilt(std::string("audio_format ") + format.name +
+                        ": two channels can alternate in pcm8k16bit, pcm16k16bit, alaw and ulaw "
+                        "only; use one of them or channel_type mono");
+    }
+    return std::nullopt;
+}
+
 }  // namespace
 
 std::optional<Failure> ParseTaskParameters(const std::string& text, TaskParameters* parameters) {
@@ -178,14 +193,8 @@ std::optional<Failure> CheckParameters(Capability capability, const TaskParamete
     if (parameters.text_post_process != 0) {
         return NotBuilt("textpostproc: this engine's text is not post-processed; leave it out");
     }
-    if (capability != Capability::kAnalysis) return CheckIsNoAnalysis(parameters);
-    const AudioFormatInfo& format = DescribeAudioFormat(parameters.audio_format);
-    if (parameters.Channels() > 1 && format.block_samples > 1) {
-        return NotBuilt(std::string("audio_format ") + format.name +
-                        ": two channels can alternate in pcm8k16bit, pcm16k16bit, alaw and ulaw "
-                        "only; use one of them or channel_type mono");
-    }
-    return std::nullopt;
+    return capability == Capability::kAnalysis ? CheckAnalysis(parameters)
+                                               : CheckIsNoAnalysis(parameters);
 }
 
 }  // namespace orvx

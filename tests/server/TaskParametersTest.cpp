@@ -91,6 +91,8 @@ TEST(TaskParametersTest, AnAnalysisMayHaveTwoChannelsOfSingleSamples) {
     parameters.channel_type = ChannelType::kMono;
     EXPECT_FALSE(CheckParameters(Capability::kAnalysis, parameters));
     EXPECT_EQ(parameters.RoleOf(0), Role::kUnknown);
+    parameters.stream = StreamMode::kYes;
+    EXPECT_TRUE(CheckParameters(Capability::kAnalysis, parameters)) << "it has its own mode";
 }
 
 }  // namespace
