@@ -149,10 +149,14 @@ void ContainerSource::JudgeHeader(const SF_INFO& info) {
     if (info.frames < kUnknownFrames) {
         seconds_ = static_cast<double>(info.frames) / rate_;
     }
+    // What an MP3 within tells is what there was once, if it tells anything.
+    const bool is_told_within = IsMpeg(info) && is_length_told_;
     if (header_ && header_->is_unfinished) {
-        warning_ = "was never finished: its header announces no audio, " +
-                   SecondsText(seconds_.value_or(0)) + " are there";
-    } else if (header_ && !header_->is_endless) {
+        warning_ = "was never finished: its header announces no audio";
+        if (!IsMpeg(info)) {
+            warning_ += ", " + SecondsText(seconds_.value_or(0)) + " are there";
+        }
+    } else if (header_ && !header_->is_endless && !is_told_within) {
         JudgeLength(info);
     }
 }
@@ -257,11 +261,11 @@ void ContainerSource::JudgeEnd() {
 
 void ContainerSource::MixDown(std::size_t frames, std::span<float> mono) const {
     for (std::size_t i = 0; i < frames; ++i) {
-        float sum = 0;
+        double sum = 0;
         for (std::size_t c = 0; c < channels_; ++c) {
             sum += interleaved_[i * channels_ + c];
         }
-        mono[i] = sum / static_cast<float>(channels_);
+        mono[i] = static_cast<float>(sum / static_cast<double>(channels_));
     }
 }
 

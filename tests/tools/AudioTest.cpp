@@ -104,6 +104,11 @@ TEST_F(Audio, ReadsContainersAndCodingsWholeOrCutFromFilesAndPipes) {
         EXPECT_GT(Read(dir_.Write("a", text.substr(0, text.size() - 9))).size(), whole - 9000);
         EXPECT_EQ(warning_, "is cut short: its end is missing");
     }
+    WriteSound(file_, SF_FORMAT_MPEG | SF_FORMAT_MPEG_LAYER_III, 22050, 1, Tone(22050, 8));
+    std::string cut = wav_head + ReadAll(file_);
+    cut.replace(54, 4, "\0\0\1\0", 4);  // more than is there
+    Read(dir_.Write("a", cut.substr(0, cut.size() / 2)));
+    EXPECT_NE(warning_.find("announces 8.00 s, 3."), std::string::npos) << warning_;
 }
 
 TEST_F(Audio, KeepsClipsAndMixesSamples) {
