@@ -18,13 +18,14 @@ namespace {
 // To stop an engine in the middle of a call costs loading it anew: shorter calls are let end.
 constexpr std::chrono::seconds kGrace{1};
 
-std::string EffortText(std::chrono::milliseconds most, std::chrono::milliseconds speech) {
-    return std::to_string(most.count()) + " ms of work on " + std::to_string(speech.count()) +
-           " ms of speech were not enough; take a smaller resource";
-}
-
 std::chrono::milliseconds Speech(const DecoderPool::Job& job) {
     return std::chrono::milliseconds(job.samples.size() * 1000 / kSampleRateHz);
+}
+
+std::string EffortText(const DecoderPool::Job& job, std::chrono::milliseconds most) {
+    return std::to_string(most.count()) + " ms of work on " + std::to_string(Speech(job).count()) +
+           " ms of speech were not enough; take a smaller resource" +
+           (job.settings.max_sentences > 1 ? " or ask for no alternatives" : "");
 }
 
 }  // namespace
@@ -207,7 +208,7 @@ void DecoderPool::StartJob(Worker* worker, Lock* lock) {
         worker->recogniser->Start(job.settings.task, samples);
     } catch (const Interrupted&) {
         lock->lock();
-        if (IsTooMuch(job)) throw std::runtime_error(EffortText(MostEffort(job), Speech(job)));
+        if (IsTooMuch(job)) throw std::runtime_error(EffortText(job, MostEffort(job)));
         throw;
     }
     lock->lock();
@@ -256,7 +257,7 @@ bool DecoderPool::IsTooMuch(const Job& job) const {
 }
 
 void DecoderPool::CheckEffort(const Job& job) const {
-    if (IsTooMuch(job)) throw TooHard(EffortText(MostEffort(job), Speech(job)));
+    if (IsTooMuch(job)) throw TooHard(EffortText(job, MostEffort(job)));
 }
 
 // Whether a call for the worker's task may go on. Asked by the worker's thread, in that call. A

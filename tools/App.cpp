@@ -3,6 +3,7 @@
 #include <csignal>
 #include <exception>
 #include <iostream>
+#include <new>
 
 #include "Batch.h"
 #include "CapabilityList.h"
@@ -75,6 +76,9 @@ int RunApp(int argc, const char* const* argv) {
         std::cerr << "orvx-recognize: " << PlainText(error.what())
                   << "\nTry \"orvx-recognize --help\" for more.\n";
         return kWrongUsage;
+    } catch (const std::bad_alloc&) {
+        std::cerr << "orvx-recognize: this " << kNoMemory << "\n";
+        return kSomeFailed;
     } catch (const std::exception& error) {
         std::cerr << "orvx-recognize: " << PlainText(error.what()) << "\n";
         return kSomeFailed;

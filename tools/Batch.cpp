@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <new>
 #include <numeric>
 #include <thread>
+#include <utility>
 
 #include "Errors.h"
 #include "Interruption.h"
@@ -81,7 +83,6 @@ void Batch::Work(std::unique_ptr<Session>* session) {
         const FileOutcome outcome = RecognizeOne(index, session);
         recognized_ += outcome.failure ? 0 : 1;
         ++finished_;
-        Report(index, outcome);
         output_.Finish(index);
         ShowProgress(index, 1, outcome.audio_seconds);
     }
@@ -97,22 +98,35 @@ bool Batch::IsSpoilt(const Session& session, Lexo_ErrCode code) {
     return code != LEXO_ERR_NONE && code != LEXO_ERR_NO_VOICE_INPUT;
 }
 
+// Where there is no memory for what one file gives, the others go on: it is free again by then.
 FileOutcome Batch::RecognizeOne(std::size_t index, std::unique_ptr<Session>* session) {
-    const auto formatter = MakeFormatter(options_.format, ContextOf(index));
-    output_.Result(index, formatter->Begin());
+    FileOutcome outcome;
+    try {
+        const auto formatter = MakeFormatter(options_.format, ContextOf(index));
+        output_.Result(index, formatter->Begin());
+        outcome = ExchangeOrFail(index, session, *formatter);
+        Conclude(index, outcome, *formatter);
+    } catch (const std::bad_alloc&) {
+        outcome.failure = Failure{LEXO_ERR_NONE, kNoMemory};
+        Conclude(index, outcome, *MakeFormatter(options_.format, ContextOf(index)));
+    }
+    return outcome;
+}
+
+FileOutcome Batch::ExchangeOrFail(std::size_t index, std::unique_ptr<Session>* session,
+                                  ResultFormatter& formatter) {
     FileOutcome outcome;
     try {
         if (*session == nullptr) {
             *session = OpenSession();
         }
-        outcome = Exchange(index, **session, *formatter);
+        outcome = Exchange(index, **session, formatter);
     } catch (const EngineError& error) {
         outcome.failure = Failure{error.Code(), error.Meaning()};
     }
     if (outcome.failure && *session != nullptr && IsSpoilt(**session, outcome.failure->code)) {
         session->reset();
     }
-    output_.Result(index, formatter->Finish(outcome));
     return outcome;
 }
 
@@ -140,20 +154,32 @@ FileContext Batch::ContextOf(std::size_t index) const {
             options_.verbose};
 }
 
-void Batch::Report(std::size_t index, const FileOutcome& outcome) {
-    const std::string name = ShownName(options_.files[index]);
+// All is made before any of it is written, so that want of memory leaves nothing half said.
+void Batch::Conclude(std::size_t index, const FileOutcome& outcome, ResultFormatter& formatter) {
+    std::string rest = formatter.Finish(outcome);
+    std::vector<std::string> messages = MessagesOf(index, outcome);
+    output_.Result(index, std::move(rest));
     if (console_.ResultsLost()) {
         return;  // the console has said why; the file is not to blame
     }
+    for (std::string& message : messages) {
+        output_.Message(index, std::move(message));
+    }
+}
+
+std::vector<std::string> Batch::MessagesOf(std::size_t index, const FileOutcome& outcome) const {
+    const std::string name = ShownName(options_.files[index]);
+    std::vector<std::string> messages;
     if (!outcome.warning.empty()) {
-        output_.Message(index, "warning: " + name + " " + outcome.warning);
+        messages.push_back("warning: " + name + " " + outcome.warning);
     }
     if (outcome.failure) {
-        output_.Message(index, name + ": " + outcome.failure->Text());
+        messages.push_back(name + ": " + outcome.failure->Text());
     }
     if (options_.verbose) {
-        output_.Message(index, name + ": " + Timing(outcome));
+        messages.push_back(name + ": " + Timing(outcome));
     }
+    return messages;
 }
 
 void Batch::ShowProgress(std::size_t index, double fraction, double seconds) {

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cstddef>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "CommandLine.h"
@@ -32,13 +33,17 @@ class Batch {
 
   private:
     void Work(std::unique_ptr<Session>* session);
-    // Returns the outcome; `session` is null afterwards when it should not be used again.
+    // Also writes what there is to say of the file.
     FileOutcome RecognizeOne(std::size_t index, std::unique_ptr<Session>* session);
+    // `session` is null afterwards when it should not be used again. Throws std::bad_alloc.
+    FileOutcome ExchangeOrFail(std::size_t index, std::unique_ptr<Session>* session,
+                               ResultFormatter& formatter);
     static bool IsSpoilt(const Session& session, Lexo_ErrCode code);
     FileOutcome Exchange(std::size_t index, Session& session, ResultFormatter& formatter);
     std::unique_ptr<Session> OpenSession() const;
     FileContext ContextOf(std::size_t index) const;
-    void Report(std::size_t index, const FileOutcome& outcome);
+    void Conclude(std::size_t index, const FileOutcome& outcome, ResultFormatter& formatter);
+    std::vector<std::string> MessagesOf(std::size_t index, const FileOutcome& outcome) const;
     void ShowProgress(std::size_t index, double fraction, double seconds);
 
     const Options& options_;

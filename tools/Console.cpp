@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <iostream>
+#include <new>
 
 #include "Interruption.h"
 #include "PlainText.h"
@@ -90,7 +91,11 @@ void Console::WriteResult(std::string_view text) {
 void Console::Message(std::string_view text) {
     const std::lock_guard lock(mutex_);
     EraseBar();
-    WriteAll(STDERR_FILENO, "orvx-recognize: " + PlainText(text) + "\n");
+    try {
+        WriteAll(STDERR_FILENO, "orvx-recognize: " + PlainText(text) + "\n");
+    } catch (const std::bad_alloc&) {  // another file's thread may be the one that writes it
+        WriteAll(STDERR_FILENO, "orvx-recognize: a message takes more memory than there is\n");
+    }
 }
 
 void Console::ShowProgress(double fraction, std::string_view text) {

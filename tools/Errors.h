@@ -11,6 +11,9 @@
 
 namespace recognize {
 
+// What a file does, or the program itself, where std::bad_alloc was thrown.
+inline constexpr char kNoMemory[] = "takes more memory than there is";
+
 class UsageError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;

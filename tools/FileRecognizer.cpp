@@ -68,7 +68,7 @@ class Recognition {
         } catch (const InterruptedError& error) {
             Fail({LEXO_ERR_NONE, error.what()});
         } catch (const std::bad_alloc&) {
-            Fail({LEXO_ERR_NONE, "takes more memory than there is"});
+            Fail({LEXO_ERR_NONE, kNoMemory});
         }
     }
 

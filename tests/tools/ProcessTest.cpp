@@ -120,6 +120,20 @@ TEST_F(Tool, GoesOnAfterFilesThatFail) {
     }
 }
 
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // they need more addresses
+TEST_F(Tool, GoesOnAfterAnAnswerThatTakesMoreMemoryThanThereIs) {
+    setup_ = "ulimit -v 450000;";
+    server_.Then(Says({std::string(30000000, '\xff')}));  // twice that and more as JSON
+    server_.Then(Says({"two"}));
+    const ToolResult result = Run({"--format", "json", Sound(1), Sound(2)});
+    EXPECT_EQ(result.status, 1);
+    ExpectTold(result.err, {"1.wav: takes more memory than there is\n", "1 of 2 files not"});
+    const std::size_t first = result.out.find('\n');
+    EXPECT_TRUE(Json::parse(result.out.substr(0, first))["results"].empty());
+    ExpectTold(result.out.substr(first), {"two"});
+}
+#endif
+
 TEST_F(Tool, TellsTheServersOwnWords) {
     server_.Then(scripted::Answer(scripted::Echo([](auto& answer) {
         answer.set_error_no(17);
