@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <exception>
 #include <fstream>
 #include <string_view>
 
@@ -97,7 +98,7 @@ EngineLog::EngineLog(const std::optional<std::filesystem::path>& home) {
     }
     try {
         MakeHome(*home);
-    } catch (const std::filesystem::filesystem_error&) {  // no space
+    } catch (const std::exception&) {  // no space, no memory
     }
     ::setenv("QUORLAN_HOME", (log_ ? folder_ : *home).c_str(), 1);
 }

@@ -1,31 +1,32 @@
 // JSON for programs. The fields are those of the public records, in lower case and in their order;
 // nothing is renamed or left out, so that a reader of the library's header knows the format.
 #include <cmath>
-#include <nlohmann/json.hpp>
 #include <string_view>
+#include <vector>
 
+#include "JsonWriter.h"
 #include "ResultFormatter.h"
 
 namespace recognize {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+void WriteNumber(JsonWriter& json, const char* name, int number) {
+    json.Name(name);
+    json.Number(number);
+}
 
-bool IsUtf8(std::string_view text) {
-    try {
-        static_cast<void>(Json(text).dump());
-        return true;
-    } catch (const Json::type_error&) {
-        return false;
-    }
+void WriteNumber(JsonWriter& json, const char* name, double number) {
+    json.Name(name);
+    json.Number(number);
 }
 
 // Text of the server, and a file's name, may be in any encoding. What is not UTF-8 shows
 // replacement characters in its field; its bytes stand, as hexadecimal digits, in a field of their
 // own beside it.
-void AddText(Json& object, const std::string& field, std::string_view text) {
-    object[field] = text;
+void WriteText(JsonWriter& json, const std::string& name, std::string_view text) {
+    json.Name(name);
+    json.Text(text);
     if (!IsUtf8(text)) {
         static constexpr char kDigits[] = "0123456789abcdef";
         std::string hex;
@@ -33,168 +34,183 @@ void AddText(Json& object, const std::string& field, std::string_view text) {
             hex += kDigits[byte >> 4];
             hex += kDigits[byte & 15];
         }
-        object[field + "_hex"] = hex;
+        json.Name(name + "_hex");
+        json.Text(hex);
     }
 }
 
-void AddText(Json& object, const std::string& field, const char* text) {
+void WriteText(JsonWriter& json, const char* name, const char* text) {
     if (text == nullptr) {
-        object[field] = nullptr;
+        json.Name(name);
+        json.Null();
     } else {
-        AddText(object, field, std::string_view(text));
+        WriteText(json, name, std::string_view(text));
     }
 }
 
-// A list and its count as the records hold them: a null list is JSON's null.
-template <typename T, typename ToJson>
-Json List(const T* entries, int count, ToJson to_json) {
+// A list as the records hold it: a null list is JSON's null.
+template <typename T, typename WriteEntry>
+void WriteList(JsonWriter& json, const char* name, const T* entries, int count,
+               WriteEntry write_entry) {
+    json.Name(name);
     if (entries == nullptr) {
-        return nullptr;
+        json.Null();
+        return;
     }
-    Json list = Json::array();
-    for (int i = 0; i < count; ++i) {
-        list.push_back(to_json(entries[i]));
-    }
-    return list;
+    json.Array([&] {
+        for (int i = 0; i < count; ++i) {
+            json.Object([&] { write_entry(entries[i]); });
+        }
+    });
+}
+
+// What follows writes the fields of a record into the object that is open.
+
+template <typename Record>
+void WriteTimes(JsonWriter& json, const Record& record) {
+    WriteNumber(json, "nstarttime", record.nStartTime);
+    WriteNumber(json, "nendtime", record.nEndTime);
 }
 
 // Times and score of free talk's and analysis's words, which have the same fields.
 template <typename Element>
-Json ElementJson(const Element& e) {
-    return {{"nstarttime", e.nStartTime}, {"nendtime", e.nEndTime},         {"nscore", e.nScore},
-            {"nposintext", e.nPosInText}, {"ncountintext", e.nCountInText}, {"nflag", e.nFlag}};
+void WriteElement(JsonWriter& json, const Element& element) {
+    WriteTimes(json, element);
+    WriteNumber(json, "nscore", element.nScore);
+    WriteNumber(json, "nposintext", element.nPosInText);
+    WriteNumber(json, "ncountintext", element.nCountInText);
+    WriteNumber(json, "nflag", element.nFlag);
 }
 
 template <typename ElementList>
-Json ElementListJson(const ElementList& list) {
-    return {{"nelementcount", list.nElementCount},
-            {"pelementlist", List(list.pElementList, list.nElementCount,
-                                  [](const auto& element) { return ElementJson(element); })}};
-}
-
-template <typename ElementLists>
-Json ElementListsJson(const ElementLists* lists, int count) {
-    return List(lists, count, [](const auto& list) { return ElementListJson(list); });
-}
-
-template <typename Sentence>
-Json SentenceJson(const Sentence& sentence) {
-    Json object;
-    AddText(object, "psztext", sentence.pszText);
-    object["nscore"] = sentence.nScore;
-    return object;
-}
-
-Json SentenceJson(const Lexo_Analysis_Sentence& sentence) {
-    Json object;
-    AddText(object, "psztext", sentence.pszText);
-    object["nscore"] = sentence.nScore;
-    object["fspeed"] = sentence.fSpeed;
-    return object;
+void WriteElementList(JsonWriter& json, const ElementList& list) {
+    WriteNumber(json, "nelementcount", list.nElementCount);
+    WriteList(json, "pelementlist", list.pElementList, list.nElementCount,
+              [&](const auto& element) { WriteElement(json, element); });
 }
 
 template <typename Segment>
-void AddSentences(Json& object, const Segment& segment) {
-    object["nresultcount"] = segment.nResultCount;
-    object["psentenceresults"] = List(segment.pSentenceResults, segment.nResultCount,
-                                      [](const auto& sentence) { return SentenceJson(sentence); });
+void WriteElementLists(JsonWriter& json, const Segment& segment) {
+    WriteList(json, "pelementlistresults", segment.pElementListResults, segment.nResultCount,
+              [&](const auto& list) { WriteElementList(json, list); });
 }
 
-template <typename Record>
-Json TimesJson(const Record& record) {
-    return {{"nstarttime", record.nStartTime}, {"nendtime", record.nEndTime}};
+template <typename Sentence>
+void WriteSentence(JsonWriter& json, const Sentence& sentence) {
+    WriteText(json, "psztext", sentence.pszText);
+    WriteNumber(json, "nscore", sentence.nScore);
 }
 
-Json KeywordJson(const Lexo_Keyword& keyword) {
-    Json object = {{"nkeywordindex", keyword.nKeywordIndex}};
-    AddText(object, "sztext", keyword.szText);
-    object["nstarttime"] = keyword.nStartTime;
-    object["nendtime"] = keyword.nEndTime;
-    object["nscore"] = keyword.nScore;
-    return object;
+void WriteSentence(JsonWriter& json, const Lexo_Analysis_Sentence& sentence) {
+    WriteText(json, "psztext", sentence.pszText);
+    WriteNumber(json, "nscore", sentence.nScore);
+    WriteNumber(json, "fspeed", double{sentence.fSpeed});
 }
 
-void AddKeywords(Json& object, int count, const Lexo_Keyword* keywords) {
-    object["nkeywordcount"] = count;
-    object["pkeywordresults"] = List(keywords, count, KeywordJson);
+template <typename Segment>
+void WriteSentences(JsonWriter& json, const Segment& segment) {
+    WriteNumber(json, "nresultcount", segment.nResultCount);
+    WriteList(json, "psentenceresults", segment.pSentenceResults, segment.nResultCount,
+              [&](const auto& sentence) { WriteSentence(json, sentence); });
 }
 
-Json FreetalkSegmentJson(const Lexo_Freetalk_Segment& segment) {
-    Json object = TimesJson(segment);
-    AddSentences(object, segment);
-    object["pelementlistresults"] =
-        ElementListsJson(segment.pElementListResults, segment.nResultCount);
-    return object;
+void WriteKeyword(JsonWriter& json, const Lexo_Keyword& keyword) {
+    WriteNumber(json, "nkeywordindex", keyword.nKeywordIndex);
+    WriteText(json, "sztext", keyword.szText);
+    WriteTimes(json, keyword);
+    WriteNumber(json, "nscore", keyword.nScore);
 }
 
-Json GrammarSegmentJson(const Lexo_Grammar_Segment_Result& segment) {
-    Json object = TimesJson(segment);
-    AddSentences(object, segment);
-    return object;
+void WriteKeywords(JsonWriter& json, int count, const Lexo_Keyword* keywords) {
+    WriteNumber(json, "nkeywordcount", count);
+    WriteList(json, "pkeywordresults", keywords, count,
+              [&](const auto& keyword) { WriteKeyword(json, keyword); });
 }
 
-Json EmotionJson(const Lexo_Analysis_Emotion& emotion) {
-    Json object = TimesJson(emotion);
-    object["nscore"] = emotion.nScore;
-    object["nemotion"] = static_cast<int>(emotion.nEmotion);
-    return object;
+void WriteFreetalkSegment(JsonWriter& json, const Lexo_Freetalk_Segment& segment) {
+    WriteTimes(json, segment);
+    WriteSentences(json, segment);
+    WriteElementLists(json, segment);
 }
 
-Json AnalysisSegmentJson(const Lexo_Analysis_Segment& segment) {
-    Json object = TimesJson(segment);
-    object["nrole"] = static_cast<int>(segment.nRole);
-    AddSentences(object, segment);
-    object["pelementlistresults"] =
-        ElementListsJson(segment.pElementListResults, segment.nResultCount);
-    object["nemotioncount"] = segment.nEmotionCount;
-    object["pemotionresults"] = List(segment.pEmotionResults, segment.nEmotionCount, EmotionJson);
-    AddKeywords(object, segment.nKeywordCount, segment.pKeywordResults);
-    return object;
+void WriteGrammarSegment(JsonWriter& json, const Lexo_Grammar_Segment_Result& segment) {
+    WriteTimes(json, segment);
+    WriteSentences(json, segment);
 }
 
-Json AnalysisJson(const Lexo_Analysis_Result& analysis) {
-    return {{"nsilencecount", analysis.nSilenceCount},
-            {"psilenceresults", List(analysis.pSilenceResults, analysis.nSilenceCount,
-                                     TimesJson<Lexo_Analysis_Silence_Result>)},
-            {"nsegmentcount", analysis.nSegmentCount},
-            {"psegmentresults",
-             List(analysis.pSegmentResults, analysis.nSegmentCount, AnalysisSegmentJson)}};
+void WriteEmotion(JsonWriter& json, const Lexo_Analysis_Emotion& emotion) {
+    WriteTimes(json, emotion);
+    WriteNumber(json, "nscore", emotion.nScore);
+    WriteNumber(json, "nemotion", static_cast<int>(emotion.nEmotion));
 }
 
-Json ResultJson(const Lexo_RecogResult& result) {
-    Json object = {{"nenginetype", static_cast<int>(result.nEngineType)}};
+void WriteAnalysisSegment(JsonWriter& json, const Lexo_Analysis_Segment& segment) {
+    WriteTimes(json, segment);
+    WriteNumber(json, "nrole", static_cast<int>(segment.nRole));
+    WriteSentences(json, segment);
+    WriteElementLists(json, segment);
+    WriteNumber(json, "nemotioncount", segment.nEmotionCount);
+    WriteList(json, "pemotionresults", segment.pEmotionResults, segment.nEmotionCount,
+              [&](const auto& emotion) { WriteEmotion(json, emotion); });
+    WriteKeywords(json, segment.nKeywordCount, segment.pKeywordResults);
+}
+
+void WriteFreetalk(JsonWriter& json, const Lexo_Freetalk_Result& freetalk) {
+    WriteNumber(json, "nsegmentcount", freetalk.nSegmentCount);
+    WriteList(json, "psegmentlist", freetalk.pSegmentList, freetalk.nSegmentCount,
+              [&](const auto& segment) { WriteFreetalkSegment(json, segment); });
+}
+
+void WriteGrammar(JsonWriter& json, const Lexo_Grammar_Result& grammar) {
+    WriteNumber(json, "nsegmentcount", grammar.nSegmentCount);
+    WriteList(json, "psegmentresults", grammar.pSegmentResults, grammar.nSegmentCount,
+              [&](const auto& segment) { WriteGrammarSegment(json, segment); });
+}
+
+void WriteAnalysis(JsonWriter& json, const Lexo_Analysis_Result& analysis) {
+    WriteNumber(json, "nsilencecount", analysis.nSilenceCount);
+    WriteList(json, "psilenceresults", analysis.pSilenceResults, analysis.nSilenceCount,
+              [&](const auto& silence) { WriteTimes(json, silence); });
+    WriteNumber(json, "nsegmentcount", analysis.nSegmentCount);
+    WriteList(json, "psegmentresults", analysis.pSegmentResults, analysis.nSegmentCount,
+              [&](const auto& segment) { WriteAnalysisSegment(json, segment); });
+}
+
+void WriteResult(JsonWriter& json, const Lexo_RecogResult& result) {
+    WriteNumber(json, "nenginetype", static_cast<int>(result.nEngineType));
     switch (result.nEngineType) {
-        case LEXO_ENGINE_FREETALK: {
-            const Lexo_Freetalk_Result& freetalk = result.sFreetalkResult;
-            object["sfreetalkresult"] = {
-                {"nsegmentcount", freetalk.nSegmentCount},
-                {"psegmentlist",
-                 List(freetalk.pSegmentList, freetalk.nSegmentCount, FreetalkSegmentJson)}};
+        case LEXO_ENGINE_FREETALK:
+            json.Name("sfreetalkresult");
+            json.Object([&] { WriteFreetalk(json, result.sFreetalkResult); });
             break;
-        }
-        case LEXO_ENGINE_GRAMMAR: {
-            const Lexo_Grammar_Result& grammar = result.sGrammarResult;
-            object["sgrammarresult"] = {
-                {"nsegmentcount", grammar.nSegmentCount},
-                {"psegmentresults",
-                 List(grammar.pSegmentResults, grammar.nSegmentCount, GrammarSegmentJson)}};
+        case LEXO_ENGINE_GRAMMAR:
+            json.Name("sgrammarresult");
+            json.Object([&] { WriteGrammar(json, result.sGrammarResult); });
             break;
-        }
         case LEXO_ENGINE_KEYWORDSPOT:
-            object["skeywordspotresult"] = Json::object();
-            AddKeywords(object["skeywordspotresult"], result.sKeywordspotResult.nKeywordCount,
-                        result.sKeywordspotResult.pKeywordResults);
+            json.Name("skeywordspotresult");
+            json.Object([&] {
+                WriteKeywords(json, result.sKeywordspotResult.nKeywordCount,
+                              result.sKeywordspotResult.pKeywordResults);
+            });
             break;
         case LEXO_ENGINE_ANALYSIS:
-            object["sanalysisresult"] = AnalysisJson(result.sAnalysisResult);
+            json.Name("sanalysisresult");
+            json.Object([&] { WriteAnalysis(json, result.sAnalysisResult); });
             break;
     }
-    return object;
 }
 
-Json ErrorJson(const Failure& failure) {
+void WriteFailure(JsonWriter& json, const Failure& failure) {
     const std::string name = failure.code == LEXO_ERR_NONE ? "" : NameOf(failure.code);
-    return {{"name", name.empty() ? Json(nullptr) : Json(name)}, {"meaning", failure.meaning}};
+    json.Name("name");
+    if (name.empty()) {
+        json.Null();
+    } else {
+        json.Text(name);
+    }
+    json.Name("meaning");
+    json.Text(failure.meaning);
 }
 
 // Milliseconds are as exact as a clock that other programs share can be read.
@@ -202,53 +218,48 @@ double ToMilliseconds(double seconds) {
     return std::round(seconds * 1000) / 1000;
 }
 
-// JSON lets DEL and the C1 control characters pass as they are; a terminal would obey some of them.
-// They stand only within strings, where the escaped form means the same.
-std::string WithoutControls(const std::string& json) {
-    std::string clean;
-    for (std::size_t i = 0; i < json.size(); ++i) {
-        const auto next = static_cast<unsigned char>(i + 1 < json.size() ? json[i + 1] : 0);
-        if (json[i] == '\x7F') {
-            clean += "\\u007f";
-        } else if (json[i] == '\xC2' && next < 0xA0) {
-            clean += next < 0x90 ? "\\u008" : "\\u009";
-            clean += "0123456789abcdef"[next & 15];
-            ++i;
-        } else {
-            clean += json[i];
-        }
-    }
-    return clean;
-}
-
 class JsonFormatter : public ResultFormatter {
   public:
     explicit JsonFormatter(const FileContext& context) : context_(context) {}
 
     std::string Add(const Lexo_RecogResult& result) override {
-        results_.push_back(ResultJson(result));
+        JsonWriter json;
+        json.Object([&] { WriteResult(json, result); });
+        results_.push_back(json.Take());
         return {};
     }
 
     std::string Finish(const FileOutcome& outcome) override {
-        Json object;
-        AddText(object, "file", std::string_view(context_.file));
-        object["capability"] = context_.capability;
-        object["audio_seconds"] = outcome.audio_seconds;
-        object["elapsed_seconds"] = ToMilliseconds(outcome.elapsed_seconds);
-        object["results"] = std::move(results_);
-        if (!outcome.warning.empty()) {
-            object["warning"] = outcome.warning;
-        }
-        if (outcome.failure) {
-            object["error"] = ErrorJson(*outcome.failure);
-        }
-        return WithoutControls(object.dump(-1, ' ', false, Json::error_handler_t::replace)) + "\n";
+        JsonWriter json;
+        json.Object([&] { WriteFile(json, outcome); });
+        return json.Take() + "\n";
     }
 
   private:
+    void WriteFile(JsonWriter& json, const FileOutcome& outcome) const {
+        WriteText(json, "file", std::string_view(context_.file));
+        json.Name("capability");
+        json.Text(context_.capability);
+        WriteNumber(json, "audio_seconds", outcome.audio_seconds);
+        WriteNumber(json, "elapsed_seconds", ToMilliseconds(outcome.elapsed_seconds));
+        json.Name("results");
+        json.Array([&] {
+            for (const std::string& result : results_) {
+                json.Verbatim(result);
+            }
+        });
+        if (!outcome.warning.empty()) {
+            json.Name("warning");
+            json.Text(outcome.warning);
+        }
+        if (outcome.failure) {
+            json.Name("error");
+            json.Object([&] { WriteFailure(json, *outcome.failure); });
+        }
+    }
+
     const FileContext context_;
-    Json results_ = Json::array();
+    std::vector<std::string> results_;
 };
 
 }  // namespace
