@@ -60,9 +60,7 @@ Batch::Batch(const Options& options, const Resource& resource, const EngineLog& 
 std::size_t Batch::Run() {
     {
         std::vector<std::jthread> workers;
-        for (auto& session : sessions_) {
-            workers.emplace_back([this, &session] { Work(&session); });
-        }
+        StartWorkers(&workers);
     }
     sessions_.clear();  // not before: others' exchanges would wait until each one is stopped
     console_.EndProgress();
@@ -74,17 +72,36 @@ std::size_t Batch::Run() {
     return failed;
 }
 
+// Where there are no more threads to be had, those that are there do the work.
+void Batch::StartWorkers(std::vector<std::jthread>* workers) {
+    try {
+        for (auto& session : sessions_) {
+            workers->emplace_back([this, &session] { Work(&session); });
+        }
+    } catch (const std::exception&) {
+        if (workers->empty()) {
+            Work(&sessions_.front());
+        }
+    }
+}
+
 void Batch::Work(std::unique_ptr<Session>* session) {
     while (!InterruptionRequested()) {
         const std::size_t index = next_++;
         if (index >= options_.files.size()) {
             break;
         }
-        const FileOutcome outcome = RecognizeOne(index, session);
-        recognized_ += outcome.failure ? 0 : 1;
+        double seconds = 0;
+        try {
+            const FileOutcome outcome = RecognizeOne(index, session);
+            recognized_ += outcome.failure ? 0 : 1;
+            seconds = outcome.audio_seconds;
+        } catch (const std::bad_alloc&) {
+            console_.Message("a file takes more memory than there is, even to tell its name");
+        }
         ++finished_;
         output_.Finish(index);
-        ShowProgress(index, 1, outcome.audio_seconds);
+        ShowProgress(index, 1, seconds);
     }
 }
 
@@ -103,7 +120,7 @@ FileOutcome Batch::RecognizeOne(std::size_t index, std::unique_ptr<Session>* ses
     FileOutcome outcome;
     try {
         const auto formatter = MakeFormatter(options_.format, ContextOf(index));
-        output_.Result(index, formatter->Begin());
+        output_.Add(index, {{false, formatter->Begin()}});
         outcome = ExchangeOrFail(index, session, *formatter);
         Conclude(index, outcome, *formatter);
     } catch (const std::bad_alloc&) {
@@ -140,7 +157,9 @@ FileOutcome Batch::Exchange(std::size_t index, Session& session, ResultFormatter
     job.chunk_ms = options_.chunk_ms;
     job.pace = options_.pace;
     const FileEvents events = {
-        [&](const Lexo_RecogResult& result) { output_.Result(index, formatter.Add(result)); },
+        [&](const Lexo_RecogResult& result) {
+            output_.Add(index, {{false, formatter.Add(result)}});
+        },
         [&](double fraction, double seconds) { ShowProgress(index, fraction, seconds); }};
     return RecognizeFile(job, session, events);
 }
@@ -154,32 +173,19 @@ FileContext Batch::ContextOf(std::size_t index) const {
             options_.verbose};
 }
 
-// All is made before any of it is written, so that want of memory leaves nothing half said.
 void Batch::Conclude(std::size_t index, const FileOutcome& outcome, ResultFormatter& formatter) {
-    std::string rest = formatter.Finish(outcome);
-    std::vector<std::string> messages = MessagesOf(index, outcome);
-    output_.Result(index, std::move(rest));
-    if (console_.ResultsLost()) {
-        return;  // the console has said why; the file is not to blame
-    }
-    for (std::string& message : messages) {
-        output_.Message(index, std::move(message));
-    }
-}
-
-std::vector<std::string> Batch::MessagesOf(std::size_t index, const FileOutcome& outcome) const {
     const std::string name = ShownName(options_.files[index]);
-    std::vector<std::string> messages;
+    std::vector<OrderedOutput::Piece> pieces = {{false, formatter.Finish(outcome)}};
     if (!outcome.warning.empty()) {
-        messages.push_back("warning: " + name + " " + outcome.warning);
+        pieces.push_back({true, "warning: " + name + " " + outcome.warning});
     }
     if (outcome.failure) {
-        messages.push_back(name + ": " + outcome.failure->Text());
+        pieces.push_back({true, name + ": " + outcome.failure->Text()});
     }
     if (options_.verbose) {
-        messages.push_back(name + ": " + Timing(outcome));
+        pieces.push_back({true, name + ": " + Timing(outcome)});
     }
-    return messages;
+    output_.Add(index, std::move(pieces));
 }
 
 void Batch::ShowProgress(std::size_t index, double fraction, double seconds) {

@@ -9,7 +9,7 @@
 #include <atomic>
 #include <cstddef>
 #include <memory>
-#include <string>
+#include <thread>
 #include <vector>
 
 #include "CommandLine.h"
@@ -32,8 +32,10 @@ class Batch {
     std::size_t Run();
 
   private:
+    void StartWorkers(std::vector<std::jthread>* workers);
     void Work(std::unique_ptr<Session>* session);
-    // Also writes what there is to say of the file.
+    // Also writes what there is to say of the file. Throws std::bad_alloc where there is no memory
+    // even to say that there is none.
     FileOutcome RecognizeOne(std::size_t index, std::unique_ptr<Session>* session);
     // `session` is null afterwards when it should not be used again. Throws std::bad_alloc.
     FileOutcome ExchangeOrFail(std::size_t index, std::unique_ptr<Session>* session,
@@ -43,7 +45,6 @@ class Batch {
     std::unique_ptr<Session> OpenSession() const;
     FileContext ContextOf(std::size_t index) const;
     void Conclude(std::size_t index, const FileOutcome& outcome, ResultFormatter& formatter);
-    std::vector<std::string> MessagesOf(std::size_t index, const FileOutcome& outcome) const;
     void ShowProgress(std::size_t index, double fraction, double seconds);
 
     const Options& options_;

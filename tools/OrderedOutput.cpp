@@ -1,15 +1,19 @@
 #include "OrderedOutput.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace recognize {
 
-void OrderedOutput::Add(std::size_t index, Piece piece) {
+void OrderedOutput::Add(std::size_t index, std::vector<Piece> pieces) {
     const std::lock_guard lock(mutex_);
     if (index == head_) {
-        Write(piece);
+        std::ranges::for_each(pieces, [this](const Piece& piece) { Write(piece); });
     } else {
-        files_[index].waiting.push_back(std::move(piece));
+        std::vector<Piece>& waiting = files_[index].waiting;
+        waiting.insert(waiting.end(), std::move_iterator(pieces.begin()),
+                       std::move_iterator(pieces.end()));
     }
 }
 
@@ -27,10 +31,10 @@ void OrderedOutput::Finish(std::size_t index) {
 }
 
 void OrderedOutput::Write(const Piece& piece) {
-    if (piece.is_message) {
-        console_.Message(piece.text);
-    } else {
+    if (!piece.is_message) {
         console_.WriteResult(piece.text);
+    } else if (!console_.ResultsLost()) {
+        console_.Message(piece.text);
     }
 }
 

@@ -19,24 +19,22 @@ class OrderedOutput {
   public:
     OrderedOutput(std::size_t files, Console& console) : console_(console), files_(files) {}
 
-    // A piece of a file's result.
-    void Result(std::size_t index, std::string text) { Add(index, {false, std::move(text)}); }
-    // A line on standard error, at its place among the results.
-    void Message(std::size_t index, std::string text) { Add(index, {true, std::move(text)}); }
+    struct Piece {
+        bool is_message;  // a line on standard error, unless results were lost: that says enough
+        std::string text;
+    };
+
+    // What comes next for a file: all of it, or, where std::bad_alloc is thrown, nothing.
+    void Add(std::size_t index, std::vector<Piece> pieces);
     // Nothing more comes for the file.
     void Finish(std::size_t index);
 
   private:
-    struct Piece {
-        bool is_message;
-        std::string text;
-    };
     struct File {
         std::vector<Piece> waiting;
         bool is_finished = false;
     };
 
-    void Add(std::size_t index, Piece piece);
     void Write(const Piece& piece);
 
     Console& console_;

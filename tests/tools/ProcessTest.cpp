@@ -99,6 +99,12 @@ TEST_F(Tool, KeepsTheOrderOfTheFilesOverParallelSessions) {
                               "does, or is no recognition server\n"
                               "orvx-recognize: 1 of 5 files not recognised\n");
     EXPECT_EQ(result.status, 1);
+    // Where threads are not to be had, there is one all the same.
+    server_.Otherwise(Says({"alone"}));
+    setup_ = "ASAN_OPTIONS=verify_asan_link_order=0 LD_PRELOAD=" ORVX_NO_THREAD;
+    const ToolResult alone = Run({"--jobs", "2", Sound(1), Sound(2)});
+    EXPECT_EQ(alone.status, 0) << alone.err;
+    EXPECT_EQ(Requests().size(), 2u);
 }
 
 TEST_F(Tool, GoesOnAfterFilesThatFail) {
