@@ -1,9 +1,11 @@
 #include "ContainerSource.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <mutex>
+#include <new>
 #include <shared_mutex>
 #include <string>
 #include <utility>
@@ -108,9 +110,14 @@ void ContainerSource::OpenThrough(std::unique_ptr<SoundStream> stream, SF_INFO* 
         if (!input_.IsLive()) {  // which may be long in coming
             lock.lock();
         }
+        errno = 0;
         file_.reset(stream_->Open(info));
     }
+    const bool lacks_memory = errno == ENOMEM;
     stream_->RethrowFailure();
+    if (file_ == nullptr && lacks_memory) {
+        throw std::bad_alloc();
+    }
     if (file_ == nullptr) {
         throw AudioError(WhyUnreadable(input_.IsLive() ? ::sf_error(nullptr) : WhyNotOpened()));
     }
