@@ -120,7 +120,7 @@ FileOutcome Batch::RecognizeOne(std::size_t index, std::unique_ptr<Session>* ses
     FileOutcome outcome;
     try {
         const auto formatter = MakeFormatter(options_.format, ContextOf(index));
-        output_.Add(index, {{false, formatter->Begin()}});
+        output_.AddResult(index, formatter->Begin());
         outcome = ExchangeOrFail(index, session, *formatter);
         Conclude(index, outcome, *formatter);
     } catch (const std::bad_alloc&) {
@@ -157,9 +157,7 @@ FileOutcome Batch::Exchange(std::size_t index, Session& session, ResultFormatter
     job.chunk_ms = options_.chunk_ms;
     job.pace = options_.pace;
     const FileEvents events = {
-        [&](const Lexo_RecogResult& result) {
-            output_.Add(index, {{false, formatter.Add(result)}});
-        },
+        [&](const Lexo_RecogResult& result) { output_.AddResult(index, formatter.Add(result)); },
         [&](double fraction, double seconds) { ShowProgress(index, fraction, seconds); }};
     return RecognizeFile(job, session, events);
 }
@@ -175,7 +173,8 @@ FileContext Batch::ContextOf(std::size_t index) const {
 
 void Batch::Conclude(std::size_t index, const FileOutcome& outcome, ResultFormatter& formatter) {
     const std::string name = ShownName(options_.files[index]);
-    std::vector<OrderedOutput::Piece> pieces = {{false, formatter.Finish(outcome)}};
+    std::vector<OrderedOutput::Piece> pieces;
+    pieces.push_back({false, formatter.Finish(outcome)});
     if (!outcome.warning.empty()) {
         pieces.push_back({true, "warning: " + name + " " + outcome.warning});
     }

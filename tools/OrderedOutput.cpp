@@ -17,6 +17,12 @@ void OrderedOutput::Add(std::size_t index, std::vector<Piece> pieces) {
     }
 }
 
+void OrderedOutput::AddResult(std::size_t index, std::string text) {
+    std::vector<Piece> pieces;
+    pieces.push_back({false, std::move(text)});  // which a list in braces would copy
+    Add(index, std::move(pieces));
+}
+
 void OrderedOutput::Finish(std::size_t index) {
     const std::lock_guard lock(mutex_);
     files_[index].is_finished = true;

@@ -26,6 +26,7 @@ class OrderedOutput {
 
     // What comes next for a file: all of it, or, where std::bad_alloc is thrown, nothing.
     void Add(std::size_t index, std::vector<Piece> pieces);
+    void AddResult(std::size_t index, std::string text);
     // Nothing more comes for the file.
     void Finish(std::size_t index);
 
