@@ -108,11 +108,12 @@ void Batch::Work(std::unique_ptr<Session>* session) {
 // A half-sent utterance is left behind with its session, and so is one that got no memory for its
 // texts. Otherwise it is kept: to stop it would take as long as the slowest answer that others wait
 // for.
-bool Batch::IsSpoilt(const Session& session, Lexo_ErrCode code) {
+bool Batch::IsSpoilt(const Session& session, const FileOutcome& outcome) {
+    const Lexo_ErrCode code = outcome.failure->code;
     if (session.Mode() == StreamMode::kOneShot) {
         return code == LEXO_ERR_MEMORY;
     }
-    return code != LEXO_ERR_NONE && code != LEXO_ERR_NO_VOICE_INPUT;
+    return outcome.is_left_open || (code != LEXO_ERR_NONE && code != LEXO_ERR_NO_VOICE_INPUT);
 }
 
 // Where there is no memory for what one file gives, the others go on: it is free again by then.
@@ -124,6 +125,7 @@ FileOutcome Batch::RecognizeOne(std::size_t index, std::unique_ptr<Session>* ses
         outcome = ExchangeOrFail(index, session, *formatter);
         Conclude(index, outcome, *formatter);
     } catch (const std::bad_alloc&) {
+        session->reset();  // its utterance may be open still
         outcome.failure = Failure{LEXO_ERR_NONE, kNoMemory};
         Conclude(index, outcome, *MakeFormatter(options_.format, ContextOf(index)));
     }
@@ -141,7 +143,7 @@ FileOutcome Batch::ExchangeOrFail(std::size_t index, std::unique_ptr<Session>* s
     } catch (const EngineError& error) {
         outcome.failure = Failure{error.Code(), error.Meaning()};
     }
-    if (outcome.failure && *session != nullptr && IsSpoilt(**session, outcome.failure->code)) {
+    if (outcome.failure && *session != nullptr && IsSpoilt(**session, outcome)) {
         session->reset();
     }
     return outcome;

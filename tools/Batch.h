@@ -40,7 +40,8 @@ class Batch {
     // `session` is null afterwards when it should not be used again. Throws std::bad_alloc.
     FileOutcome ExchangeOrFail(std::size_t index, std::unique_ptr<Session>* session,
                                ResultFormatter& formatter);
-    static bool IsSpoilt(const Session& session, Lexo_ErrCode code);
+    // By a failure.
+    static bool IsSpoilt(const Session& session, const FileOutcome& outcome);
     FileOutcome Exchange(std::size_t index, Session& session, ResultFormatter& formatter);
     std::unique_ptr<Session> OpenSession() const;
     FileContext ContextOf(std::size_t index) const;

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <new>
 
 #include "ErrorNames.h"
 #include "Errors.h"
@@ -67,9 +68,12 @@ Engine::Engine(const EngineSettings& settings, Console& console) : console_(cons
 }
 
 Engine::~Engine() {
-    const Lexo_ErrCode code = orvx_proxy_End();
-    if (code != LEXO_ERR_NONE) {
-        console_.Message("the engine did not end: " + Describe(code));
+    try {
+        const Lexo_ErrCode code = orvx_proxy_End();
+        if (code != LEXO_ERR_NONE) {
+            console_.Message("the engine did not end: " + Describe(code));
+        }
+    } catch (const std::bad_alloc&) {  // the process ends it
     }
 }
 

@@ -1,14 +1,17 @@
 #include "EngineLog.h"
 
 #include <fcntl.h>
+#include <ftw.h>
 #include <pthread.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <fstream>
 #include <string_view>
+#include <utility>
 
 #include "TemporaryFolder.h"
 
@@ -90,6 +93,11 @@ std::string ReadOn(int fd, off_t* position) {
     return text;
 }
 
+int RemoveEntry(const char* path, const struct stat*, int, FTW*) {
+    ::remove(path);
+    return 0;
+}
+
 }  // namespace
 
 EngineLog::EngineLog(const std::optional<std::filesystem::path>& home) {
@@ -100,13 +108,12 @@ EngineLog::EngineLog(const std::optional<std::filesystem::path>& home) {
         MakeHome(*home);
     } catch (const std::exception&) {  // no space, no memory
     }
-    ::setenv("QUORLAN_HOME", (log_ ? folder_ : *home).c_str(), 1);
+    ::setenv("QUORLAN_HOME", log_ ? folder_.c_str() : home->c_str(), 1);
 }
 
 EngineLog::~EngineLog() {
-    std::error_code ignored;
     if (!folder_.empty()) {
-        std::filesystem::remove_all(folder_, ignored);
+        ::nftw(folder_.c_str(), RemoveEntry, 1, FTW_DEPTH | FTW_PHYS);  // which throws nothing
     }
 }
 
@@ -116,14 +123,15 @@ void EngineLog::MakeHome(const std::filesystem::path& home) {
     if (is_pattern || ::mkdtemp(name.data()) == nullptr) {
         return;
     }
-    folder_ = name;
-    std::filesystem::create_directory(folder_ / "conf");
-    std::filesystem::copy(home / "conf" / "Lexo_SDK.conf", folder_ / "conf");
-    std::ofstream configuration(folder_ / "conf" / "Lexo_SDK_log.xml");
+    folder_ = std::move(name);  // which takes no memory: from here on it is removed
+    const std::filesystem::path folder = folder_;
+    std::filesystem::create_directory(folder / "conf");
+    std::filesystem::copy(home / "conf" / "Lexo_SDK.conf", folder / "conf");
+    std::ofstream configuration(folder / "conf" / "Lexo_SDK_log.xml");
     configuration << kConfiguration;
     if (configuration.flush()) {
         log_ = UniqueFd(
-            ::open((folder_ / "log").c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR));
+            ::open((folder / "log").c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR));
     }
 }
 

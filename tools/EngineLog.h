@@ -32,7 +32,7 @@ class EngineLog {
   private:
     void MakeHome(const std::filesystem::path& home);
 
-    std::filesystem::path folder_;  // empty: none was made
+    std::string folder_;  // empty: none was made
     UniqueFd log_;
 };
 

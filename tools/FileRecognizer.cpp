@@ -51,6 +51,7 @@ class Recognition {
         Guarded([this] { Send(); });
         outcome.warning = warning_;
         outcome.failure = failure_ ? failure_ : MissingResult();
+        outcome.is_left_open = is_open_;
         outcome.audio_seconds = seconds_sent_;
         outcome.elapsed_seconds =
             std::chrono::duration<double>(steady_clock::now() - start).count();
@@ -125,7 +126,9 @@ class Recognition {
 
     void CloseUtterance() {
         if (is_open_) {
-            Judge(session_.Close(Handler()));
+            const Lexo_ErrCode code = session_.Close(Handler());
+            is_open_ = code != LEXO_ERR_NONE && code != LEXO_ERR_NO_VOICE_INPUT;
+            Judge(code);
         }
     }
 

@@ -24,6 +24,7 @@ struct FileOutcome {
     double elapsed_seconds = 0;  // from opening the file to the last answer
     std::string warning;         // about a recording that could be used; empty for none
     std::optional<Failure> failure;
+    bool is_left_open = false;  // the utterance: another file's audio would be heard as its end
 };
 
 }  // namespace recognize

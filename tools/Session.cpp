@@ -72,6 +72,9 @@ void Session::Stop() {
 
 void Session::Set(const ParameterSetting& setting) {
     const Lexo_ErrCode code = orvx_proxy_SetParam(handle_, setting.key, setting.Word());
+    if (code == LEXO_ERR_MEMORY) {  // there was none for the session's texts
+        throw EngineError(code, "no session on " + capability_ + ": " + MeaningOf(code));
+    }
     if (code != LEXO_ERR_NONE) {
         throw UsageError(Refusal(capability_, setting, code));
     }

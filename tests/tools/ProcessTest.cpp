@@ -148,6 +148,32 @@ TEST_F(Tool, GoesOnAfterAnswersThatTakeMoreMemoryThanThereIs) {
         server_.Then(Says({std::string(10000000, 'a')}));  // together they are too much
     expect_the_second({"--stream", "continue"});
 }
+
+TEST_F(Tool, OutlivesAnyAllocationThatFails) {
+    server_.Otherwise([](const Request& request, Connection& connection) {  // the last is longer
+        Says({std::string(request.inner.chunk_no() < 0 ? 999 : 9, 'a')})(request, connection);
+    });
+    int failures = 0;
+    for (int at = 1; at < 270; at += 3) {
+        setup_ = "unset QUORLAN_HOME; ORVX_FAIL_AT=" + std::to_string(at) +
+                 " LD_PRELOAD=" ORVX_FAILING_ALLOCATION;
+        const ToolResult result =
+            Run({"--stream", "continue", "--format", "json", Sound(1), Sound(2)});
+        bool has_failed = false;
+        std::istringstream lines(result.out);
+        for (std::string line; std::getline(lines, line);) {
+            const Json told = Json::parse(line);
+            has_failed = has_failed || told.contains("error");
+            EXPECT_TRUE(told.contains("error") || told["results"].size() == 6) << at;
+        }
+        ASSERT_EQ(std::ranges::count(result.out, '\n'), 2) << at << result.err;
+        EXPECT_EQ(result.status, has_failed ? 1 : 0) << at;
+        failures += result.status;
+        for (const Request& request : Requests())
+            EXPECT_LE(request.inner.chunk_no(), 5) << at << ": both in one utterance";
+    }
+    EXPECT_GT(failures, 45);  // most allocations are needed
+}
 #endif
 
 TEST_F(Tool, TellsTheServersOwnWords) {
