@@ -2,6 +2,7 @@
 
 #include <malloc.h>
 #include <pthread.h>
+#include <sys/resource.h>
 
 #include <csignal>
 #include <cstddef>
@@ -47,12 +48,16 @@ ResourceData ReadChosenResource(const Options& options, Console& console) {
     return data;
 }
 
-// Under a limit of addresses many jobs shall not need gigabytes of them: the threads share their
-// memory's areas, of 64 MiB each, and have less than the usual 8 MiB for a stack.
+// Under a limit of addresses many jobs shall not need gigabytes of them: the threads share one area
+// of memory, where each would reserve 64 MiB for itself, and have less than the usual 8 MiB for a
+// stack.
 void SpareAddresses() {
-    constexpr int kMemoryAreas = 2;
     constexpr std::size_t kStackBytes = std::size_t{2} << 20;
-    ::mallopt(M_ARENA_MAX, kMemoryAreas);
+    rlimit addresses = {};
+    if (::getrlimit(RLIMIT_AS, &addresses) != 0 || addresses.rlim_cur == RLIM_INFINITY) {
+        return;
+    }
+    ::mallopt(M_ARENA_MAX, 1);
     pthread_attr_t attributes;
     if (::pthread_attr_init(&attributes) == 0) {
         ::pthread_attr_setstacksize(&attributes, kStackBytes);

@@ -4,8 +4,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <iostream>
 #include <map>
 #include <string_view>
@@ -141,8 +139,7 @@ bool Answered(CLI::App& app, int argc, const char* const* argv) {
     } catch (const CLI::Success& answer) {
         app.exit(answer, std::cout, std::cerr);
         if (!std::cout.flush()) {
-            throw std::runtime_error(std::string("cannot write the answer: ") +
-                                     std::strerror(errno));
+            throw std::runtime_error(ErrnoText("cannot write the answer"));
         }
         return true;
     } catch (const CLI::ParseError& error) {

@@ -79,12 +79,14 @@ void Console::WriteResult(std::string_view text) {
     const int error = WriteAll(results_.Get(), text);
     if (error != 0) {
         results_lost_ = true;
+        RequestInterruption();
         // A reader such as head ends on purpose and needs no message.
         if (error != EPIPE) {
-            WriteAll(STDERR_FILENO, "orvx-recognize: cannot write the results: " +
-                                        std::string(std::strerror(error)) + "\n");
+            char line[128];
+            std::snprintf(line, sizeof line, "orvx-recognize: cannot write the results: %s\n",
+                          std::strerror(error));
+            WriteAll(STDERR_FILENO, line);
         }
-        RequestInterruption();
     }
 }
 
@@ -98,19 +100,20 @@ void Console::Message(std::string_view text) {
     }
 }
 
-void Console::ShowProgress(double fraction, std::string_view text) {
+void Console::ShowProgress(double fraction, const char* text) {
     const std::lock_guard lock(mutex_);
     const auto now = steady_clock::now();
     if (!has_terminal_ || now - start_ < kBarDelay || now - last_drawn_ < kBarInterval) {
         return;
     }
     const double shown = std::clamp(fraction, 0.0, 1.0);
-    const auto filled = static_cast<std::size_t>(shown * kBarCells);
-    std::string bar(filled, '#');
-    bar.resize(kBarCells, '.');
-    char percent[16];
-    std::snprintf(percent, sizeof percent, "%3d %%  ", static_cast<int>(shown * 100));
-    WriteAll(STDERR_FILENO, "\r\033[K[" + bar + "] " + percent + std::string(text));
+    char bar[kBarCells + 1] = {};
+    std::fill_n(bar, kBarCells, '.');
+    std::fill_n(bar, static_cast<std::size_t>(shown * kBarCells), '#');
+    char line[160];  // on no heap: where memory is short, the work goes on all the same
+    std::snprintf(line, sizeof line, "\r\033[K[%s] %3d %%  %s", bar, static_cast<int>(shown * 100),
+                  text);
+    WriteAll(STDERR_FILENO, line);
     bar_shown_ = true;
     last_drawn_ = now;
 }

@@ -38,7 +38,7 @@ class Console {
 
     // Draws the progress bar when standard error is a terminal and the work lasts longer than a
     // second. `fraction` is 0 to 1.
-    void ShowProgress(double fraction, std::string_view text);
+    void ShowProgress(double fraction, const char* text);
     void EndProgress();
 
   private:

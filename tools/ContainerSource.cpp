@@ -8,6 +8,7 @@
 #include <new>
 #include <shared_mutex>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "Errors.h"
@@ -45,6 +46,10 @@ const char* WhyUnreadable(int sndfile_error) {
         default:
             return "is no recording that can be read: it is damaged or of an unknown form";
     }
+}
+
+bool IsWantOfMemory(int sndfile_error) {  // for which the audio library has no public number
+    return std::string_view(::sf_error_number(sndfile_error)).find("malloc") != std::string::npos;
 }
 
 bool IsMpeg(const SF_INFO& info) {
@@ -113,17 +118,19 @@ void ContainerSource::OpenThrough(std::unique_ptr<SoundStream> stream, SF_INFO* 
         errno = 0;
         file_.reset(stream_->Open(info));
     }
-    const bool lacks_memory = errno == ENOMEM;
+    const bool may_lack_memory = errno == ENOMEM;  // allocations that succeed leave it, too
     stream_->RethrowFailure();
-    if (file_ == nullptr && lacks_memory) {
-        throw std::bad_alloc();
-    }
     if (file_ == nullptr) {
-        throw AudioError(WhyUnreadable(input_.IsLive() ? ::sf_error(nullptr) : WhyNotOpened()));
+        const int error = input_.IsLive() ? ::sf_error(nullptr) : WhyNotOpened();
+        if (IsWantOfMemory(error) || (error == SF_ERR_NO_ERROR && may_lack_memory)) {
+            throw std::bad_alloc();
+        }
+        throw AudioError(WhyUnreadable(error));
     }
 }
 
 // The audio library tells it of any thread's last opening, so this one is made again, alone.
+// Where it succeeds now, that is no error.
 int ContainerSource::WhyNotOpened() const {
     const std::unique_lock lock(g_openings);
     SF_INFO info{};

@@ -4,6 +4,8 @@
 
 #include <Lexo.h>
 
+#include <cerrno>
+#include <cstring>
 #include <stdexcept>
 #include <string>
 
@@ -13,6 +15,12 @@ namespace recognize {
 
 // What a file does, or the program itself, where std::bad_alloc was thrown.
 inline constexpr char kNoMemory[] = "takes more memory than there is";
+
+// What could not be done, and why: by errno.
+inline std::string ErrnoText(const char* doing, const std::string& where = {}) {
+    const int error = errno;  // which the making of a text may change
+    return doing + where + ": " + std::strerror(error);
+}
 
 class UsageError : public std::runtime_error {
   public:

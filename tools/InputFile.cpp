@@ -12,7 +12,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 
 #include "Errors.h"
@@ -32,8 +31,8 @@ constexpr unsigned kPlainTags[] = {1, 3, 6, 7, 0xFFFE};
 // Between two looks at a pipe whose writer has begun a header and not ended it.
 constexpr auto kPeekInterval = std::chrono::milliseconds(2);
 
-[[noreturn]] void ThrowErrno(const std::string& doing) {
-    throw AudioError(doing + ": " + std::strerror(errno));
+[[noreturn]] void ThrowErrno(const char* doing, const std::string& where = {}) {
+    throw AudioError(ErrnoText(doing, where));
 }
 
 UniqueFd OpenForReading(const std::string& name) {
@@ -55,7 +54,7 @@ UniqueFd MakeTemporaryFile() {
     std::string name = folder / "orvx-recognize-XXXXXX";
     UniqueFd fd(::mkostemp(name.data(), O_CLOEXEC));
     if (!fd) {
-        ThrowErrno("cannot make a temporary file in " + folder.string());
+        ThrowErrno("cannot make a temporary file in ", folder.native());
     }
     ::unlink(name.c_str());
     return fd;

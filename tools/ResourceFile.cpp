@@ -6,7 +6,6 @@
 
 #include <array>
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <optional>
 
@@ -44,7 +43,7 @@ UniqueFd Open(const ResourceChoice& choice) {
     UniqueFd fd(::open(choice.argument.c_str(), O_RDONLY | O_CLOEXEC));
     struct stat info = {};
     if (!fd || ::fstat(fd.Get(), &info) != 0) {
-        Refuse(choice, std::string("cannot open the file: ") + std::strerror(errno));
+        Refuse(choice, ErrnoText("cannot open the file"));
     }
     if (S_ISDIR(info.st_mode)) {
         Refuse(choice, "is a folder, not a file");
@@ -60,7 +59,7 @@ std::string ReadBytes(const ResourceChoice& choice, std::size_t max_bytes) {
         if (count > 0) {
             bytes.append(block.data(), static_cast<std::size_t>(count));
         } else if (errno != EINTR) {
-            Refuse(choice, std::string("cannot read the file: ") + std::strerror(errno));
+            Refuse(choice, ErrnoText("cannot read the file"));
         }
         if (bytes.size() > max_bytes) {
             Refuse(choice, "is larger than the " + std::to_string(max_bytes >> 20) +
