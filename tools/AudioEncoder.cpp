@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Errors.h"
+#include "SoundOpenings.h"
 
 namespace recognize {
 
@@ -71,7 +72,10 @@ AudioEncoder::AudioEncoder(const AudioFormat& format, std::size_t channels)
     info.samplerate = format.rate;
     info.channels = static_cast<int>(channels);
     info.format = format.sndfile_format;
-    file_ = ::sf_open_virtual(&operations, SFM_WRITE, &info, sink_.get());
+    {
+        const std::shared_lock lock(g_openings);
+        file_ = ::sf_open_virtual(&operations, SFM_WRITE, &info, sink_.get());
+    }
     if (file_ == nullptr) {
         throw AudioError("cannot be converted to the audio format of the session" +
                          std::string(channels > 1 ? ", which takes one channel only" : ""));

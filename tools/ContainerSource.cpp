@@ -13,6 +13,7 @@
 
 #include "Errors.h"
 #include "Id3Tag.h"
+#include "SoundOpenings.h"
 #include "WavStream.h"
 
 namespace recognize {
@@ -31,8 +32,6 @@ constexpr sf_count_t kEndlessSamples = sf_count_t{1} << 28;
 
 // SF_COUNT_MAX, or what the audio library makes of a length that it does not know.
 constexpr sf_count_t kUnknownFrames = SF_COUNT_MAX >> 16;
-
-std::shared_mutex g_openings;  // of any thread's files
 
 const char* WhyUnreadable(int sndfile_error) {
     switch (sndfile_error) {
@@ -129,8 +128,7 @@ void ContainerSource::OpenThrough(std::unique_ptr<SoundStream> stream, SF_INFO* 
     }
 }
 
-// The audio library tells it of any thread's last opening, so this one is made again, alone.
-// Where it succeeds now, that is no error.
+// The opening is made again, alone. Where it succeeds now, that is no error.
 int ContainerSource::WhyNotOpened() const {
     const std::unique_lock lock(g_openings);
     SF_INFO info{};
