@@ -48,13 +48,17 @@ ResourceData ReadChosenResource(const Options& options, Console& console) {
     return data;
 }
 
+bool IsLimited(__rlimit_resource resource) {
+    rlimit limit = {};
+    return ::getrlimit(resource, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY;
+}
+
 // Under a limit of addresses many jobs shall not need gigabytes of them: the threads share one area
 // of memory, where each would reserve 64 MiB for itself, and have less than the usual 8 MiB for a
 // stack.
 void SpareAddresses() {
     constexpr std::size_t kStackBytes = std::size_t{2} << 20;
-    rlimit addresses = {};
-    if (::getrlimit(RLIMIT_AS, &addresses) != 0 || addresses.rlim_cur == RLIM_INFINITY) {
+    if (!IsLimited(RLIMIT_AS) && !IsLimited(RLIMIT_DATA)) {
         return;
     }
     ::mallopt(M_ARENA_MAX, 1);
